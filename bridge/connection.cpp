@@ -1,0 +1,33 @@
+// What happens on the Java side when the importer instantiates.
+#include "bridge.h"
+#include "java_calls.h"
+#include "jvm_access.h"
+
+namespace {
+
+// Not a bracket: a thread that is not attached yet is refused. It has no Java frames whose class
+// loader could know the simulation class, and the first connection decides which class that is.
+bool findSimulation() noexcept {
+  const bool attached = attachJvm();
+  if (attached) findJavaClasses();
+  leaveJniEnv(nullptr, nullptr);
+  return attached;
+}
+
+}  // namespace
+
+bool connectSimulation(const char* instanceName, const char* resourceLocation) {
+  clearLastError();
+  if (!findSimulation()) return false;
+  if (simObject == nullptr) {
+    setLastError("Cannot find Java classes");
+    return false;
+  }
+  if (!j_initConnection()) {
+    setLastError("Not connected");
+    return false;
+  }
+  if (j_instantiate(instanceName, resourceLocation)) return true;
+  setLastError(j_getLastError());
+  return false;
+}

@@ -1,0 +1,97 @@
+// The way of the values: inputs from the instance's array into a step, outputs back into the array.
+// Java may answer any counts and any length at any time, so every range is cut to the array.
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "bridge.h"
+#include "java_calls.h"
+#include "jvm_access.h"
+
+namespace {
+
+// Kept from call to call, because giving 100,000 doubles back to the system and asking for them
+// again costs more than the whole step.
+std::vector<double> outputSequence;
+
+// Appends the outputs as Java delivers them; nothing when there is no method or no answer.
+void j_getData(const char* instanceName, std::vector<double>& outputs) {
+  const jmethodID method = findJavaMethod("getData", "(Ljava/lang/String;)[D");
+  if (method == nullptr) return;
+  clearJavaException();
+  const JavaText name(instanceName);
+  if (!name) return;
+  const LocalRef array(static_cast<jdoubleArray>(callObject(method, name.get())));
+  if (!array) return;
+  clearJavaException();
+  const auto length = static_cast<std::size_t>(jniEnv->GetArrayLength(array.get()));
+  const auto release = [&array](jdouble* elements) {
+    jniEnv->ReleaseDoubleArrayElements(array.get(), elements, 0);
+  };
+  const std::unique_ptr<jdouble, decltype(release)> elements(
+      jniEnv->GetDoubleArrayElements(array.get(), nullptr), release);
+  if (elements != nullptr) outputs.assign(elements.get(), elements.get() + length);
+}
+
+void getoutputsfromzelvox(FmuInstance& instance) {
+  outputSequence.clear();
+  j_getData(instance.instanceName, outputSequence);
+  clearJavaException();
+  const auto count =
+      std::min(static_cast<std::int64_t>(outputSequence.size()), instance.realsLength);
+  std::copy_n(outputSequence.begin(), count, instance.reals);
+  instance.valuesDirty = 1;
+}
+
+// Where the inputs stand in the array; nothing when Java's counts place them outside of it.
+std::optional<std::span<const double>> inputSequence(const FmuInstance& instance,
+                                                     std::int64_t numberOfInputs,
+                                                     std::int64_t numberOfOutputs) {
+  if (numberOfInputs <= 0) return std::span<const double>();
+  const std::int64_t first = 2 * numberOfOutputs;
+  if (first < 0 || first + numberOfInputs > instance.realsLength) return std::nullopt;
+  return std::span(instance.reals + first, static_cast<std::size_t>(numberOfInputs));
+}
+
+fmi2Status j_doStepModel(const char* instanceName, std::span<const double> inputs, double time,
+                         double stepSize) {
+  const jmethodID method = findJavaMethod("doStepModel", "(Ljava/lang/String;DD[D)Z");
+  if (method == nullptr) return fmi2Error;
+  const JavaText name(instanceName);
+  if (!name) return fmi2Error;
+  const auto length = static_cast<jsize>(inputs.size());
+  const LocalRef array(jniEnv->NewDoubleArray(length));
+  if (!array) return fmi2Error;
+  jniEnv->SetDoubleArrayRegion(array.get(), 0, length, inputs.data());
+  return callBoolean(method, name.get(), time, stepSize, array.get()) ? fmi2OK : fmi2Error;
+}
+
+}  // namespace
+
+void updateOutputs(FmuInstance& instance) {
+  const JniBracket bracket;
+  if (instance.state == InstanceState::InitializationMode) getoutputsfromzelvox(instance);
+  const std::int64_t numberOfOutputs = getNumberOfOutputs(instance.instanceName);
+  const auto mirrored = std::min(numberOfOutputs, instance.realsLength - numberOfOutputs);
+  if (mirrored > 0) std::copy_n(instance.reals, mirrored, instance.reals + numberOfOutputs);
+}
+
+fmi2Status j_stepModel(FmuInstance& instance, double communicationStepSize) {
+  const JniBracket bracket;
+  const std::int32_t numberOfInputs = getNumberOfInputs(instance.instanceName);
+  const std::int32_t numberOfOutputs = getNumberOfOutputs(instance.instanceName);
+  const auto inputs = inputSequence(instance, numberOfInputs, numberOfOutputs);
+  if (!inputs) return fmi2Error;
+  clearJavaException();
+  const fmi2Status result =
+      j_doStepModel(instance.instanceName, *inputs, instance.time, communicationStepSize);
+  // Also after a step that threw: the reason is asked for next.
+  clearJavaException();
+  if (result == fmi2OK) {
+    getoutputsfromzelvox(instance);
+    clearJavaException();
+  }
+  return result;
+}

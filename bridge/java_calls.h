@@ -1,0 +1,45 @@
+// How a Java method of the simulation object is called: looked up anew each time, with texts as
+// short-lived Java strings. The catalogue of methods stands in java_calls.cpp, but for the two that
+// carry arrays (exchange.cpp). Every function here needs an open bracket.
+#pragma once
+
+#include <jni.h>
+
+#include <string>
+
+#include "java_text.h"
+#include "jvm_access.h"
+
+// The method's identifier, or null when the method, the class, the object or the environment is
+// missing: to a caller these are all the same. A failed look-up leaves its exception pending.
+jmethodID findJavaMethod(const char* name, const char* signature) noexcept;
+
+// Directly after each call the JVM is asked for an exception: answers of calls that threw are 0 or
+// null, and not asking draws a -Xcheck:jni warning.
+template <class... Arguments>
+bool callBoolean(jmethodID method, Arguments... arguments) noexcept {
+  const jboolean answer = jniEnv->CallBooleanMethod(simObject, method, arguments...);
+  jniEnv->ExceptionCheck();
+  return answer != JNI_FALSE;
+}
+
+template <class... Arguments>
+void callVoid(jmethodID method, Arguments... arguments) noexcept {
+  jniEnv->CallVoidMethod(simObject, method, arguments...);
+  jniEnv->ExceptionCheck();
+}
+
+// Null when the method threw, too.
+template <class... Arguments>
+jobject callObject(jmethodID method, Arguments... arguments) noexcept {
+  const jobject answer = jniEnv->CallObjectMethod(simObject, method, arguments...);
+  jniEnv->ExceptionCheck();
+  return answer;
+}
+
+void clearLastError() noexcept;
+void setLastError(const std::string& text);
+
+bool j_initConnection();
+bool j_instantiate(const char* instanceName, const char* resourceLocation);
+std::string j_getProp(const char* instanceName, const char* key);

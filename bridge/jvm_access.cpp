@@ -1,0 +1,111 @@
+#include "jvm_access.h"
+
+#include <algorithm>
+#include <array>
+
+#include "bridge.h"
+
+JNIEnv* jniEnv = nullptr;
+jclass simClass = nullptr;
+jobject simObject = nullptr;
+
+namespace {
+
+constexpr const char* className = "com/zelvox/qorbetta/ZelvoxSim";
+constexpr const char* accessorName = "create";
+constexpr const char* accessorSignature = "()Lcom/zelvox/qorbetta/ZelvoxSim;";
+
+// Asked anew at every use: the host may have destroyed its JVM in between. HotSpot knows one VM per
+// process; of several the first is used.
+JavaVM* findJvm() noexcept {
+  std::array<JavaVM*, 8> vms{};
+  jsize count = 0;
+  if (JNI_GetCreatedJavaVMs(nullptr, 0, &count) != JNI_OK || count <= 0) return nullptr;
+  const jsize length = std::min(count, static_cast<jsize>(vms.size()));
+  if (JNI_GetCreatedJavaVMs(vms.data(), length, &count) != JNI_OK || count <= 0) return nullptr;
+  return vms[0];
+}
+
+// Stores the calling thread's environment, or null, in jniEnv.
+jint getJniEnv(JavaVM* vm) noexcept {
+  void* env = nullptr;
+  const jint result = vm->GetEnv(&env, JNI_VERSION_1_8);
+  jniEnv = result == JNI_OK ? static_cast<JNIEnv*>(env) : nullptr;
+  return result;
+}
+
+void findSimClass() noexcept {
+  clearJavaException();
+  simClass = jniEnv->FindClass(className);
+}
+
+}  // namespace
+
+bool attachJvm() noexcept {
+  JavaVM* const vm = findJvm();
+  return vm != nullptr && getJniEnv(vm) == JNI_OK;
+}
+
+void findJavaClasses() noexcept {
+  findSimClass();
+  if (simClass == nullptr) return;
+  const jmethodID accessor = jniEnv->GetStaticMethodID(simClass, accessorName, accessorSignature);
+  if (accessor == nullptr) return;
+  const LocalRef object(jniEnv->CallStaticObjectMethod(simClass, accessor));
+  jniEnv->ExceptionCheck();  // its answer is in `object`; not asking draws a -Xcheck:jni warning
+  if (object) {
+    const jobject held = jniEnv->NewGlobalRef(object.get());
+    if (held != nullptr) {
+      if (simObject != nullptr) jniEnv->DeleteGlobalRef(simObject);
+      simObject = held;
+    }
+  }
+  clearJavaException();
+}
+
+bool ensureJniEnv() noexcept {
+  JavaVM* const vm = findJvm();
+  if (vm == nullptr) return false;
+  bool attached = false;
+  if (getJniEnv(vm) == JNI_EDETACHED) {
+    void* env = nullptr;
+    attached = vm->AttachCurrentThread(&env, nullptr) == JNI_OK;
+    if (attached) jniEnv = static_cast<JNIEnv*>(env);
+  }
+  simClass = nullptr;
+  if (jniEnv == nullptr) return attached;
+  findSimClass();
+  // The class that this thread sees need not be the object's: a thread that Java code runs on asks
+  // the class loader of that code. A method of the one must not be called on the other.
+  if (simClass != nullptr && simObject != nullptr && !jniEnv->IsInstanceOf(simObject, simClass)) {
+    jniEnv->DeleteLocalRef(simClass);
+    simClass = nullptr;
+  }
+  return attached;
+}
+
+void releaseJniEnv(bool attached) noexcept {
+  if (!attached) return;
+  if (JavaVM* const vm = findJvm(); vm != nullptr) vm->DetachCurrentThread();
+}
+
+void leaveJniEnv(JNIEnv* outerEnv, jclass outerClass) noexcept {
+  if (jniEnv != nullptr && simClass != nullptr && simClass != outerClass)
+    jniEnv->DeleteLocalRef(simClass);
+  jniEnv = outerEnv;
+  simClass = outerClass;
+}
+
+void clearJavaException() noexcept {
+  if (jniEnv == nullptr || !jniEnv->ExceptionCheck()) return;
+  jniEnv->ExceptionDescribe();
+  jniEnv->ExceptionClear();
+}
+
+JniBracket::JniBracket() noexcept
+    : outerEnv(jniEnv), outerClass(simClass), attached(ensureJniEnv()) {}
+
+JniBracket::~JniBracket() {
+  leaveJniEnv(outerEnv, outerClass);
+  releaseJniEnv(attached);
+}

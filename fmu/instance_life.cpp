@@ -1,0 +1,156 @@
+// Instantiation, reset and release.
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "bridge.h"
+#include "exported_call.h"
+
+namespace {
+
+constexpr const char* modelGuid = "{6F1C2D3A-8B4E-4F70-9A1D-2E5B7C9D0F13}";
+
+// No record exists yet, so no switch can hold these messages back.
+template <class... Arguments>
+void logFailure(const fmi2CallbackFunctions& functions, fmi2String instanceName, const char* format,
+                Arguments... arguments) {
+  functions.logger(functions.componentEnvironment, instanceName, fmi2Error, "error", format,
+                   arguments...);
+}
+
+// Gives the record and what it owns back to the importer, the record last. An importer that throws
+// from freeMemory must not keep the rest from being freed.
+void release(const fmi2CallbackFunctions& functions, FmuInstance* instance) noexcept {
+  const std::array<void*, 8> owned = {instance->reals,
+                                      instance->integers,
+                                      instance->booleans,
+                                      instance->strings,
+                                      instance->eventIndicatorFlags,
+                                      instance->instanceName,
+                                      instance->guid,
+                                      instance};
+  for (void* memory : owned) {
+    try {
+      if (memory != nullptr) functions.freeMemory(memory);
+    } catch (...) {
+    }
+  }
+}
+
+struct Release {
+  const fmi2CallbackFunctions& functions;
+  void operator()(FmuInstance* instance) const noexcept { release(functions, instance); }
+};
+
+template <class Element>
+Element* allocate(const fmi2CallbackFunctions& functions, size_t count) {
+  return static_cast<Element*>(functions.allocateMemory(count, sizeof(Element)));
+}
+
+bool argumentsAreValid(const fmi2CallbackFunctions& functions, fmi2String instanceName,
+                       fmi2String guid) {
+  if (functions.allocateMemory == nullptr || functions.freeMemory == nullptr) {
+    logFailure(functions, instanceName, "fmi2Instantiate: Missing callback function.");
+  } else if (instanceName == nullptr || *instanceName == '\0') {
+    logFailure(functions, "?", "fmi2Instantiate: Missing instance name.");
+  } else if (guid == nullptr || *guid == '\0') {
+    logFailure(functions, instanceName, "fmi2Instantiate: Missing GUID.");
+  } else if (std::strcmp(guid, modelGuid) != 0) {
+    logFailure(functions, instanceName, "fmi2Instantiate: Wrong GUID %s. Expected %s.", guid,
+               modelGuid);
+  } else {
+    return true;
+  }
+  return false;
+}
+
+// The record with its arrays and texts, or an empty pointer when the importer has no memory left.
+std::unique_ptr<FmuInstance, Release> allocateInstance(const fmi2CallbackFunctions& functions,
+                                                       fmi2String instanceName, fmi2String guid) {
+  std::unique_ptr<FmuInstance, Release> instance(nullptr, Release{functions});
+  void* const memory = functions.allocateMemory(1, sizeof(FmuInstance));
+  if (memory == nullptr) return instance;
+  instance.reset(new (memory) FmuInstance{});
+
+  const std::int32_t numberOfReals = getNumberOfReals(instanceName);
+  instance->reals = allocate<fmi2Real>(functions, static_cast<size_t>(numberOfReals));
+  instance->integers = allocate<fmi2Integer>(functions, 0);
+  instance->booleans = allocate<fmi2Boolean>(functions, 0);
+  instance->strings = allocate<fmi2String>(functions, 0);
+  instance->eventIndicatorFlags = allocate<std::int32_t>(functions, 1);
+  instance->instanceName = allocate<char>(functions, std::strlen(instanceName) + 1);
+  instance->guid = allocate<char>(functions, std::strlen(guid) + 1);
+  if (instance->reals == nullptr || instance->integers == nullptr ||
+      instance->booleans == nullptr || instance->strings == nullptr ||
+      instance->eventIndicatorFlags == nullptr || instance->instanceName == nullptr ||
+      instance->guid == nullptr) {
+    instance.reset();
+    return instance;
+  }
+  instance->realsLength = std::max(numberOfReals, 0);
+  std::strcpy(instance->instanceName, instanceName);
+  std::strcpy(instance->guid, guid);
+  return instance;
+}
+
+}  // namespace
+
+fmi2Component fmi2Instantiate(fmi2String instanceName, fmi2Type fmuType, fmi2String fmuGUID,
+                              fmi2String fmuResourceLocation,
+                              const fmi2CallbackFunctions* functions, fmi2Boolean /*visible*/,
+                              fmi2Boolean loggingOn) {
+  if (functions == nullptr || functions->logger == nullptr) return nullptr;
+  try {
+    if (!argumentsAreValid(*functions, instanceName, fmuGUID)) return nullptr;
+    if (!connectSimulation(instanceName,
+                           fmuResourceLocation != nullptr ? fmuResourceLocation : "")) {
+      logFailure(*functions, instanceName, "fmi2Instantiate: Process error");
+      logFailure(*functions, instanceName, asFormat(lastErrorText()).c_str());
+      return nullptr;
+    }
+    auto instance = allocateInstance(*functions, instanceName, fmuGUID);
+    if (instance == nullptr) throw std::bad_alloc();
+
+    instance->type = numberOf(fmuType);
+    instance->functions = functions;
+    instance->componentEnvironment = functions->componentEnvironment;
+    instance->loggingOn = loggingOn;
+    std::ranges::fill(instance->logCategories, loggingOn);
+    instance->state = InstanceState::Instantiated;
+    instance->valuesDirty = 1;
+    logTrace(*instance, "fmi2Instantiate: GUID=%s", fmuGUID);
+    return instance.release();
+  } catch (const std::bad_alloc&) {
+    try {
+      logFailure(*functions, instanceName, "fmi2Instantiate: Out of memory.");
+    } catch (...) {
+    }
+    return nullptr;
+  } catch (...) {  // a callback of the importer threw, and its logger may be the one
+    return nullptr;
+  }
+}
+
+void fmi2FreeInstance(fmi2Component c) {
+  bool allowed = false;
+  exportedCall(c, rules::freeInstance, [&allowed](FmuInstance& instance) {
+    allowed = true;
+    logTrace(instance, "fmi2FreeInstance");
+    j_freeInstance(instance.instanceName);
+    return fmi2OK;
+  });
+  if (!allowed) return;
+  auto* const instance = static_cast<FmuInstance*>(c);
+  release(*instance->functions, instance);
+}
+
+fmi2Status fmi2Reset(fmi2Component c) {
+  return exportedCall(c, rules::reset, [](FmuInstance& instance) {
+    logTrace(instance, "fmi2Reset");
+    instance.state = InstanceState::Instantiated;
+    instance.valuesDirty = 1;
+    return fmi2OK;
+  });
+}

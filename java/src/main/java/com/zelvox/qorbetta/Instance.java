@@ -1,0 +1,318 @@
+package com.zelvox.qorbetta;
+
+import java.util.Arrays;
+import java.util.List;
+import java.util.Objects;
+
+/**
+ * The life of one instance: its model object, its values and the order of its calls.
+ *
+ * <p>The values are laid out by value reference: outputs, a second range with the same outputs,
+ * inputs, parameters. They and the model agree at all times but one: a parameter that the model
+ * refuses stays in the layout as the importer set it, and the next initialization or step fails.
+ *
+ * <p>A reset of the importer is not heard of here. It shows in the next {@link #setUp}, which
+ * therefore always begins with values as a new run has them: those that were set since the last
+ * event of the old run, and start values for the rest. Nothing changes by that before the first
+ * run.
+ *
+ * <p>Every failure is an {@link IllegalStateException} whose message is the sentence for the
+ * importer.
+ */
+final class Instance {
+    private enum Phase { PREPARED, RUNNING, OVER }
+
+    final String numberOfReals;
+    final String numberOfInputs;
+    final String numberOfOutputs;
+
+    private final String name;
+    private final ModelSource source;
+    private final ModelDescription description;
+    private final int firstInput;
+    private final int firstParameter;
+    private final double[] outputs;
+    private final double[] layout; // its output ranges are stale until somebody asks for the data
+
+    /** Counts the events that divide the sets of one run from those of the next. */
+    private long event = 1;
+    private final long[] setAtEvent; // by value reference; 0 for never
+
+    private Model model;
+    private boolean modelUsed; // it has begun a run and cannot begin another
+    private boolean modelSetUp;
+    private Phase phase = Phase.PREPARED;
+    private boolean stepped;
+    private double startTime = 0;
+    private double stopTime = Double.NaN;
+    private double nextTime;
+    private String refusal; // what a set call could not say; null for nothing
+
+    /**
+     * Begins an instance with a model of its own, which has taken the start values of its
+     * parameters.
+     */
+    Instance(String name, String resourceLocation) {
+        this.name = name;
+        source = findModel(resourceLocation);
+        model = newModel();
+        description = describe();
+        firstInput = 2 * description.outputs().size();
+        firstParameter = firstInput + description.inputs().size();
+        outputs = new double[description.outputs().size()];
+        layout = new double[firstParameter + description.parameters().size()];
+        setAtEvent = new long[layout.length];
+        numberOfReals = Integer.toString(layout.length);
+        numberOfInputs = Integer.toString(description.inputs().size());
+        numberOfOutputs = Integer.toString(outputs.length);
+        restoreStartValues();
+        handOverParameters();
+        if (refusal != null) {
+            freeQuietly(model);
+            throwRefusal();
+        }
+    }
+
+    void setUp(double start, double stop) {
+        restoreStartValues();
+        phase = Phase.PREPARED;
+        startTime = start;
+        stopTime = stop;
+        modelSetUp = false;
+        prepareModel();
+    }
+
+    void set(int reference, double value) {
+        if (reference < 0 || reference >= layout.length) {
+            refuse("there is no value reference " + Integer.toUnsignedString(reference)
+                    + ", expected one below " + layout.length);
+        } else if (reference >= firstInput) {
+            layout[reference] = value;
+            setAtEvent[reference] = event;
+            // A model whose run is over gets no more calls; the value waits for the next run's
+            // model.
+            if (reference >= firstParameter && phase != Phase.OVER) {
+                handOver(reference - firstParameter, value);
+            }
+        }
+    }
+
+    void initialize() {
+        if (phase != Phase.PREPARED) {
+            throw outOfOrder("initialized a second time, expected a reset and an experiment setup"
+                    + " before");
+        }
+        prepareModel();
+        modelUsed = true;
+        event++;
+        throwRefusal();
+        try {
+            model.initialize(Arrays.copyOfRange(layout, firstInput, firstParameter), outputs);
+        } catch (Throwable e) {
+            throw failure("the model cannot be initialized at time " + startTime + ": "
+                    + reason(e));
+        }
+        phase = Phase.RUNNING;
+        nextTime = startTime;
+    }
+
+    void step(double time, double stepSize, double[] inputs) {
+        if (phase != Phase.RUNNING) {
+            throw outOfOrder("step at time " + time + (phase == Phase.OVER
+                    ? " after the end of the run, expected a reset before"
+                    : " before the initialization, expected the initialization first"));
+        }
+        if (!(stepSize > 0 && stepSize < Double.POSITIVE_INFINITY)) {
+            throw failure("step size " + stepSize + " at time " + time
+                    + ", expected a finite one above 0");
+        }
+        if (!(Math.abs(time - nextTime) <= stepSize / 2)) {
+            throw outOfOrder("step at time " + time + ", expected one at time " + nextTime
+                    + (stepped ? ", where the last step ended" : ", where the run starts"));
+        }
+        if (inputs.length != description.inputs().size()) {
+            throw failure("step at time " + time + " with " + inputs.length + " inputs, expected "
+                    + description.inputs().size() + ": " + description.inputs());
+        }
+        event++;
+        phase = Phase.OVER; // unless this step succeeds
+        throwRefusal();
+        try {
+            model.step(time, stepSize, inputs, outputs);
+        } catch (Throwable e) {
+            throw failure("the model cannot step from time " + time + " by " + stepSize + ": "
+                    + reason(e));
+        }
+        phase = Phase.RUNNING;
+        stepped = true;
+        nextTime = time + stepSize;
+    }
+
+    /**
+     * What the importer's values are to become: all of them until the first step has been made, so
+     * that start values reach it, and the outputs from then on. The arrays are this object's own.
+     */
+    double[] data() {
+        if (stepped) {
+            return outputs;
+        }
+        System.arraycopy(outputs, 0, layout, 0, outputs.length);
+        System.arraycopy(outputs, 0, layout, outputs.length, outputs.length);
+        return layout;
+    }
+
+    void terminate() {
+        if (phase == Phase.RUNNING) {
+            event++;
+            phase = Phase.OVER;
+            try {
+                model.terminate();
+            } catch (Throwable e) {
+                throw failure("the model cannot be terminated at time " + nextTime + ": "
+                        + reason(e));
+            }
+        }
+    }
+
+    void free() {
+        try {
+            model.free();
+        } catch (Throwable e) {
+            throw failure("the model cannot be freed: " + reason(e));
+        }
+    }
+
+    /** The message of an exception, or its class when it has none. */
+    static String reason(Throwable e) {
+        return e.getMessage() != null ? e.getMessage() : e.getClass().getName();
+    }
+
+    private ModelSource findModel(String resourceLocation) {
+        try {
+            return ModelSource.find(resourceLocation);
+        } catch (Throwable e) {
+            throw failure("no model: " + reason(e));
+        }
+    }
+
+    private Model newModel() {
+        try {
+            return source.newModel();
+        } catch (Throwable e) {
+            throw failure("the model cannot be constructed: " + reason(e));
+        }
+    }
+
+    private ModelDescription describe() {
+        try {
+            return Objects.requireNonNull(model.describe(), "got null, expected a description");
+        } catch (Throwable e) {
+            freeQuietly(model);
+            throw failure("the model cannot be described: " + reason(e));
+        }
+    }
+
+    /** Makes sure that a model object stands ready that knows the parameters and the experiment. */
+    private void prepareModel() {
+        if (modelUsed) {
+            Model old = model;
+            model = newModel();
+            modelUsed = false;
+            modelSetUp = false;
+            refusal = null; // the new model is asked anew
+            restoreOutputs();
+            handOverParameters();
+            freeQuietly(old);
+        }
+        if (!modelSetUp) {
+            try {
+                model.setUp(startTime, stopTime);
+            } catch (Throwable e) {
+                modelUsed = true;
+                throw failure("the model cannot be set up at time " + startTime + ": " + reason(e));
+            }
+            modelSetUp = true;
+        }
+    }
+
+    private void restoreStartValues() {
+        stepped = false;
+        restoreOutputs();
+        restoreStartValues(firstInput, description.inputs());
+        restoreStartValues(firstParameter, description.parameters());
+    }
+
+    private void restoreStartValues(int first, List<Variable> variables) {
+        for (int i = 0; i < variables.size(); i++) {
+            if (setAtEvent[first + i] != event) {
+                layout[first + i] = variables.get(i).start();
+            }
+        }
+    }
+
+    private void restoreOutputs() {
+        for (int i = 0; i < outputs.length; i++) {
+            outputs[i] = description.outputs().get(i).start();
+        }
+    }
+
+    private void handOverParameters() {
+        for (int i = 0; i < description.parameters().size(); i++) {
+            handOver(i, layout[firstParameter + i]);
+        }
+    }
+
+    private void handOver(int parameter, double value) {
+        Variable variable = description.parameters().get(parameter);
+        if (!(value >= variable.min() && value <= variable.max())) {
+            refuse("parameter " + variable + " cannot be " + value
+                    + ", expected " + variable.min() + " to " + variable.max());
+            return;
+        }
+        try {
+            model.set(parameter, value);
+        } catch (Throwable e) {
+            refuse("parameter " + variable + " cannot be " + value + ": " + reason(e));
+        }
+    }
+
+    /**
+     * Keeps a sentence until there is a call that can fail with it; the first one tells the most.
+     */
+    private void refuse(String sentence) {
+        if (refusal == null) {
+            refusal = "instance '" + name + "': " + sentence;
+        }
+    }
+
+    private void throwRefusal() {
+        if (refusal != null) {
+            String sentence = refusal;
+            refusal = null;
+            throw new IllegalStateException(sentence);
+        }
+    }
+
+    /**
+     * Frees a model of which nobody expects anything any more, so that its complaint would mislead.
+     */
+    private static void freeQuietly(Model model) {
+        try {
+            model.free();
+        } catch (Throwable e) {
+            // What the caller reports, or the new run, does not depend on it.
+        }
+    }
+
+    /**
+     * A call at the wrong moment: the importer's fault, or one of two importers that mean each
+     * other.
+     */
+    private IllegalStateException outOfOrder(String sentence) {
+        return failure(sentence + " (do two instances share this name?)");
+    }
+
+    private IllegalStateException failure(String sentence) {
+        return new IllegalStateException("instance '" + name + "': " + sentence);
+    }
+}

@@ -1,0 +1,63 @@
+package com.zelvox.qorbetta;
+
+/** One input, output or parameter of a model: a real number with a name. Immutable. */
+public final class Variable {
+    private final String name;
+    private final String unit;
+    private final String description;
+    private final double start;
+    private final double min;
+    private final double max;
+    private final double nominal;
+
+    Variable(String name, String unit, String description, double start,
+            double min, double max, double nominal) {
+        this.name = name;
+        this.unit = unit;
+        this.description = description;
+        this.start = start;
+        this.min = min;
+        this.max = max;
+        this.nominal = nominal;
+    }
+
+    /** The name, unique in the model. */
+    public String name() {
+        return name;
+    }
+
+    /** The name of the unit, which the model may or may not define; empty when there is none. */
+    public String unit() {
+        return unit;
+    }
+
+    /** What the variable means, in a few words; may be empty. */
+    public String description() {
+        return description;
+    }
+
+    /** The value until the importer or the model gives another; finite. */
+    public double start() {
+        return start;
+    }
+
+    /** The smallest legal value; negative infinity when there is no limit. */
+    public double min() {
+        return min;
+    }
+
+    /** The largest legal value; positive infinity when there is no limit. */
+    public double max() {
+        return max;
+    }
+
+    /** The order of magnitude of the values, greater than 0; 1 when the model does not say. */
+    public double nominal() {
+        return nominal;
+    }
+
+    @Override
+    public String toString() {
+        return unit.isEmpty() ? name : name + " [" + unit + "]";
+    }
+}

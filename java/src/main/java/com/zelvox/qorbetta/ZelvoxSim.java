@@ -1,0 +1,172 @@
+package com.zelvox.qorbetta;
+
+import java.util.Map;
+import java.util.concurrent.ConcurrentHashMap;
+
+/**
+ * The simulation object that zelvox.so talks to: it hosts any number of instances by name and hands
+ * each to a {@link Model} of its own.
+ *
+ * <p>A method that answers false has left the reason for {@link #getLasterror}. The methods that
+ * answer nothing leave their failures there too, but for {@link #setReal}. Calls for one instance
+ * come one at a time; several libraries may use the object at once, each for its own instances.
+ */
+public class ZelvoxSim {
+    /**
+     * One for all: the library asks for the object at every instantiation, while instances live.
+     */
+    private static final ZelvoxSim SHARED = new ZelvoxSim();
+
+    private final Map<String, Instance> instances = new ConcurrentHashMap<>();
+    private volatile String lastError = "";
+
+    protected ZelvoxSim() {
+    }
+
+    /** The simulation object of this class loader. */
+    public static ZelvoxSim create() {
+        return SHARED;
+    }
+
+    /**
+     * Accepts every connection; whether there is a model shows at the instantiation, which can say
+     * why.
+     */
+    public boolean doInitConnection() {
+        return true;
+    }
+
+    /**
+     * Begins an instance. A name that is in use is taken over: the importer has given up the old
+     * instance, and a free that it called after another instance's may never have arrived.
+     *
+     * @param resourceLocation the URI of the unit's resources; may be empty
+     */
+    public boolean doInstantiate(String instanceName, String resourceLocation) {
+        doFreeInstance(instanceName);
+        try {
+            instances.put(instanceName, new Instance(instanceName, resourceLocation));
+            return true;
+        } catch (RuntimeException e) {
+            return failed(e);
+        }
+    }
+
+    /** The reason of the latest failure of any instance; empty when there was none. */
+    public String getLasterror() {
+        return lastError;
+    }
+
+    /** One of the three counts of the layout as a decimal text; empty for everything else. */
+    public String getProp(String instanceName, String key) {
+        Instance instance = instances.get(instanceName);
+        if (instance != null) {
+            switch (key) {
+                case "number_of_reals":
+                    return instance.numberOfReals;
+                case "number_of_inputs":
+                    return instance.numberOfInputs;
+                case "number_of_outputs":
+                    return instance.numberOfOutputs;
+                default:
+                    break;
+            }
+        }
+        return "";
+    }
+
+    /**
+     * Sets the times of the run; a new run begins when the instance has been initialized before.
+     */
+    public boolean doSetupExperiment(String instanceName, double startTime, boolean stopTimeDefined,
+            double stopTime) {
+        try {
+            find(instanceName).setUp(startTime, stopTimeDefined ? stopTime : Double.NaN);
+            return true;
+        } catch (RuntimeException e) {
+            return failed(e);
+        }
+    }
+
+    /** Initializes the model with the inputs and parameters that were set so far. */
+    public boolean doInitializeModel(String instanceName) {
+        try {
+            find(instanceName).initialize();
+            return true;
+        } catch (RuntimeException e) {
+            return failed(e);
+        }
+    }
+
+    /**
+     * Takes a value: an input for the initialization, a parameter for the model at once. Outputs
+     * are the model's to say and are ignored. What is wrong with a value fails the instance's next
+     * initialization or step, since the importer learns nothing from this call.
+     *
+     * @throws IllegalStateException when there is no such instance
+     */
+    public void setReal(String instanceName, int valueReference, double value) {
+        find(instanceName).set(valueReference, value);
+    }
+
+    /** Ends the run. */
+    public void doTerminate(String instanceName) {
+        try {
+            find(instanceName).terminate();
+        } catch (RuntimeException e) {
+            failed(e);
+        }
+    }
+
+    /** Frees the model and forgets the instance, if there is one of that name. */
+    public void doFreeInstance(String instanceName) {
+        Instance instance = instances.remove(instanceName);
+        if (instance != null) {
+            try {
+                instance.free();
+            } catch (RuntimeException e) {
+                failed(e);
+            }
+        }
+    }
+
+    /**
+     * The instance's values: outputs, the same again, inputs and parameters until it has made a
+     * step, the outputs alone from then on.
+     *
+     * @return an array of the instance, to be read before its next call; null for an unknown
+     * instance
+     */
+    public double[] getData(String instanceName) {
+        try {
+            return find(instanceName).data();
+        } catch (RuntimeException e) {
+            failed(e);
+            return null;
+        }
+    }
+
+    /** Advances the model by one step, with inputs that are constant during it. */
+    public boolean doStepModel(String instanceName, double time, double stepSize, double[] inputs) {
+        try {
+            find(instanceName).step(time, stepSize, inputs);
+            return true;
+        } catch (RuntimeException e) {
+            return failed(e);
+        }
+    }
+
+    private Instance find(String instanceName) {
+        Instance instance = instances.get(instanceName);
+        if (instance == null) {
+            throw new IllegalStateException("there is no instance '" + instanceName
+                    + "', expected one that was instantiated and not freed");
+        }
+        return instance;
+    }
+
+    private boolean failed(RuntimeException e) {
+        lastError = Instance.reason(e);
+        return false;
+    }
+}

@@ -1,0 +1,40 @@
+# Sourced by the other scripts. Installs Debian packages, but only those that are missing.
+
+say() { printf '\n==> %s\n' "$*"; }
+
+# A JDK of any make will do, as long as it brings jni.h.
+have_jdk() {
+  local javac
+  javac=$(command -v "${JAVA_HOME:+$JAVA_HOME/bin/}javac") || return 1
+  [ -f "$(dirname "$(dirname "$(realpath "$javac")")")/include/jni.h" ]
+}
+
+is_installed() {
+  case $1 in
+    default-jdk-headless) have_jdk ;;
+    g++ | cmake | gnuplot-nox | ninja-build | git | binutils)
+      local command=${1%-nox}
+      command -v "${command/ninja-build/ninja}" ;;
+    *) [ "$(dpkg-query -W -f '${Status}' "$1")" = "install ok installed" ] ;;
+  esac >/dev/null 2>&1
+}
+
+# install_missing PACKAGE...
+install_missing() {
+  local package missing=() as_root=()
+  for package in "$@"; do
+    is_installed "$package" || missing+=("$package")
+  done
+  [ ${#missing[@]} -eq 0 ] && return
+  say "Installing with apt-get: ${missing[*]}"
+  if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo >/dev/null || {
+      echo "These packages are missing and need root or sudo to install: ${missing[*]}" >&2
+      return 1
+    }
+    as_root=(sudo)
+  fi
+  "${as_root[@]}" apt-get update -qq
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y -qq --no-install-recommends "${missing[@]}"
+}

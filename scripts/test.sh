@@ -1,0 +1,14 @@
+#!/usr/bin/env bash
+# Builds everything twice, as it ships and with AddressSanitizer and UBSan, and runs all tests on both.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+. scripts/install-missing.sh
+
+install_missing g++ cmake ninja-build default-jdk-headless libgtest-dev
+
+for preset in release sanitize; do
+  say "Building and testing: $preset"
+  cmake --preset "$preset" -DZELVOX_TESTS=ON >/dev/null
+  cmake --build --preset "$preset" | tail -n 1
+  ctest --preset "$preset"
+done

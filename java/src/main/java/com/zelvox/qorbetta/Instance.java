@@ -52,9 +52,24 @@ final class Instance {
      * Begins an instance with a model of its own, which has taken the start values of its
      * parameters.
      */
-    Instance(String name, String resourceLocation) {
+    static Instance begin(String name, String resourceLocation) {
+        ModelSource source;
+        try {
+            source = ModelSource.find(resourceLocation);
+        } catch (Throwable e) {
+            throw new IllegalStateException("instance '" + name + "': no model: " + reason(e));
+        }
+        try {
+            return new Instance(name, source);
+        } catch (Throwable e) {
+            source.release();
+            throw e;
+        }
+    }
+
+    private Instance(String name, ModelSource source) {
         this.name = name;
-        source = findModel(resourceLocation);
+        this.source = source;
         model = newModel();
         description = describe();
         firstInput = 2 * description.outputs().size();
@@ -179,20 +194,21 @@ final class Instance {
             model.free();
         } catch (Throwable e) {
             throw failure("the model cannot be freed: " + reason(e));
+        } finally {
+            source.release();
         }
     }
 
-    /** The message of an exception, or its class when it has none. */
+    /**
+     * The message of an exception, or its class when it has none. Errors need more than that: what
+     * a missing class has to say is its name, and what fails in a static initializer is a cause.
+     */
     static String reason(Throwable e) {
-        return e.getMessage() != null ? e.getMessage() : e.getClass().getName();
-    }
-
-    private ModelSource findModel(String resourceLocation) {
-        try {
-            return ModelSource.find(resourceLocation);
-        } catch (Throwable e) {
-            throw failure("no model: " + reason(e));
+        if (e instanceof LinkageError) {
+            boolean bare = e.getMessage() == null && e.getCause() != null;
+            return e + (bare ? ": " + reason(e.getCause()) : "");
         }
+        return e.getMessage() != null ? e.getMessage() : e.getClass().getName();
     }
 
     private Model newModel() {

@@ -45,7 +45,7 @@ public class ZelvoxSim {
     public boolean doInstantiate(String instanceName, String resourceLocation) {
         doFreeInstance(instanceName);
         try {
-            instances.put(instanceName, new Instance(instanceName, resourceLocation));
+            instances.put(instanceName, Instance.begin(instanceName, resourceLocation));
             return true;
         } catch (RuntimeException e) {
             return failed(e);

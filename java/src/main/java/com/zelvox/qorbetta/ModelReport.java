@@ -1,0 +1,225 @@
+package com.zelvox.qorbetta;
+
+import java.io.File;
+import java.io.IOException;
+import java.lang.reflect.Modifier;
+import java.net.URLClassLoader;
+import java.nio.charset.StandardCharsets;
+import java.util.Arrays;
+import java.util.Enumeration;
+import java.util.List;
+import java.util.Set;
+import java.util.TreeSet;
+import java.util.jar.JarEntry;
+import java.util.jar.JarFile;
+
+/**
+ * Tells the packer, which is no Java program, what the model in some jars says about itself.
+ *
+ * <p>Question and answer are lists of texts in UTF-8, each followed by a NUL, which no text holds.
+ * The question: the directory of the jars, the model's class or nothing for the only one, the jars'
+ * file names. The answer: a sentence that says what is wrong, alone; or nothing, the class, name,
+ * description, author, version, licence, copyright, start time, stop time, step size, tolerance,
+ * and then units, outputs, inputs and parameters. Each of these four begins with its count; a unit
+ * is its name, eight exponents, factor and offset; a variable its name, unit, description, start,
+ * min, max and nominal.
+ */
+final class ModelReport {
+    private final StringBuilder texts = new StringBuilder();
+
+    private ModelReport() {
+    }
+
+    /** Called by the packer. Throws nothing. */
+    static byte[] answer(byte[] question) {
+        ModelReport report = new ModelReport();
+        try {
+            List<String> texts = Arrays.asList(
+                    new String(question, StandardCharsets.UTF_8).split("\0", -1));
+            File directory = new File(texts.get(0));
+            report.add("");
+            report.addModel(directory, texts.get(1), texts.subList(2, texts.size() - 1));
+        } catch (Throwable e) {
+            report.texts.setLength(0);
+            report.add(Instance.reason(e).replace('\0', ' '));
+        }
+        return report.texts.toString().getBytes(StandardCharsets.UTF_8);
+    }
+
+    private void addModel(File directory, String wanted, List<String> jars) throws Throwable {
+        URLClassLoader loader = ModelSource.open(directory, jars);
+        try {
+            Class<? extends Model> model = wanted.isEmpty()
+                    ? onlyModel(loader, directory, jars) : ModelSource.load(loader, wanted, jars);
+            add(model.getName());
+            String first = described(model);
+            if (!first.equals(described(model))) {
+                throw new IllegalStateException("two objects of " + model.getName()
+                        + " describe themselves differently, expected the same description always");
+            }
+            texts.append(first);
+        } finally {
+            ModelSource.close(loader);
+        }
+    }
+
+    /** The only class that the jars name as a model; throws the candidates when there is none. */
+    private static Class<? extends Model> onlyModel(URLClassLoader loader, File directory,
+            List<String> jars) throws IOException {
+        Set<String> named = new TreeSet<>();
+        for (Class<? extends Model> model : ModelSource.named(loader)) {
+            // The class path may have models as well; they are not the ones to be packed.
+            if (model.getClassLoader() == loader) {
+                named.add(model.getName());
+            }
+        }
+        if (named.size() == 1) {
+            return ModelSource.load(loader, named.iterator().next(), jars);
+        }
+        Set<String> candidates = named.isEmpty() ? models(loader, directory, jars) : named;
+        throw new IllegalStateException("META-INF/services/" + Model.class.getName() + " in "
+                + String.join(", ", jars)
+                + (named.isEmpty() ? " names no class" : " names " + named.size() + " classes")
+                + (candidates.isEmpty() ? ", and no public class there implements that interface"
+                : "; choose the model with --model: " + String.join(", ", candidates)));
+    }
+
+    /** The classes in the jars that could be models. */
+    private static Set<String> models(URLClassLoader loader, File directory, List<String> jars)
+            throws IOException {
+        Set<String> found = new TreeSet<>();
+        for (String name : jars) {
+            try (JarFile jar = new JarFile(new File(directory, name))) {
+                for (Enumeration<JarEntry> e = jar.entries(); e.hasMoreElements();) {
+                    String entry = e.nextElement().getName();
+                    if (entry.endsWith(".class") && isModel(loader, entry)) {
+                        found.add(className(entry));
+                    }
+                }
+            }
+        }
+        return found;
+    }
+
+    private static boolean isModel(URLClassLoader loader, String entry) {
+        try {
+            Class<?> candidate = Class.forName(className(entry), false, loader);
+            return Model.class.isAssignableFrom(candidate)
+                    && candidate.getClassLoader() == loader
+                    && Modifier.isPublic(candidate.getModifiers())
+                    && !Modifier.isAbstract(candidate.getModifiers());
+        } catch (ClassNotFoundException | LinkageError e) {
+            return false; // for another version of Java, or with libraries that are not there
+        }
+    }
+
+    private static String className(String entry) {
+        return entry.substring(0, entry.length() - ".class".length()).replace('/', '.');
+    }
+
+    /** What a new object of the class says, which then takes its parameters as in a run. */
+    private static String described(Class<? extends Model> modelClass) throws Throwable {
+        Model model;
+        try {
+            model = ModelSource.newObject(modelClass);
+        } catch (Throwable e) {
+            throw failure(modelClass, "cannot be constructed", e);
+        }
+        ModelReport report = new ModelReport();
+        try {
+            ModelDescription description = describe(model);
+            report.addDescription(description);
+            handOverParameters(model, description.parameters());
+        } finally {
+            free(model);
+        }
+        return report.texts.toString();
+    }
+
+    private static ModelDescription describe(Model model) {
+        ModelDescription description;
+        try {
+            description = model.describe();
+        } catch (Throwable e) {
+            throw failure(model.getClass(), "cannot be described", e);
+        }
+        if (description == null) {
+            throw new IllegalStateException("the description of model " + model.getClass().getName()
+                    + " is null, expected one made with ModelDescription.named");
+        }
+        if (description.outputs().isEmpty() && description.inputs().isEmpty()
+                && description.parameters().isEmpty()) {
+            throw new IllegalStateException("the model " + model.getClass().getName()
+                    + " has no variable, expected an output, an input or a parameter");
+        }
+        return description;
+    }
+
+    private static void handOverParameters(Model model, List<Variable> parameters) {
+        for (int i = 0; i < parameters.size(); i++) {
+            try {
+                model.set(i, parameters.get(i).start());
+            } catch (Throwable e) {
+                throw failure(model.getClass(), "refuses parameter " + parameters.get(i)
+                        + " at its start value " + parameters.get(i).start(), e);
+            }
+        }
+    }
+
+    private static void free(Model model) {
+        try {
+            model.free();
+        } catch (Throwable e) {
+            // The description does not depend on it.
+        }
+    }
+
+    private static IllegalStateException failure(Class<?> model, String what, Throwable e) {
+        return new IllegalStateException(
+                "the model " + model.getName() + " " + what + ": " + Instance.reason(e));
+    }
+
+    private void addDescription(ModelDescription description) {
+        add(description.name());
+        add(description.description());
+        add(description.author());
+        add(description.version());
+        add(description.license());
+        add(description.copyright());
+        add(description.startTime());
+        add(description.stopTime());
+        add(description.stepSize());
+        add(description.tolerance());
+        add(description.units().size());
+        description.units().forEach(this::add);
+        addVariables(description.outputs());
+        addVariables(description.inputs());
+        addVariables(description.parameters());
+    }
+
+    private void add(Unit unit) {
+        add(unit.name());
+        for (int exponent : unit.exponents()) {
+            add(exponent);
+        }
+        add(unit.factor());
+        add(unit.offset());
+    }
+
+    private void addVariables(List<Variable> variables) {
+        add(variables.size());
+        for (Variable variable : variables) {
+            add(variable.name());
+            add(variable.unit());
+            add(variable.description());
+            add(variable.start());
+            add(variable.min());
+            add(variable.max());
+            add(variable.nominal());
+        }
+    }
+
+    private void add(Object text) {
+        texts.append(text).append('\0');
+    }
+}

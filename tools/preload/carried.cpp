@@ -1,0 +1,218 @@
+#include "carried.h"
+
+#include <alloca.h>
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+#include "preload.h"
+
+namespace {
+
+constexpr const char* loaderVariable = "LD_PRELOAD";
+constexpr std::array variables{preload::jvmLibrary, preload::jvmOptions, preload::objects,
+                               preload::follow};
+
+std::array<char*, variables.size()> carried{};  // "NAME=value"; null where the variable is not set
+std::string_view objects;                       // the value of preload::objects
+pid_t owner = 0;                                // the process whose exec carries on; 0: none
+
+// The C library's own functions. They must be known before the first fork: in the child of a
+// process with threads, looking a symbol up can wait for a lock forever.
+template <typename Function>
+Function next(const char* name) noexcept {
+  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
+struct ExecFunctions {
+  decltype(&::execve) execve = next<decltype(&::execve)>("execve");
+  decltype(&::execvpe) execvpe = next<decltype(&::execvpe)>("execvpe");
+  decltype(&::fexecve) fexecve = next<decltype(&::fexecve)>("fexecve");
+  decltype(&::execveat) execveat = next<decltype(&::execveat)>("execveat");
+};
+
+const ExecFunctions& libc() noexcept {
+  static const ExecFunctions functions;
+  return functions;
+}
+
+// The value of "NAME=value" when the name is this one, else null.
+const char* valueOf(const char* entry, std::string_view name) noexcept {
+  const bool same = std::strncmp(entry, name.data(), name.size()) == 0 && entry[name.size()] == '=';
+  return same ? entry + name.size() + 1 : nullptr;
+}
+
+bool isOurs(const char* entry) noexcept {
+  for (const char* name : variables)
+    if (valueOf(entry, name) != nullptr) return true;
+  return false;
+}
+
+bool isOurObject(std::string_view path) noexcept {
+  for (std::string_view rest = objects; !rest.empty();) {
+    const std::size_t length = std::min(rest.find(':'), rest.size());
+    if (rest.substr(0, length) == path) return true;
+    rest.remove_prefix(std::min(length + 1, rest.size()));
+  }
+  return false;
+}
+
+// Copies a value of LD_PRELOAD without our objects; returns the end of the copy. The copy is never
+// longer than the value and may take its place.
+char* copyWithoutObjects(const char* value, char* copy) noexcept {
+  constexpr const char* separators = ": ";
+  char* const start = copy;
+  while (*(value += std::strspn(value, separators)) != '\0') {
+    const std::size_t length = std::strcspn(value, separators);
+    const char* const path = value;
+    value += length;
+    if (isOurObject({path, length})) continue;
+    if (copy != start) *copy++ = ':';
+    std::memmove(copy, path, length);
+    copy += length;
+  }
+  *copy = '\0';
+  return copy;
+}
+
+// Runs `call` with the environment that the next image of this process is to get. Without malloc:
+// exec is allowed in signal handlers.
+template <typename Call>
+int carryOn(char* const* environment, Call call) noexcept {
+  if (owner == 0 || getpid() != owner) return call(environment);
+  std::size_t count = 0;
+  const char* users = "";
+  for (; environment != nullptr && environment[count] != nullptr; ++count)
+    if (const char* value = valueOf(environment[count], loaderVariable)) users = value;
+
+  const std::string_view name = loaderVariable;
+  auto* const loaderEntry =
+      static_cast<char*>(alloca(name.size() + 1 + std::strlen(users) + 1 + objects.size() + 1));
+  std::memcpy(loaderEntry, name.data(), name.size());
+  loaderEntry[name.size()] = '=';
+  char* const value = loaderEntry + name.size() + 1;
+  char* end = copyWithoutObjects(users, value);
+  if (end != value) *end++ = ':';
+  std::memcpy(end, objects.data(), objects.size());
+  end[objects.size()] = '\0';
+
+  auto** const full = static_cast<char**>(alloca((count + 1 + carried.size() + 1) * sizeof(char*)));
+  char** last = full;
+  for (std::size_t i = 0; i < count; ++i)
+    if (!isOurs(environment[i]) && valueOf(environment[i], loaderVariable) == nullptr)
+      *last++ = environment[i];
+  *last++ = loaderEntry;
+  for (char* entry : carried)
+    if (entry != nullptr) *last++ = entry;
+  *last = nullptr;
+  return call(full);
+}
+
+int carryOn(const char* path, char* const* argv, char* const* environment) noexcept {
+  return carryOn(environment, [=](char* const* full) { return libc().execve(path, argv, full); });
+}
+
+// Runs `call` with the arguments of a variadic exec as an array.
+template <typename Call>
+int withArray(const char* first, va_list& rest, Call call) noexcept {
+  va_list counting;
+  va_copy(counting, rest);
+  std::size_t count = 0;
+  for (const char* argument = first; argument != nullptr; argument = va_arg(counting, char*))
+    ++count;
+  va_end(counting);
+  auto** const argv = static_cast<char**>(alloca((count + 1) * sizeof(char*)));
+  const char* argument = first;
+  for (std::size_t i = 0; i < count; ++i, argument = va_arg(rest, char*))
+    argv[i] = const_cast<char*>(argument);
+  argv[count] = nullptr;
+  return call(argv);
+}
+
+}  // namespace
+
+Carried takeFromEnvironment() noexcept {
+  libc();
+  const char* const library = std::getenv(preload::jvmLibrary);
+  if (library == nullptr) return {nullptr, ""};
+  const char* const options = std::getenv(preload::jvmOptions);
+  if (const char* list = std::getenv(preload::objects)) objects = list;
+  const char* const follow = std::getenv(preload::follow);
+  const bool stays = follow != nullptr && std::string_view(follow) == "1";
+  for (std::size_t i = 0; i < variables.size(); ++i) {
+    char* const value = std::getenv(variables[i]);
+    if (value != nullptr) carried[i] = value - std::strlen(variables[i]) - 1;
+  }
+  owner = getpid();
+  if (!stays) {
+    // Nothing here moves `environ` to other memory: main() gets what `environ` points to.
+    for (const char* name : variables) unsetenv(name);
+    char* const loaded = std::getenv(loaderVariable);
+    if (loaded != nullptr && copyWithoutObjects(loaded, loaded) == loaded) unsetenv(loaderVariable);
+  }
+  return {library, options != nullptr ? options : ""};
+}
+
+// Every exec that a program can call: the C library's own calls among them do not come through
+// execve.
+#pragma GCC visibility push(default)
+extern "C" {
+
+int execve(const char* path, char* const argv[], char* const envp[]) noexcept {
+  return carryOn(path, argv, envp);
+}
+
+int execv(const char* path, char* const argv[]) noexcept {
+  return carryOn(path, argv, environ);
+}
+
+int execvpe(const char* file, char* const argv[], char* const envp[]) noexcept {
+  return carryOn(envp, [=](char* const* full) { return libc().execvpe(file, argv, full); });
+}
+
+int execvp(const char* file, char* const argv[]) noexcept {
+  return execvpe(file, argv, environ);
+}
+
+int fexecve(int fd, char* const argv[], char* const envp[]) noexcept {
+  return carryOn(envp, [=](char* const* full) { return libc().fexecve(fd, argv, full); });
+}
+
+int execveat(int fd, const char* path, char* const argv[], char* const envp[], int flags) noexcept {
+  return carryOn(envp,
+                 [=](char* const* full) { return libc().execveat(fd, path, argv, full, flags); });
+}
+
+int execl(const char* path, const char* argument, ...) noexcept {
+  va_list rest;
+  va_start(rest, argument);
+  const int result = withArray(argument, rest, [=](char** argv) { return execv(path, argv); });
+  va_end(rest);
+  return result;
+}
+
+int execlp(const char* file, const char* argument, ...) noexcept {
+  va_list rest;
+  va_start(rest, argument);
+  const int result = withArray(argument, rest, [=](char** argv) { return execvp(file, argv); });
+  va_end(rest);
+  return result;
+}
+
+int execle(const char* path, const char* argument, ...) noexcept {
+  va_list rest;
+  va_start(rest, argument);
+  const int result = withArray(
+      argument, rest, [&](char** argv) { return execve(path, argv, va_arg(rest, char* const*)); });
+  va_end(rest);
+  return result;
+}
+
+}  // extern "C"
+#pragma GCC visibility pop

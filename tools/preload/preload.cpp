@@ -1,0 +1,51 @@
+// The way into the process: between the dynamic loader and main().
+#include "preload.h"
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <string_view>
+
+#include "carried.h"
+#include "jvm_start.h"
+
+namespace {
+
+// Programs that only run others, where a JVM would be in vain, and those that have their own.
+constexpr std::array<std::string_view, 18> withoutJvm{
+    "bash", "chrt", "dash",  "env", "fish",    "ionice", "java",   "jspawnhelper", "ksh93",
+    "mksh", "nice", "nohup", "sh",  "setpriv", "setsid", "stdbuf", "taskset",      "zsh"};
+
+// Asked of the kernel: argv[0] is the caller's choice, and /bin/sh a link.
+bool needsNoJvm() noexcept {
+  std::array<char, PATH_MAX> path{};
+  const ssize_t length = readlink("/proc/self/exe", path.data(), path.size());
+  if (length <= 0) return false;
+  std::string_view name(path.data(), static_cast<std::size_t>(length));
+  name.remove_prefix(name.rfind('/') + 1);
+  return std::find(withoutJvm.begin(), withoutJvm.end(), name) != withoutJvm.end();
+}
+
+}  // namespace
+
+extern "C" {
+
+using Main = int (*)(int, char**, char**);
+using Hook = void (*)();
+
+// At this point the constructors of all libraries have run, so that other preloaded objects are at
+// work, and those of the program have not: its static objects end before the JVM's do.
+[[gnu::visibility("default")]] int __libc_start_main(Main main, int argc, char** argv, Hook init,
+                                                     Hook fini, Hook loaderFini, void* stackEnd) {
+  const Carried carried = takeFromEnvironment();
+  if (carried.jvmLibrary != nullptr && !needsNoJvm())
+    startJvm(carried.jvmLibrary, carried.jvmOptions);
+  const auto next =
+      reinterpret_cast<decltype(&__libc_start_main)>(dlsym(RTLD_NEXT, "__libc_start_main"));
+  return next(main, argc, argv, init, fini, loaderFini, stackEnd);
+}
+
+}  // extern "C"

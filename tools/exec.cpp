@@ -1,0 +1,142 @@
+// `zelvox exec`: replaces itself by a program that gets a JVM before its main(). What does this in
+// the program is tools/preload; here its environment is prepared.
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "command.h"
+#include "jvm.h"
+#include "preload/preload.h"
+#include "text.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct Options {
+  std::vector<fs::path> classPath;
+  std::vector<std::string> jvmOptions;
+  bool follow = false;
+  std::string program;
+};
+
+// As a shell ends when it cannot run a program.
+constexpr ExitCode notExecutable{126};
+constexpr ExitCode notFound{127};
+
+void setVariable(const char* name, const std::string& value) {
+  if (setenv(name, value.c_str(), 1) != 0)
+    throw Failure("cannot set " + std::string(name) + ": " + std::strerror(errno));
+}
+
+std::string jvmOptionsFor(const Options& options) {
+  std::string classPath = zelvoxJar().string();
+  for (const fs::path& entry : options.classPath) classPath += ":" + entry.string();
+  // The stack: the JVM's guard pages would otherwise cap that of the main thread at about 1 MiB.
+  // The signals: Ctrl-C has to reach the program, Python for instance.
+  std::vector<std::string> all = {"-Djava.class.path=" + classPath, "-Xss8m", "-Xrs"};
+  all.insert(all.end(), options.jvmOptions.begin(), options.jvmOptions.end());
+  std::string text;
+  for (const std::string& option : all) {
+    if (option.find('\n') != std::string::npos)
+      throw Failure("the JVM option '" + printable(option) +
+                        "' has a line break in it, which cannot be passed on",
+                    ExitCode::usage);
+    text += option + "\n";
+  }
+  return text;
+}
+
+std::string preloadable(const fs::path& file) {
+  const std::string path = file.string();
+  if (path.find_first_of(": \t\n$") != std::string::npos)
+    throw Failure(path + " cannot be preloaded, expected a path without blanks, ':' and '$'");
+  return path;
+}
+
+// libjsig, which chains the signal handlers of the JVM and the program, and our own object.
+std::string preloadedObjects(const JvmLocation& location) {
+  const std::string own = preloadable(preloadLibrary());
+  // Beside libjvm.so in a current JVM, one level up in an older one.
+  for (const fs::path& directory :
+       {location.libjvm.parent_path(), location.libjvm.parent_path().parent_path()})
+    if (fs::is_regular_file(directory / "libjsig.so"))
+      return preloadable(directory / "libjsig.so") + ":" + own;
+  return own;
+}
+
+[[noreturn]] void exec(const Options& options, std::vector<std::string> programArguments) {
+  const JvmLocation location = locateJvm();
+  const std::string objects = preloadedObjects(location);
+  setVariable(preload::jvmLibrary, location.libjvm.string());
+  setVariable(preload::jvmOptions, jvmOptionsFor(options));
+  setVariable(preload::objects, objects);
+  if (options.follow) setVariable(preload::follow, "1");
+  const char* const others = std::getenv("LD_PRELOAD");
+  const bool alone = others == nullptr || *others == '\0';
+  setVariable("LD_PRELOAD", alone ? objects : std::string(others) + ":" + objects);
+
+  std::vector<char*> arguments = {const_cast<char*>(options.program.c_str())};
+  for (std::string& argument : programArguments) arguments.push_back(argument.data());
+  arguments.push_back(nullptr);
+  execvp(arguments[0], arguments.data());
+  const int problem = errno;
+  const std::string program = printable(options.program);
+  if (problem == ENOENT || problem == ENOTDIR)
+    throw Failure("exec: " + program + ": command not found", notFound);
+  throw Failure("exec: " + program + " cannot be run: " + std::strerror(problem), notExecutable);
+}
+
+// What stands behind the program, which has "--" before it, so that no option of the program can be
+// taken for one of ours.
+std::vector<std::string> argumentsOf(const CLI::App& command) {
+  std::vector<std::string> left = command.remaining();
+  if (left.empty() || left.front() != "--")
+    throw Failure((left.empty() ? "" : "exec: " + printable(left.front()) + " was not expected: ") +
+                      "write the program and its arguments behind \"--\", as in "
+                      "zelvox exec -- python3 study.py",
+                  ExitCode::usage);
+  left.erase(left.begin());
+  return left;
+}
+
+constexpr const char* examples = R"(
+Examples:
+  zelvox exec -- fmpy simulate motor.fmu
+  zelvox exec --class-path motor.jar --jvm-option -Xmx1g -- python3 study.py
+
+The JVM is the one of JAVA_HOME, or of the java on the PATH (`zelvox doctor` shows it). It starts
+before the program's main() with the main thread attached, zelvox.jar on its class path, a stack of
+8 MiB, and without handling Ctrl-C. Child processes get none unless --follow is given.
+
+The exit code is that of the program; 3 when no JVM could be started, 127 when the program was not
+found, 126 when it could not be run.)";
+
+}  // namespace
+
+void addExecCommand(CLI::App& app) {
+  auto options = std::make_shared<Options>();
+  CLI::App* const command =
+      app.add_subcommand("exec", "Run any importer of FMUs with a JVM in its process");
+  command->footer(examples);
+  command
+      ->add_option("--class-path", options->classPath,
+                   "Jars and directories behind zelvox.jar; repeatable")
+      ->allow_extra_args(false)
+      ->type_name("PATH");
+  command
+      ->add_option("--jvm-option", options->jvmOptions,
+                   "An option as java takes it, such as -Xmx1g; repeatable")
+      ->allow_extra_args(false)
+      ->type_name("OPTION");
+  command->add_flag("--follow", options->follow, "Child processes start a JVM each, too");
+  // Only the program itself is an argument for CLI11: it would read a list into one like "[a,b]".
+  // The rest, from the "--" on, is what CLI11 leaves alone.
+  command->add_option("command", options->program)
+      ->required()
+      ->type_name("-- COMMAND [ARGUMENT ...]");
+  command->prefix_command();
+  command->callback([options, command] { exec(*options, argumentsOf(*command)); });
+}

@@ -1,0 +1,19 @@
+// Numbers and texts between files, people and the program, the same in every command.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+// The shortest decimal text that reads back as exactly this number; "inf" and "nan" for the others.
+std::string numberText(double value);
+
+// A number as XML and CSV write it, blanks around it allowed; empty for everything else.
+std::optional<double> parseNumber(std::string_view text);
+
+// The text on one line of a terminal: control characters, which a foreign file may hold to play
+// tricks, become blanks.
+std::string printable(std::string_view text);
+
+// A foreign text for a sentence: printable, in quotes, and cut when it is too long to be read.
+std::string inQuotes(std::string_view text);

@@ -2,16 +2,21 @@
 // what goes wrong is thrown as a Failure, whose text main() prints as one sentence.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <stdexcept>
 #include <string>
+
+namespace CLI {
+class App;
+}
 
 // Exit codes, the same for every command. `exec` otherwise ends with the code of its program.
 enum class ExitCode : int {
   success = 0,
-  failed = 1,  // the work could not be done: bad model, bad file, failed simulation
-  usage = 2,   // the command line is wrong
-  noJvm = 3,   // no JVM was found, or it could not be started
+  failed = 1,           // the work could not be done: bad model, bad file, failed simulation
+  usage = 2,            // the command line is wrong
+  noJvm = 3,            // no JVM was found, or it could not be started
+  notExecutable = 126,  // exec: the program cannot be run
+  notFound = 127,       // exec: there is no such program
   interrupted = 130
 };
 

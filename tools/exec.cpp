@@ -2,6 +2,7 @@
 // the program is tools/preload; here its environment is prepared.
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -22,10 +23,6 @@ struct Options {
   std::string program;
 };
 
-// As a shell ends when it cannot run a program.
-constexpr ExitCode notExecutable{126};
-constexpr ExitCode notFound{127};
-
 void setVariable(const char* name, const std::string& value) {
   if (setenv(name, value.c_str(), 1) != 0)
     throw Failure("cannot set " + std::string(name) + ": " + std::strerror(errno));
@@ -34,9 +31,14 @@ void setVariable(const char* name, const std::string& value) {
 std::string jvmOptionsFor(const Options& options) {
   std::string classPath = zelvoxJar().string();
   for (const fs::path& entry : options.classPath) classPath += ":" + entry.string();
-  // The stack: the JVM's guard pages would otherwise cap that of the main thread at about 1 MiB.
-  // The signals: Ctrl-C has to reach the program, Python for instance.
-  std::vector<std::string> all = {"-Djava.class.path=" + classPath, "-Xss8m", "-Xrs"};
+  std::vector<std::string> all = {
+      "-Djava.class.path=" + classPath,
+      "-Xss8m",  // the JVM's guard pages would otherwise cap the main thread's stack at about 1 MiB
+      "-Xrs",    // Ctrl-C has to reach the program, Python for instance
+      // Without signals the JVM opens its attach socket at once, and a program that is killed or
+      // replaces itself leaves that and the performance file behind.
+      "-XX:+DisableAttachMechanism", "-XX:-UsePerfData",
+      "-XX:-MaxFDLimit"};  // the program's limits are not the JVM's to raise
   all.insert(all.end(), options.jvmOptions.begin(), options.jvmOptions.end());
   std::string text;
   for (const std::string& option : all) {
@@ -85,8 +87,9 @@ std::string preloadedObjects(const JvmLocation& location) {
   const int problem = errno;
   const std::string program = printable(options.program);
   if (problem == ENOENT || problem == ENOTDIR)
-    throw Failure("exec: " + program + ": command not found", notFound);
-  throw Failure("exec: " + program + " cannot be run: " + std::strerror(problem), notExecutable);
+    throw Failure("exec: " + program + ": command not found", ExitCode::notFound);
+  throw Failure("exec: " + program + " cannot be run: " + std::strerror(problem),
+                ExitCode::notExecutable);
 }
 
 // What stands behind the program, which has "--" before it, so that no option of the program can be

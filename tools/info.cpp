@@ -1,4 +1,5 @@
 // `zelvox info`: what an FMU is and which variables it has, on one screen.
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <cstdio>

@@ -1,5 +1,6 @@
 // The program `zelvox`: picks the command and turns what goes wrong into one sentence and an exit
 // code.
+#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
 

@@ -1,6 +1,7 @@
 // `zelvox pack`: from the jars of a Java model to an FMU that carries them. The model is asked in a
 // JVM of this process, from a copy of the jars that lies as it will lie in the FMU: what the model
 // finds only beside the original jars is missed here and not at the importer.
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 #include <ctime>

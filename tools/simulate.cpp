@@ -2,6 +2,7 @@
 // summary. The rooms that it calls: fmu.h (the FMU), input_signals.h, variables.h, csv.h, plot.h.
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <chrono>
 #include <cmath>

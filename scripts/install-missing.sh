@@ -9,12 +9,16 @@ have_jdk() {
   [ -f "$(dirname "$(dirname "$(realpath "$javac")")")/include/jni.h" ]
 }
 
+# A program that came in another way than by its package counts as well.
 is_installed() {
   case $1 in
     default-jdk-headless) have_jdk ;;
-    g++ | cmake | gnuplot-nox | ninja-build | git | binutils)
-      local command=${1%-nox}
-      command -v "${command/ninja-build/ninja}" ;;
+    python3-venv) python3 -c 'import ensurepip, venv' ;;
+    gnuplot-nox) command -v gnuplot ;;
+    libxml2-utils) command -v xmllint ;;
+    maven) command -v mvn ;;
+    ninja-build) command -v ninja ;;
+    clang | cmake | g++ | pkg-config | python3) command -v "$1" ;;
     *) [ "$(dpkg-query -W -f '${Status}' "$1")" = "install ok installed" ] ;;
   esac >/dev/null 2>&1
 }

@@ -39,17 +39,17 @@ import java.util.stream.Collectors;
 final class ModelSource {
     private static final String FILE = "model.properties";
 
-    /** The units with instances, by their directory of resources; also the lock of all users. */
-    private static final Map<File, ModelSource> UNITS = new HashMap<>();
+    /** The units with instances; also the lock of all users. */
+    private static final Map<String, ModelSource> UNITS = new HashMap<>();
 
     private final Class<? extends Model> modelClass;
-    private final File resources; // null for a model of the class path, as is the loader
+    private final String unit; // null for a model of the class path, as is the loader
     private final URLClassLoader loader;
     private int users;
 
-    private ModelSource(Class<? extends Model> modelClass, File resources, URLClassLoader loader) {
+    private ModelSource(Class<? extends Model> modelClass, String unit, URLClassLoader loader) {
         this.modelClass = modelClass;
-        this.resources = resources;
+        this.unit = unit;
         this.loader = loader;
     }
 
@@ -61,14 +61,18 @@ final class ModelSource {
      */
     static ModelSource find(String resourceLocation) {
         File resources = directory(resourceLocation);
-        if (resources == null || !new File(resources, FILE).isFile()) {
+        File file = new File(resources, FILE);
+        if (resources == null || !file.isFile()) {
             return onClassPath(resourceLocation);
         }
+        // An importer may unpack the next unit where the last one was, and an instance of that one
+        // may not have been freed.
+        String unit = file + " of " + file.lastModified();
         synchronized (UNITS) {
-            ModelSource source = UNITS.get(resources);
+            ModelSource source = UNITS.get(unit);
             if (source == null) {
-                source = ofUnit(resources);
-                UNITS.put(resources, source);
+                source = ofUnit(unit, resources, file);
+                UNITS.put(unit, source);
             }
             source.users++;
             return source;
@@ -78,8 +82,8 @@ final class ModelSource {
     /** Ends the use that began with {@link #find}. */
     void release() {
         synchronized (UNITS) {
-            if (resources != null && --users == 0) {
-                UNITS.remove(resources);
+            if (unit != null && --users == 0) {
+                UNITS.remove(unit);
                 close(loader);
             }
         }
@@ -152,8 +156,7 @@ final class ModelSource {
         return found;
     }
 
-    private static ModelSource ofUnit(File resources) {
-        File file = new File(resources, FILE);
+    private static ModelSource ofUnit(String unit, File resources, File file) {
         Properties properties = new Properties();
         try (Reader reader = Files.newBufferedReader(file.toPath())) {
             properties.load(reader);
@@ -170,7 +173,7 @@ final class ModelSource {
         }
         URLClassLoader loader = open(resources, jars);
         try {
-            return new ModelSource(load(loader, name, jars), resources, loader);
+            return new ModelSource(load(loader, name, jars), unit, loader);
         } catch (Throwable e) {
             close(loader);
             throw e;

@@ -112,7 +112,8 @@ Examples:
 
 The JVM is the one of JAVA_HOME, or of the java on the PATH (`zelvox doctor` shows it). It starts
 before the program's main() with the main thread attached, zelvox.jar on its class path, a stack of
-8 MiB, and without handling Ctrl-C. Child processes get none unless --follow is given.
+8 MiB, and without handling Ctrl-C. Child processes get none unless --follow is given. jcmd would
+end the program; allow it with --jvm-option -XX:-DisableAttachMechanism.
 
 The exit code is that of the program; 3 when no JVM could be started, 127 when the program was not
 found, 126 when it could not be run.)";

@@ -104,7 +104,8 @@ std::string reasonOf(const std::string& output, jint result) {
       continue;
     reason += (reason.empty() ? "" : "; ") + line;
   }
-  return reason.empty() ? "JNI error " + std::to_string(result) : reason;
+  return reason.empty() ? "JNI error " + std::to_string(result) + ", check JAVA_TOOL_OPTIONS"
+                        : reason;
 }
 
 std::string joined(const std::vector<fs::path>& paths) {

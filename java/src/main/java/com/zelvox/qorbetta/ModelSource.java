@@ -134,8 +134,8 @@ final class ModelSource {
         try {
             return Class.forName(name, false, loader).asSubclass(Model.class);
         } catch (ClassNotFoundException e) {
-            throw new IllegalStateException("there is no class " + name + " in "
-                    + (jars.isEmpty() ? "no jar" : String.join(", ", jars)));
+            throw new IllegalStateException("there is no class " + name
+                    + (jars.isEmpty() ? ": the unit names no jar" : " in " + String.join(", ", jars)));
         } catch (ClassCastException e) {
             throw new IllegalStateException(name + " is no model, expected a class that implements "
                     + Model.class.getName());

@@ -8,9 +8,13 @@ namespace {
 // Not a bracket: a thread that is not attached yet is refused. It has no Java frames whose class
 // loader could know the simulation class, and the first connection decides which class that is.
 bool findSimulation() noexcept {
+  // Java code that a bracket of this thread calls may be an importer itself.
+  JNIEnv* const outerEnv = jniEnv;
+  const jclass outerClass = simClass;
+  simClass = nullptr;
   const bool attached = attachJvm();
   if (attached) findJavaClasses();
-  leaveJniEnv(nullptr, nullptr);
+  leaveJniEnv(outerEnv, outerClass);
   return attached;
 }
 

@@ -13,35 +13,34 @@
 namespace {
 
 // Kept from call to call, because giving 100,000 doubles back to the system and asking for them
-// again costs more than the whole step.
+// again costs more than the whole step. No longer than the widest instance.
 std::vector<double> outputSequence;
 
-// Appends the outputs as Java delivers them; nothing when there is no method or no answer.
-void j_getData(const char* instanceName, std::vector<double>& outputs) {
+// The outputs as Java delivers them, at most `limit` of them, valid until the next call; none when
+// there is no method or no answer.
+std::span<const double> j_getData(const char* instanceName, std::int64_t limit) {
   const jmethodID method = findJavaMethod("getData", "(Ljava/lang/String;)[D");
-  if (method == nullptr) return;
+  if (method == nullptr) return {};
   clearJavaException();
   const JavaText name(instanceName);
-  if (!name) return;
+  if (!name) return {};
   const LocalRef array(static_cast<jdoubleArray>(callObject(method, name.get())));
-  if (!array) return;
+  if (!array) return {};
   clearJavaException();
-  const auto length = static_cast<std::size_t>(jniEnv->GetArrayLength(array.get()));
+  const auto length = std::min<std::int64_t>(jniEnv->GetArrayLength(array.get()), limit);
   const auto release = [&array](jdouble* elements) {
     jniEnv->ReleaseDoubleArrayElements(array.get(), elements, 0);
   };
   const std::unique_ptr<jdouble, decltype(release)> elements(
       jniEnv->GetDoubleArrayElements(array.get(), nullptr), release);
-  if (elements != nullptr) outputs.assign(elements.get(), elements.get() + length);
+  if (elements == nullptr) return {};
+  outputSequence.assign(elements.get(), elements.get() + length);
+  return outputSequence;
 }
 
 void getoutputsfromzelvox(FmuInstance& instance) {
-  outputSequence.clear();
-  j_getData(instance.instanceName, outputSequence);
+  std::ranges::copy(j_getData(instance.instanceName, instance.realsLength), instance.reals);
   clearJavaException();
-  const auto count =
-      std::min(static_cast<std::int64_t>(outputSequence.size()), instance.realsLength);
-  std::copy_n(outputSequence.begin(), count, instance.reals);
   instance.valuesDirty = 1;
 }
 

@@ -190,7 +190,7 @@ fmi2Status fmi2GetContinuousStates(fmi2Component c, fmi2Real states[], size_t nx
 }
 
 fmi2Status fmi2GetNominalsOfContinuousStates(fmi2Component c, fmi2Real x_nominal[], size_t nx) {
-  // Its messages have always named it like this, and users search for them.
+  // Its messages use this shorter name; only the refusal of its state names the function itself.
   constexpr const char* name = "fmi2GetNominalContinuousStates";
   return exportedCall(c, rules::getNominalsOfContinuousStates, [=](FmuInstance& instance) {
     if (!countIs(instance, name, "nx", nx, numberOfContinuousStates) ||

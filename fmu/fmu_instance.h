@@ -4,9 +4,9 @@
 // lives in bridge/.
 #pragma once
 
-#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "fmi2Functions.h"
 
@@ -36,8 +36,11 @@ constexpr bool contains(InstanceState states, InstanceState state) {
 // An enumeration value from the importer as the number that it is. It may be none of the
 // enumerators, and must then not be read as one.
 template <class Enumeration>
-constexpr std::int32_t numberOf(const Enumeration& value) {
-  return std::bit_cast<std::int32_t>(value);
+std::int32_t numberOf(const Enumeration& value) {
+  static_assert(sizeof(Enumeration) == sizeof(std::int32_t));
+  std::int32_t number;
+  std::memcpy(&number, &value, sizeof number);
+  return number;
 }
 
 inline constexpr std::size_t numberOfLogCategories = 4;

@@ -20,6 +20,14 @@ void logFailure(const fmi2CallbackFunctions& functions, fmi2String instanceName,
                    arguments...);
 }
 
+void abandon(const fmi2CallbackFunctions& functions, fmi2String instanceName,
+             const char* message) noexcept {
+  try {
+    logFailure(functions, instanceName, message);
+  } catch (...) {  // the logger itself throws: nobody is left to be told
+  }
+}
+
 // Gives the record and what it owns back to the importer, the record last. An importer that throws
 // from freeMemory must not keep the rest from being freed.
 void release(const fmi2CallbackFunctions& functions, FmuInstance* instance) noexcept {
@@ -123,14 +131,12 @@ fmi2Component fmi2Instantiate(fmi2String instanceName, fmi2Type fmuType, fmi2Str
     logTrace(*instance, "fmi2Instantiate: GUID=%s", fmuGUID);
     return instance.release();
   } catch (const std::bad_alloc&) {
-    try {
-      logFailure(*functions, instanceName, "fmi2Instantiate: Out of memory.");
-    } catch (...) {
-    }
-    return nullptr;
-  } catch (...) {  // a callback of the importer threw, and its logger may be the one
-    return nullptr;
+    abandon(*functions, instanceName, "fmi2Instantiate: Out of memory.");
+  } catch (...) {
+    abandon(*functions, instanceName,
+            "fmi2Instantiate: A callback of the importer threw an exception.");
   }
+  return nullptr;
 }
 
 void fmi2FreeInstance(fmi2Component c) {
@@ -138,11 +144,15 @@ void fmi2FreeInstance(fmi2Component c) {
   exportedCall(c, rules::freeInstance, [&allowed](FmuInstance& instance) {
     allowed = true;
     logTrace(instance, "fmi2FreeInstance");
-    j_freeInstance(instance.instanceName);
     return fmi2OK;
   });
   if (!allowed) return;
+  // Even if the trace threw: the instance ends here.
   auto* const instance = static_cast<FmuInstance*>(c);
+  try {
+    j_freeInstance(instance->instanceName);
+  } catch (...) {
+  }
   release(*instance->functions, instance);
 }
 

@@ -7,7 +7,9 @@
 
 #define fmi2Version "2.0"
 
-#if defined(__GNUC__)
+#if defined(FMI2_Export)
+/* chosen by who includes this file */
+#elif defined(__GNUC__)
 #define FMI2_Export __attribute__((visibility("default")))
 #else
 #define FMI2_Export

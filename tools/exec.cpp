@@ -29,16 +29,9 @@ void setVariable(const char* name, const std::string& value) {
 }
 
 std::string jvmOptionsFor(const Options& options) {
-  std::string classPath = zelvoxJar().string();
-  for (const fs::path& entry : options.classPath) classPath += ":" + entry.string();
-  std::vector<std::string> all = {
-      "-Djava.class.path=" + classPath,
-      "-Xss8m",  // the JVM's guard pages would otherwise cap the main thread's stack at about 1 MiB
-      "-Xrs",    // Ctrl-C has to reach the program, Python for instance
-      // Without signals the JVM opens its attach socket at once, and a program that is killed or
-      // replaces itself leaves that and the performance file behind.
-      "-XX:+DisableAttachMechanism", "-XX:-UsePerfData",
-      "-XX:-MaxFDLimit"};  // the program's limits are not the JVM's to raise
+  std::vector<fs::path> classPath = {zelvoxJar()};
+  classPath.insert(classPath.end(), options.classPath.begin(), options.classPath.end());
+  std::vector<std::string> all = jvmOptions(classPath);
   all.insert(all.end(), options.jvmOptions.begin(), options.jvmOptions.end());
   std::string text;
   for (const std::string& option : all) {

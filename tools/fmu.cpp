@@ -163,7 +163,7 @@ fs::path fmuBinary(const fs::path& directory, const ModelDescription& model) {
   if (model.modelIdentifier.find('/') == std::string::npos && fs::is_regular_file(binary))
     return binary;
   throw Failure("the FMU has no binary for 64-bit Linux, expected binaries/linux64/" +
-                model.modelIdentifier + ".so in it");
+                printable(model.modelIdentifier) + ".so in it");
 }
 
 FmuInstance::FmuInstance(const fs::path& directory, const ModelDescription& description,

@@ -108,12 +108,6 @@ std::string reasonOf(const std::string& output, jint result) {
                         : reason;
 }
 
-std::string joined(const std::vector<fs::path>& paths) {
-  std::string text;
-  for (const fs::path& path : paths) text += (text.empty() ? "" : ":") + path.string();
-  return text;
-}
-
 }  // namespace
 
 JvmLocation locateJvm() {
@@ -145,6 +139,18 @@ JvmLocation locateJvm() {
                 ExitCode::noJvm);
 }
 
+std::vector<std::string> jvmOptions(const std::vector<fs::path>& classPath) {
+  std::string paths;
+  for (const fs::path& path : classPath) paths += (paths.empty() ? "" : ":") + path.string();
+  return {"-Djava.class.path=" + paths,
+          "-Xss8m",  // the JVM's guard pages would otherwise cap the main thread's stack at 1 MiB
+          "-Xrs",    // Ctrl-C has to reach the program, Python for instance
+          // Without signals the JVM opens its attach socket at once, and a program that is killed
+          // or replaces itself leaves that and the performance file behind.
+          "-XX:+DisableAttachMechanism", "-XX:-UsePerfData",
+          "-XX:-MaxFDLimit"};  // the program's limits are not the JVM's to raise
+}
+
 JNIEnv* startJvm(const JvmLocation& location, const std::vector<fs::path>& classPath,
                  const std::vector<std::string>& options) {
   void* const handle = dlopen(location.libjvm.c_str(), RTLD_NOW | RTLD_GLOBAL);
@@ -154,9 +160,7 @@ JNIEnv* startJvm(const JvmLocation& location, const std::vector<fs::path>& class
       reinterpret_cast<decltype(&JNI_CreateJavaVM)>(dlsym(handle, "JNI_CreateJavaVM"));
   if (create == nullptr) throw Failure(location.libjvm.string() + " is not a JVM", ExitCode::noJvm);
 
-  // Ctrl-C stays with the command. The stack is for native code as well: beyond this size the JVM
-  // puts guard pages into the stack of the thread that starts it.
-  std::vector<std::string> texts = {"-Djava.class.path=" + joined(classPath), "-Xrs", "-Xss8m"};
+  std::vector<std::string> texts = jvmOptions(classPath);
   texts.insert(texts.end(), options.begin(), options.end());
   std::vector<JavaVMOption> vmOptions = {
       {const_cast<char*>("vfprintf"), reinterpret_cast<void*>(hear)},

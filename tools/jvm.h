@@ -17,6 +17,9 @@ struct JvmLocation {
 // for and what to do.
 JvmLocation locateJvm();
 
+// The options that every JVM of ours gets before the user's.
+std::vector<std::string> jvmOptions(const std::vector<std::filesystem::path>& classPath);
+
 // Creates the JVM, with the calling thread attached; a process can do this once. Throws Failure
 // (noJvm) with the JVM's own reason. The JVM prints nothing to stdout. `options` as `java` takes
 // them ("-Xmx1g", "-Dname=value").

@@ -329,7 +329,8 @@ std::string counted(const ModelDescription& model, const std::string& causality)
 }
 
 void pack(const PackOptions& options) {
-  const TemporaryDirectory staged;
+  // What is static is put away also when the model ends the process.
+  static const TemporaryDirectory staged;
   const fs::path resources = staged.path() / "resources";
   copyJars(options.jars, resources);
   const PackedModel packed = askModel(options, resources);

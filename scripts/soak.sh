@@ -1,0 +1,38 @@
+#!/usr/bin/env bash
+# Drives the library with millions of random calls under AddressSanitizer and UBSan, each seed in a
+# process of its own. A seed that fails is printed with the command that replays it.
+#
+#   ./scripts/soak.sh [--calls N] [--seed FIRST]      10 million calls by default, from seed 1
+set -euo pipefail
+cd "$(dirname "$0")/.."
+. scripts/install-missing.sh
+
+calls=10000000 seed=1 each=250000
+while [ $# -gt 0 ]; do
+  case $1 in
+    --calls) calls=$2 ;;
+    --seed) seed=$2 ;;
+    *) echo "usage: $0 [--calls N] [--seed FIRST]" >&2; exit 2 ;;
+  esac
+  shift 2
+done
+
+install_missing g++ cmake ninja-build default-jdk-headless libgtest-dev
+
+build=build/sanitize
+say "Building $build"
+cmake --preset sanitize -DZELVOX_TESTS=ON -DZELVOX_TOOLS=OFF >/dev/null
+cmake --build "$build" --target random-life | tail -n 1
+
+say "$calls random calls, $each with each seed from $seed on"
+methods=('' doStepModel '' getData '' doFreeInstance '' setReal '' getProp)
+started=$SECONDS last=$((seed + (calls + each - 1) / each))
+for ((; seed < last; seed++)); do
+  command=("$build/tests/random_life/random-life" "$build/zelvox.so"
+    "$build/tests/random_life/random-life.jar" "$seed" "$each" ${methods[seed % 10]:+"${methods[seed % 10]}"})
+  "${command[@]}" || {
+    echo "Failed. To replay it: ${command[*]}" >&2
+    exit 1
+  }
+done
+say "No fault in $((SECONDS - started)) s"

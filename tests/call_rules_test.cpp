@@ -1,0 +1,229 @@
+// Which call is allowed when, what each check answers, and every function that answers without
+// Java.
+#include "importer.h"
+
+namespace {
+
+using enum InstanceState;
+
+const fmi2ValueReference vr[] = {6};  // an input: no fetch of outputs changes it
+double real[1];
+int integer[1];
+const char* string[1];
+fmi2FMUstate saved;
+std::size_t size;
+fmi2EventInfo info;
+fmi2Status status;
+
+struct Function {
+  const char* name;
+  fmi2Status (*call)(C);
+  unsigned allowed;        // OR of states
+  fmi2Status result;       // in those
+  const char* trace = "";  // follows the name, as the error does; "-": there is none
+  const char* error = "-";
+  unsigned next = 0;  // the state after success, if another
+};
+
+// clang-format off
+#define F(function, ...) #function, [](C c) { return FMI(function)(c __VA_OPT__(,) __VA_ARGS__); }
+#define PENDING(kind) ": fmi2StatusKind = " kind, ": Can be called with " kind " when fmi2DoStep returned fmi2Pending. This is not the case."
+constexpr const char* missing = ": Function not implemented.";
+
+const Function everyFunction[] = {
+  {F(fmi2SetDebugLogging, 1, 0, nullptr), 2046, fmi2OK},
+  {"fmi2FreeInstance", [](C c) { FMI(fmi2FreeInstance)(c); return importer.blocks.empty() ? fmi2OK : fmi2Error; }, 1982, fmi2OK},
+  {F(fmi2Reset), 1982, fmi2OK, "", "-", 2},
+  {F(fmi2SetupExperiment, 1, 1e-3, 0, 0, 0), 2, fmi2OK, ": toleranceDefined=1 tolerance=0.001"},
+  {F(fmi2EnterInitializationMode), 2, fmi2OK, "", "-", 4},
+  {F(fmi2ExitInitializationMode), 4, fmi2OK, "", "-", 32},
+  {F(fmi2Terminate), 184, fmi2OK, "", "-", 512},
+  {F(fmi2GetReal, vr, 1, real), 1980, fmi2OK, ": #r6# = 0"},
+  {F(fmi2GetInteger, vr, 0, integer), 1980, fmi2OK, "-"},
+  {F(fmi2GetBoolean, vr, 0, integer), 1980, fmi2OK, "-"},
+  {F(fmi2GetString, vr, 0, string), 1980, fmi2OK, "-"},
+  {F(fmi2SetReal, vr, 0, real), 62, fmi2OK, ": nvr = 0"},
+  {F(fmi2SetInteger, vr, 0, integer), 46, fmi2OK, ": nvr = 0"},
+  {F(fmi2SetBoolean, vr, 0, integer), 46, fmi2OK, ": nvr = 0"},
+  {F(fmi2SetString, vr, 0, string), 46, fmi2OK, ": nvr = 0"},
+  {F(fmi2GetFMUstate, &saved), 1982, fmi2Error, "", missing},
+  {F(fmi2SetFMUstate, saved), 1982, fmi2Error, "", missing},
+  {F(fmi2FreeFMUstate, &saved), 1982, fmi2Error, "", missing},
+  {F(fmi2SerializedFMUstateSize, saved, &size), 1982, fmi2Error, "", missing},
+  {F(fmi2SerializeFMUstate, saved, nullptr, 0), 1982, fmi2Error, "", missing},
+  {F(fmi2DeSerializeFMUstate, nullptr, 0, &saved), 1982, fmi2Error, "", missing},
+  {F(fmi2GetDirectionalDerivative, vr, 1, vr, 1, real, real), 1980, fmi2Error, "", missing},
+  {F(fmi2SetRealInputDerivatives, nullptr, 2, nullptr, nullptr), 38, fmi2Error, ": nvr= 2",
+    ": ignoring function call. This model cannot interpolate inputs: canInterpolateInputs=\"fmi2False\""},
+  {F(fmi2GetRealOutputDerivatives, nullptr, 0, nullptr, nullptr), 1952, fmi2Error, ": nvr= 0",
+    ": ignoring function call. This model cannot compute derivatives of outputs: MaxOutputDerivativeOrder=\"0\""},
+  {F(fmi2DoStep, 1, 0.5, 1), 32, fmi2OK, ": currentCommunicationPoint = 1, communicationStepSize = 0.5, noSetFMUStatePriorToCurrentPoint = fmi2True"},
+  {F(fmi2CancelStep), 64, fmi2Error, "", ": Can be called when fmi2DoStep returned fmi2Pending. This is not the case."},
+  {F(fmi2GetStatus, fmi2PendingStatus, &status), 736, fmi2Discard, PENDING("fmi2PendingStatus")},
+  {F(fmi2GetRealStatus, fmi2LastSuccessfulTime, real), 736, fmi2OK, "-"},
+  {F(fmi2GetIntegerStatus, fmi2DoStepStatus, integer), 736, fmi2Discard, PENDING("fmi2DoStepStatus")},
+  {F(fmi2GetBooleanStatus, fmi2Terminated, integer), 736, fmi2OK, "-"},
+  {F(fmi2GetStringStatus, fmi2PendingStatus, string), 736, fmi2Discard, PENDING("fmi2PendingStatus")},
+  {F(fmi2EnterEventMode), 24, fmi2OK, "", "-", 8},
+  {F(fmi2NewDiscreteStates, &info), 8, fmi2OK},
+  {F(fmi2EnterContinuousTimeMode), 8, fmi2OK, "", "-", 16},
+  {F(fmi2CompletedIntegratorStep, 1, integer, integer), 16, fmi2OK},
+  {F(fmi2SetTime, 0.1), 24, fmi2OK, ": time=0.1"},
+  {F(fmi2SetContinuousStates, real, 0), 16, fmi2OK, "-"},
+  {F(fmi2GetEventIndicators, real, 1), 1564, fmi2OK, ": z0 = 0"},
+  {F(fmi2GetContinuousStates, real, 0), 1564, fmi2OK, "-"},
+  {F(fmi2GetDerivatives, real, 0), 1560, fmi2OK, "-"},
+  {F(fmi2GetNominalsOfContinuousStates, real, 0), 1562, fmi2OK, "fmi2GetNominalContinuousStates: x_nominal[0..-1] = 1.0"},
+};
+
+struct BadArgument {
+  const char* name;
+  fmi2Status (*call)(C);
+  InstanceState state;
+  const char* argument;
+};
+
+#define VARIABLES(function) {F(function, nullptr, 1, nullptr), StepComplete, "vr[] = NULL."}, {F(function, vr, 1, nullptr), StepComplete, "value[] = NULL."}
+
+const BadArgument badArguments[] = {
+  VARIABLES(fmi2GetReal), VARIABLES(fmi2GetInteger), VARIABLES(fmi2GetBoolean), VARIABLES(fmi2GetString),
+  VARIABLES(fmi2SetReal), VARIABLES(fmi2SetInteger), VARIABLES(fmi2SetBoolean), VARIABLES(fmi2SetString),
+  {F(fmi2CompletedIntegratorStep, 0, nullptr, nullptr), ContinuousTimeMode, "enterEventMode = NULL."},
+  {F(fmi2CompletedIntegratorStep, 0, integer, nullptr), ContinuousTimeMode, "terminateSimulation = NULL."},
+  {F(fmi2SetContinuousStates, nullptr, 1), ContinuousTimeMode, "nx = 1. Expected 0."},
+  {F(fmi2SetContinuousStates, nullptr, 0), ContinuousTimeMode, "x[] = NULL."},
+  {F(fmi2GetDerivatives, real, 3), EventMode, "nx = 3. Expected 0."},
+  {F(fmi2GetDerivatives, nullptr, 0), EventMode, "derivatives[] = NULL."},
+  {F(fmi2GetContinuousStates, real, 1ull << 32), EventMode, "nx = 0. Expected 0."},  // as %d shows it
+  {F(fmi2GetContinuousStates, nullptr, 0), EventMode, "states[] = NULL."},
+  {F(fmi2GetNominalsOfContinuousStates, real, 2), EventMode, "nx = 2. Expected 0."},
+  {F(fmi2GetNominalsOfContinuousStates, nullptr, 0), EventMode, "x_nominal[] = NULL."},
+  {F(fmi2GetEventIndicators, nullptr, 0), EventMode, "ni = 0. Expected 1."},
+  {F(fmi2GetEventIndicators, nullptr, 1), EventMode, "eventIndicators[] = NULL."},
+  {F(fmi2NewDiscreteStates, nullptr), EventMode, "eventInfo = NULL."},
+  {F(fmi2GetRealOutputDerivatives, vr, 1, integer, nullptr), StepComplete, "value[] = NULL."},
+  {F(fmi2GetRealStatus, fmi2LastSuccessfulTime, nullptr), StepComplete, "value = NULL."},
+  {F(fmi2GetBooleanStatus, fmi2Terminated, nullptr), StepComplete, "value = NULL."},
+  {F(fmi2SetDebugLogging, 1, 1, nullptr), StepComplete, "categories = NULL."},
+};
+// clang-format on
+
+TEST_F(Running, EveryFunctionIsAllowedInItsStatesAndRefusedInAllOthers) {
+  for (const auto& f : everyFunction) {
+    for (unsigned state = 2; state <= 1024; state *= 2) {
+      const std::string name = f.name;
+      const bool allowed = (f.allowed & state) != 0;
+      const C c = instantiate("m", fmi2True);
+      seen();
+      EXPECT_EQ(f.call(nullptr), fmi2Error) << name;
+      record(c).state = static_cast<InstanceState>(state);
+      EXPECT_EQ(f.call(c), allowed ? f.result : fmi2Error) << name << " in state " << state;
+      Lines expected;
+      if (!allowed)
+        expected = {"Error logError m: " + name + ": Illegal call sequence."};
+      else if (*f.trace != '-')
+        expected = {"OK logFmiCall m: " + (*f.trace != 'f' ? name : "") + f.trace};
+      if (allowed && *f.error != '-') expected.push_back("Error logError m: " + name + f.error);
+      EXPECT_EQ(log(), expected) << "in state " << state;
+      EXPECT_TRUE(calls().empty() || allowed) << name;
+      if (importer.blocks.empty()) continue;  // freed
+      const unsigned next = !allowed ? 1024 : f.next != 0 ? f.next : state;
+      EXPECT_EQ(static_cast<unsigned>(record(c).state), next) << name << " in state " << state;
+      record(c).state = Instantiated;
+      FMI(fmi2FreeInstance)(c);
+      seen();
+    }
+  }
+}
+
+TEST_F(Running, BadArgumentsAreRefusedByNameBeforeAnythingHappens) {
+  const C c = instantiate();
+  seen();
+  integer[0] = 7;
+  for (const auto& bad : badArguments) {
+    record(c).state = bad.state;
+    EXPECT_EQ(bad.call(c), fmi2Error);
+    EXPECT_EQ(record(c).state, Error);
+    std::string name = bad.name;
+    if (const auto at = name.find("NominalsOf"); at < name.size()) name.replace(at, 10, "Nominal");
+    EXPECT_EQ(seen(), "Error logError m: " + name + ": Invalid argument " + bad.argument);
+  }
+  EXPECT_EQ(integer[0], 7) << "nothing is written";
+}
+
+TEST_F(Running, StatusQueriesDiscardTheKindsThatTheyDoNotAnswer) {
+  const C c = initialized("m", fmi2True);
+  const Lines kinds = {"DoStepStatus", "PendingStatus", "LastSuccessfulTime", "Terminated"};
+  for (const std::string name : {"fmi2GetStatus", "fmi2GetRealStatus", "fmi2GetIntegerStatus",
+                                 "fmi2GetBooleanStatus", "fmi2GetStringStatus"}) {
+    // By number: a kind that is none of the enumerators could not be passed otherwise.
+    const auto query = reinterpret_cast<fmi2Status (*)(C, int, void*)>(symbol(name));
+    for (const int kind : {0, 1, 2, 3, 7, -1}) {
+      double value = 7;
+      const auto result = query(c, kind, &value);
+      if ((name == "fmi2GetRealStatus" && kind == 2) ||
+          (name == "fmi2GetBooleanStatus" && kind == 3))
+        continue;
+      const bool known = kind >= 0 && kind <= 3;
+      const auto text = known ? "fmi2" + kinds[static_cast<unsigned>(kind)] : "unknown";
+      EXPECT_EQ(seen(),
+                "OK logFmiCall m: " + name + ": fmi2StatusKind = " + text +
+                    (known ? " | Error logError m: " + name + ": Can be called with " + text +
+                                 " when fmi2DoStep returned fmi2" +
+                                 (kind < 2 ? "Pending" : "Discard") + ". This is not the case."
+                           : ""));
+      EXPECT_EQ(std::tuple(result, value, record(c).state),
+                std::tuple(fmi2Discard, 7, StepComplete));
+    }
+  }
+}
+
+TEST_F(Running, AModelExchangeLifeHasNoStatesAndOneSilentIndicator) {
+  const C c = initialized("m", fmi2False, fmi2ModelExchange);
+  EXPECT_EQ(std::pair(record(c).state, record(c).newEventIteration), std::pair(EventMode, 1));
+  fmi2EventInfo event{7, 7, 7, 7, 7, 7.0};
+  record(c).eventInfo = {5, 5, 5, 5, 5, 2.5};
+  EXPECT_EQ(FMI(fmi2NewDiscreteStates)(c, &event), fmi2OK);
+  for (const auto& e : {event, record(c).eventInfo}) {
+    EXPECT_EQ(list(&e.newDiscreteStatesNeeded, 5), "0 0 0 0 0");
+    EXPECT_EQ(e.nextEventTime, 2.5);
+  }
+  EXPECT_EQ(record(c).newEventIteration, 0);
+  EXPECT_EQ(FMI(fmi2EnterContinuousTimeMode)(c), fmi2OK);
+  int flags[] = {7, 7};
+  EXPECT_EQ(FMI(fmi2CompletedIntegratorStep)(c, fmi2True, flags, flags + 1), fmi2OK);
+  EXPECT_EQ(list(flags, 2), "0 0");
+  double values[] = {7, 7, 7, 7};
+  EXPECT_EQ(FMI(fmi2GetEventIndicators)(c, values, 1), fmi2OK);
+  EXPECT_EQ(list(values, 2), "0 7");
+  EXPECT_EQ(FMI(fmi2SetTime)(c, 2.5), fmi2OK);
+  EXPECT_EQ(FMI(fmi2EnterEventMode)(c), fmi2OK);
+  EXPECT_EQ(record(c).newEventIteration, 1);
+  EXPECT_EQ(run("terminate"), "doTerminate m [512]");
+  EXPECT_EQ(FMI(fmi2GetRealStatus)(c, fmi2LastSuccessfulTime, values), fmi2OK);
+  EXPECT_EQ(FMI(fmi2GetBooleanStatus)(c, fmi2Terminated, flags), fmi2OK);
+  EXPECT_EQ(std::pair(values[0], flags[0]), std::pair(2.5, fmi2False));
+  EXPECT_EQ(FMI(fmi2Reset)(c), fmi2OK);
+  // Any other type, also one that does not exist, is co-simulation.
+  FMI(fmi2FreeInstance)(c);
+  const auto instantiateAs =
+      reinterpret_cast<C (*)(const char*, int, const char*, const char*, fmi2CallbackFunctions*,
+                             int, int)>(symbol("fmi2Instantiate"));
+  const C other = instances["m"] = instantiateAs("m", 7, guid, "", &functions, 0, 0);
+  EXPECT_EQ(record(other).type, 7);
+  for (const char* command : {"enter", "exit"}) run(command);
+  EXPECT_EQ(record(other).state, StepComplete);
+  EXPECT_EQ(FMI(fmi2GetRealOutputDerivatives)(other, vr, 3, integer, values), fmi2Error);
+  EXPECT_EQ(list(values, 4), "0 0 0 7");
+  seen();
+}
+
+TEST_F(Host, PlatformVersionAndGetverNeedNoInstance) {
+  EXPECT_STREQ(FMI(fmi2GetTypesPlatform)(), "default");
+  EXPECT_STREQ(FMI(fmi2GetVersion)(), "2.0");
+  const auto getver = reinterpret_cast<const std::int32_t* (*)()>(symbol("getver"));
+  EXPECT_EQ(list(getver(), 4), "6 1 0 96");
+  EXPECT_EQ(getver(), getver());
+}
+
+}  // namespace

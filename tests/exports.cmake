@@ -1,0 +1,23 @@
+# Looks at the library as the dynamic loader does: it exports what interface.c calls and nothing
+# else, and finds its JVM by the soname alone.
+#   cmake -D NM= -D READELF= -D LIBRARY= -D INTERFACE= -P exports.cmake
+function(symbols variable)
+  execute_process(COMMAND ${NM} ${ARGN} OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
+  string(REGEX MATCHALL "[^ \n]+\n" names "${output}")
+  list(TRANSFORM names STRIP)
+  list(SORT names)
+  set(${variable} ${names} PARENT_SCOPE)
+endfunction()
+
+symbols(exported --dynamic --defined-only ${LIBRARY})
+symbols(called --undefined-only ${INTERFACE})
+list(FILTER called INCLUDE REGEX "^(fmi2|getver)")
+list(LENGTH called number)
+if(NOT number EQUAL 45 OR NOT exported STREQUAL called)
+  message(SEND_ERROR "exported: ${exported}\nbut an importer calls: ${called}")
+endif()
+
+execute_process(COMMAND ${READELF} -d ${LIBRARY} OUTPUT_VARIABLE dynamic COMMAND_ERROR_IS_FATAL ANY)
+if(NOT dynamic MATCHES "NEEDED[^\n]*\\[libjvm\\.so\\]" OR dynamic MATCHES "RPATH|RUNPATH")
+  message(SEND_ERROR "libjvm.so must be needed, and no path given:\n${dynamic}")
+endif()

@@ -1,0 +1,25 @@
+// Whatever the XML: what readModelDescription lets through is written again without a fault, and
+// says the same when it is read again.
+#include <algorithm>
+
+#include "fuzz.h"
+#include "model_description.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  readOrRefuse(data, size, [](std::string_view text) {
+    const ModelDescription model = readModelDescription(text);
+    require(model.coSimulation || model.modelExchange, "an FMU is of some kind");
+    for (const ScalarVariable& variable : model.variables)
+      require(!variable.type.empty(), "a variable has a type");
+    const ModelDescription again = readModelDescription(writeModelDescription(model));
+    require(again.guid == model.guid && again.modelIdentifier == model.modelIdentifier,
+            "head and kind survive");
+    require(std::ranges::equal(again.variables, model.variables, {},
+                               &ScalarVariable::valueReference, &ScalarVariable::valueReference),
+            "the variables survive");
+    require(std::ranges::equal(again.variables, model.variables, {}, &ScalarVariable::name,
+                               &ScalarVariable::name),
+            "their names survive");
+  });
+  return 0;
+}

@@ -1,0 +1,48 @@
+#!/usr/bin/env bash
+# Runs the packed DC motor in importers that nobody here wrote, and compares with `zelvox simulate`.
+#
+#   run.sh CASE WORK_DIRECTORY ZELVOX ZELVOX_JAR MODEL_JAR
+#
+# The case "prepare" fetches the importers and packs the motor; the others need what it made. What
+# cannot be fetched is skipped (exit code 77), and is a failure where CI=true promises a network.
+set -euo pipefail
+case=$1 work=$2 zelvox=$3 jar=$4 model=$5
+here=$(cd "$(dirname "$0")" && pwd)
+fmu=$work/motor.fmu reference=$work/reference.csv python=$work/python/bin/python
+
+skip() {
+  echo "skipped: $1"
+  [ "${CI:-}" = true ] && exit 1
+  exit 77
+}
+
+case $case in
+  prepare)
+    mkdir -p "$work"
+    "$zelvox" pack --jar "$model" -o "$fmu"
+    "$zelvox" simulate "$fmu" --start-value voltage=12 --start-value load=0.01 \
+      --output-file "$reference"
+    rm -f "$work"/*.ready
+    python3 -m venv "$work/python"
+    "$python" -m pip install --quiet --retries 1 --timeout 30 \
+      fmpy==0.3.32 JPype1==1.7.1 libcosimpy==0.0.6 && touch "$work/python.ready"
+    mvn --quiet --batch-mode --file "$here/pom.xml" \
+      org.apache.maven.plugins:maven-dependency-plugin:3.6.1:copy-dependencies \
+      -DoutputDirectory="$work/fmi4j" && touch "$work/fmi4j.ready"
+    ;;
+  fmi4j)
+    [ -f "$work/fmi4j.ready" ] || skip "FMI4j could not be fetched from Maven Central"
+    javac -d "$work" -cp "$work/fmi4j/*" "$here/Fmi4jRun.java"
+    java -cp "$work:$jar:$work/fmi4j/*" Fmi4jRun "$fmu" "$reference"
+    ;;
+  *)
+    [ -f "$work/python.ready" ] || skip "FMPy and libcosimpy could not be fetched from PyPI"
+    if [ "$case" = schema ]; then
+      schema=$("$python" -c 'import fmpy; print(fmpy.__path__[0])')/schema/fmi2
+      "$python" -m zipfile --extract "$fmu" "$work/unpacked"
+      xmllint --noout --schema "$schema/fmi2ModelDescription.xsd" "$work/unpacked/modelDescription.xml"
+    else
+      "$python" "$here/importers.py" "$case" "$fmu" "$zelvox" "$jar" "$reference"
+    fi
+    ;;
+esac

@@ -1,0 +1,222 @@
+// The library and the JVM: threads, missing classes and methods, exceptions, references, texts.
+#include "importer.h"
+
+// The JVM needs SIGSEGV for itself, and gives back little of its memory when the process ends.
+extern "C" const char* __asan_default_options() {
+  return "handle_segv=0";
+}
+extern "C" const char* __lsan_default_suppressions() {
+  return "leak:/libj\nleak:/libz\nleak:/libn";
+}
+extern "C" const char* __ubsan_default_options() {
+  return "print_stacktrace=1";
+}
+
+namespace {
+
+std::string processError(const std::string& reason) {
+  return "Error error m: fmi2Instantiate: Process error | Error error m: " + reason;
+}
+
+// One Java method that throws or does not exist, and what the importer sees of a life with it.
+struct Fault {
+  std::string method, whenThrown, whenMissing = whenThrown;
+};
+
+const Fault faults[] = {{"create", processError("Cannot find Java classes")},
+                        {"doInitConnection", processError("Not connected")},
+                        {"doInstantiate", processError("because")},
+                        {"getProp", "Error logError m: fmi2SetReal: Illegal value reference 4."},
+                        {"doSetupExperiment", "Error logFmiCall m: because",
+                         "Error logFmiCall m: Fatal error setting up experiment"},
+                        {"doInitializeModel", "Error logFmiCall m: because",
+                         "Error logFmiCall m: Fatal error initializing model"},
+                        {"setReal", "1.5"},
+                        {"doStepModel", "Error logError m: Error: because"},
+                        {"getLasterror", "Error logError m: Error: "},
+                        {"getData", "0"},
+                        {"doTerminate", "1.5"},
+                        {"doFreeInstance", "1.5"}};
+
+class Lives : public Host {
+ protected:
+  // The messages of a life up to the first call that fails, else the first output after the step.
+  // Only the instantiation needs the main thread.
+  std::string live(bool foreign = false) {
+    const C c = instantiate();
+    std::string output;
+    const auto work = [&] {
+      if (c == nullptr) return;
+      if (FMI(fmi2SetupExperiment)(c, 0, 0, 0, 0, 0) == fmi2OK &&
+          FMI(fmi2EnterInitializationMode)(c) == fmi2OK &&
+          FMI(fmi2ExitInitializationMode)(c) == fmi2OK && set(c, 4, 40) == fmi2OK &&
+          FMI(fmi2DoStep)(c, 1, 0.5, 0) == fmi2OK) {
+        const double value = get(c, 0);
+        output = list(&value, 1);
+        EXPECT_EQ(FMI(fmi2Terminate)(c), fmi2OK);
+      }
+      FMI(fmi2FreeInstance)(c);
+    };
+    foreign ? onForeignThread(work) : work();
+    return joined(log()) + output;
+  }
+};
+
+class MissingMethod : public Lives, public testing::WithParamInterface<Fault> {};
+
+TEST_P(MissingMethod, FailsItsCallOnlyAndLeavesEveryThreadAsItWas) {
+  const auto& [method, thrown, missing] = GetParam();
+  start(DOUBLE_JAR, {"-Djava.system.class.loader=MissingMethods", "-Dmissing=" + method});
+  if (method == "getLasterror") play("doStepModel", "false");
+  EXPECT_EQ(live(true), missing);
+  EXPECT_EQ(live(), missing);
+  EXPECT_TRUE(method != "doFreeInstance" || play("objects") == "1") << "the object stays";
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, MissingMethod, testing::ValuesIn(faults),
+                         [](const auto& info) { return info.param.method; });
+
+// So often that a reference left behind each time draws the warning of -Xcheck:jni.
+TEST_F(Lives, AMethodThatThrowsFailsItsCallOnlyAndLeavesNoReference) {
+  start();
+  for (const auto& [method, thrown, missing] : faults) {
+    const auto key = method == "getProp" ? "number_of_reals" : method;
+    play(key, "throw");
+    if (method == "getLasterror") play("doStepModel", "false");
+    for (int i = 0; i < 40; ++i) EXPECT_EQ(live(), thrown) << method;
+    EXPECT_EQ(live(true), thrown) << method;
+    play(key);
+    play("doStepModel");
+    EXPECT_EQ(live(), "1.5") << "after " << method;
+    const auto lines = calls();
+    EXPECT_GE(std::ranges::count(lines, "printed"), 40) << method;
+  }
+  EXPECT_EQ(play("objects"), "0");
+}
+
+TEST_F(Running, AnExceptionIsPrintedAndClearedRightAfterTheseMethods) {
+  initialized();
+  const std::string step =
+      "getProp m number_of_inputs | getProp m number_of_outputs | "
+      "doStepModel m 1.0 0.5 [40.0, 0.0, 0.0] | ";
+  for (const auto& [method, command, expected] : std::initializer_list<std::array<std::string, 3>>{
+           {"setReal", "set 4 40", "getProp m number_of_reals | setReal m 4 40.0 | printed"},
+           {"getData", "step 1 .5", step + "getData m | printed"},
+           {"doStepModel", "step 1 .5",
+            step + "printed | getLasterror | Error logError m: Error: because -> Error [1024]"},
+           {"create", "n.new",
+            "create | printed | doInitConnection | doInstantiate n file:///r | "
+            "getProp n number_of_reals"}}) {
+    play(method, "throw");
+    EXPECT_EQ(run(command), expected);
+    EXPECT_FALSE(env->ExceptionCheck()) << method;
+    play(method);
+  }
+}
+
+const JNINativeInterface_* original;
+int lent;  // texts and arrays, by the JVM
+
+TEST_F(Running, AThreadThatStaysAttachedCollectsNothingInThousandsOfCalls) {
+  const C c = initialized();
+  original = env->functions;
+  auto counting = *original;
+  counting.GetStringUTFChars = [](JNIEnv* e, jstring text, jboolean* copy) {
+    return ++lent, original->GetStringUTFChars(e, text, copy);
+  };
+  counting.ReleaseStringUTFChars = [](JNIEnv* e, jstring text, const char* characters) {
+    --lent, original->ReleaseStringUTFChars(e, text, characters);
+  };
+  counting.GetDoubleArrayElements = [](JNIEnv* e, jdoubleArray array, jboolean* copy) {
+    return ++lent, original->GetDoubleArrayElements(e, array, copy);
+  };
+  counting.ReleaseDoubleArrayElements = [](JNIEnv* e, jdoubleArray array, double* values,
+                                           jint mode) {
+    --lent, original->ReleaseDoubleArrayElements(e, array, values, mode);
+  };
+  env->functions = &counting;
+  for (int i = 0; i < 2000; ++i)
+    EXPECT_TRUE(set(c, 4, i) == fmi2OK && FMI(fmi2DoStep)(c, i, 1, 0) == fmi2OK &&
+                get(c, 2) == 1.5);
+  env->functions = original;
+  EXPECT_EQ(lent, 0);
+}
+
+TEST_F(Running, ACallOnAForeignThreadIsAttachedOncePerBracketAndDetachedAgain) {
+  initialized();
+  // The main thread learns of the Java calls only at the end of each.
+  scenario(R"(
+    foreign set 4 40      = getProp m number_of_reals @1 | setReal m 4 40.0 @1
+    foreign step 1 .5     = getProp m number_of_inputs @2 | getProp m number_of_outputs @2
+                          = doStepModel m 1.0 0.5 [40.0, 0.0, 0.0] @2 | getData m @2
+    foreign get 0         = 1.5 | getProp m number_of_outputs @3 | getProp m number_of_reals @4
+    java doStepModel throw
+    foreign step 1 .5     = Error logError m: Error: because
+                          = getProp m number_of_inputs @5 | getProp m number_of_outputs @5
+                          = doStepModel m 1.0 0.5 [40.0, 0.0, 0.0] @5 | printed
+                          = getLasterror @6 -> Error [1024]
+    foreign set 4 40      = Error logError m: fmi2SetReal: Illegal call sequence. -> Error
+    foreign n.new         = Error error n: fmi2Instantiate: Process error | Error error n:  -> Error)");
+  // A thread that the host attached is the host's to detach.
+  std::thread([&] {
+    void* own = nullptr;
+    EXPECT_EQ(vm->AttachCurrentThread(&own, nullptr), JNI_OK);
+    EXPECT_NE(instantiate("n"), nullptr);
+    EXPECT_EQ(vm->GetEnv(&own, JNI_VERSION_1_8), JNI_OK);
+    vm->DetachCurrentThread();
+  }).join();
+  EXPECT_TRUE(seen().ends_with("getProp#2 n number_of_reals @7"));
+}
+
+TEST_F(Host, WithoutAJvmOrItsClassNothingIsConnected) {
+  EXPECT_EQ(run("new"), processError("") + " -> Error");
+  start("no-such.jar");
+  for (int i = 0; i < 2; ++i)
+    EXPECT_EQ(run("new"), processError("Cannot find Java classes") + " -> Error");
+  EXPECT_EQ(importer.requests, Lines{});
+}
+
+TEST_F(Running, TextsKeepEveryCharacterBothWays) {
+  for (const auto& [given, inJava] : std::initializer_list<std::array<std::string, 2>>{
+           {"Größe", "Gr{F6}{DF}e"},
+           {"Ω\U0001F600\U0010FFFF", "{3A9}{D83D}{DE00}{DBFF}{DFFF}"},
+           {"a\xFFz", "a{FFFD}z"},
+           {"a\x80z", "a{FFFD}z"},
+           {"a\xC0\x80z", "a{FFFD}z"},
+           {"a\xE0\x80\xAFz", "a{FFFD}z"},
+           {"a\xED\xA0\xBDz", "a{FFFD}z"},
+           {"a\xF4\x90\x80\x80z", "a{FFFD}z"},
+           {"a\xF0\x9F\x98z", "a{FFFD}z"},
+           {"a\xE2\x82", "a{FFFD}"}}) {
+    const C c = instantiate(given.c_str());
+    auto calls = seen();
+    // How many replacements stand for one broken character is not the point.
+    for (std::size_t at; (at = calls.find("{FFFD}{FFFD}")) < calls.size();) calls.erase(at, 6);
+    EXPECT_NE(calls.find(' ' + inJava + " file:///r"), std::string::npos) << calls;
+    EXPECT_EQ(FMI(fmi2Terminate)(c), fmi2Error);
+    EXPECT_EQ(seen(), "Error logError " + given + ": fmi2Terminate: Illegal call sequence.");
+  }
+  initialized();
+  play("doStepModel", "false");
+  play("getLasterror", "Gr{F6}{DF}e {D83D}{DE00} {D83D}z{0}!");
+  EXPECT_TRUE(
+      run("step 1 1").ends_with("m: Error: Größe \U0001F600 \uFFFDz\uFFFD! -> Error [1024]"));
+  EXPECT_NE(instantiate("n", fmi2False, fmi2CoSimulation, nullptr), nullptr);
+  EXPECT_NE(seen().find(" n  | "), std::string::npos) << "no location is an empty one";
+}
+
+// As when the model, or the importer that listens, imports another unit.
+TEST_F(Running, ACallMayInstantiateInTheMiddleOfAnother) {
+  const C c = initialized("m", 1);
+  bool nested = false;
+  importer.onCallback = [&] {
+    if (!std::exchange(nested, true)) instantiate("inner");
+  };
+  EXPECT_EQ(set(c, 4, 40), fmi2OK);
+  const Lines called = calls();
+  EXPECT_EQ(std::ranges::count(called, "setReal#2 m 4 40.0"), 1);
+  importer.onCallback = [] {};
+  log();
+}
+
+}  // namespace

@@ -1,0 +1,127 @@
+// What the machine can do to the library: a JVM that is gone or refuses a thread, JNI functions
+// that run out of memory, a thread that dies attached. The real JVM does these things rarely, so
+// its own function tables are made to.
+#include "importer.h"
+
+namespace {
+
+class MachineFaults : public Running {
+ protected:
+  // Replaces one function of the environment for as long as `work` runs.
+  template <class Function>
+  void without(Function JNINativeInterface_::*function, Function replacement,
+               const std::function<void()>& work) {
+    const JNINativeInterface_* const original = env->functions;
+    JNINativeInterface_ table = *original;
+    table.*function = replacement;
+    env->functions = &table;
+    work();
+    env->functions = original;
+  }
+};
+
+jstring noString(JNIEnv*, const char*) {
+  return nullptr;
+}
+jdoubleArray noArray(JNIEnv*, jsize) {
+  return nullptr;
+}
+jdouble* noElements(JNIEnv*, jdoubleArray, jboolean*) {
+  return nullptr;
+}
+const char* noCharacters(JNIEnv*, jstring, jboolean*) {
+  return nullptr;
+}
+jobject noReference(JNIEnv*, jobject) {
+  return nullptr;
+}
+jclass noClass(JNIEnv*, const char*) {
+  return nullptr;
+}
+jint attachesNothing(JavaVM*, void**, void*) {
+  return JNI_ENOMEM;
+}
+
+}  // namespace
+
+TEST_F(MachineFaults, AFailingJniFunctionFailsItsCallAndNothingElse) {
+  const auto c = initialized();
+  without(&JNINativeInterface_::NewStringUTF, noString, [&] {
+    EXPECT_EQ(set(c, 4, 1.0), fmi2Error);  // number_of_reals cannot be asked
+    EXPECT_EQ(log(), Lines{"Error logError m: fmi2SetReal: Illegal value reference 4."});
+  });
+  EXPECT_EQ(calls(), Lines{});
+
+  const auto d = initialized("d");
+  const auto step = [&](fmi2Status expected, const Lines& expectedLog) {
+    EXPECT_EQ(FMI(fmi2DoStep)(d, 0, 1, fmi2True), expected);
+    EXPECT_EQ(log(), expectedLog);
+    FMI(fmi2Reset)(d);
+    FMI(fmi2EnterInitializationMode)(d);
+    FMI(fmi2ExitInitializationMode)(d);
+  };
+  without(&JNINativeInterface_::NewDoubleArray, noArray,
+          [&] { step(fmi2Error, {"Error logError d: Error: because"}); });
+  play("getData", "8 9");
+  const auto before = reals(d);
+  without(&JNINativeInterface_::GetDoubleArrayElements, noElements, [&] {
+    EXPECT_EQ(FMI(fmi2DoStep)(d, 0, 1, fmi2True), fmi2OK);
+    EXPECT_EQ(reals(d), before);
+  });
+  play("doStepModel", "false");
+  without(&JNINativeInterface_::GetStringUTFChars, noCharacters, [&] {
+    // No counts, so no inputs either, and no text to say why the step failed.
+    step(fmi2Error, {"Error logError d: Error: "});
+  });
+  play("doStepModel");
+  play("getData");
+  without(&JNINativeInterface_::NewGlobalRef, noReference, [&] {
+    EXPECT_NE(instantiate("e"), nullptr) << "the object of the last connection serves on";
+  });
+  calls();
+  without(&JNINativeInterface_::FindClass, noClass, [&] {
+    step(fmi2Error, {"Error logError d: Error: "});
+    EXPECT_EQ(log(), Lines{"Error logFmiCall d: Fatal error initializing model"});
+  });
+  EXPECT_EQ(calls(), Lines{});
+  FMI(fmi2ExitInitializationMode)(d);
+  step(fmi2OK, {});
+}
+
+TEST_F(MachineFaults, AThreadThatTheJvmRefusesCallsNothing) {
+  const auto c = initialized();
+  const JNIInvokeInterface_* const original = vm->functions;
+  JNIInvokeInterface_ table = *original;
+  table.AttachCurrentThread = attachesNothing;
+  vm->functions = &table;
+  onForeignThread([&] { EXPECT_EQ(FMI(fmi2DoStep)(c, 0, 1, fmi2True), fmi2Error); });
+  vm->functions = original;
+  EXPECT_EQ(log(), Lines{"Error logError m: Error: "});
+  EXPECT_EQ(calls(), Lines{});
+}
+
+TEST_F(MachineFaults, AThreadMayDieAttached) {
+  fmi2Component c = nullptr;
+  std::thread([&] {
+    JNIEnv* own = nullptr;
+    ASSERT_EQ(vm->AttachCurrentThread(reinterpret_cast<void**>(&own), nullptr), JNI_OK);
+    c = instantiate();
+    vm->DetachCurrentThread();
+    ASSERT_EQ(vm->AttachCurrentThread(reinterpret_cast<void**>(&own), nullptr), JNI_OK);
+    EXPECT_EQ(set(c, 4, 1.0), fmi2OK);
+  }).join();
+  EXPECT_EQ(FMI(fmi2EnterInitializationMode)(c), fmi2OK);
+  EXPECT_EQ(FMI(fmi2ExitInitializationMode)(c), fmi2OK);
+  EXPECT_EQ(FMI(fmi2DoStep)(c, 0, 1, fmi2True), fmi2OK);
+}
+
+TEST_F(MachineFaults, CallsAfterTheEndOfTheJvmFailPolitely) {
+  const auto c = initialized();
+  ASSERT_EQ(vm->DestroyJavaVM(), JNI_OK);
+  EXPECT_EQ(FMI(fmi2DoStep)(c, 0, 1, fmi2True), fmi2Error);
+  EXPECT_EQ(log(), Lines{"Error logError m: Error: "});
+  EXPECT_EQ(instantiate("late"), nullptr);
+  EXPECT_EQ(log(),
+            (Lines{"Error error late: fmi2Instantiate: Process error", "Error error late: "}));
+  EXPECT_EQ(FMI(fmi2Reset)(c), fmi2OK);
+}

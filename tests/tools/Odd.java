@@ -1,0 +1,95 @@
+import com.zelvox.qorbetta.Model;
+import com.zelvox.qorbetta.ModelDescription;
+import com.zelvox.qorbetta.Unit;
+
+/**
+ * A model that says what it was asked to do, with names that no file format likes. The parameters
+ * make it misbehave in a run, the system property {@code odd} in its description.
+ */
+public class Odd implements Model {
+    private static final double NEVER = Double.MAX_VALUE;
+
+    private static int objects;
+
+    private final String mood = System.getProperty("odd", "");
+    private final double[] parameters = new double[4];
+
+    public Odd() {
+        objects++;
+        if (mood.equals("constructor")) {
+            throw new IllegalStateException("no object today");
+        }
+    }
+
+    @Override
+    public ModelDescription describe() {
+        ModelDescription.Builder odd = ModelDescription.named("Prüfstand <1> & 𝄞")
+                .describedAs("All that is \"odd\",\nin two lines");
+        switch (mood) {
+            case "null": return null;
+            case "empty": return ModelDescription.named("Empty").build();
+            case "throws": throw new IllegalStateException("no idea\nwhat I am");
+            case "exit": System.exit(0); break;
+            case "unnamed": odd.input("", "", "", 0); break;
+            case "blank": odd.input(" a", "", "", 0); break;
+            case "control": odd.input("a\u0001b", "", "", 0); break;
+            case "surrogate": odd.input("a\uD834", "", "", 0); break;
+            case "duplicate": odd.input("a", "", "", 0).output("a", "", ""); break;
+            case "nan": odd.output("a", "", "", Double.NaN); break;
+            case "infinite": odd.parameter("a", "", "", Double.POSITIVE_INFINITY); break;
+            case "range": odd.parameter("a", "", "", 1).range(2, 3); break;
+            case "nominal": odd.output("a", "", "").nominal(0); break;
+            case "experiment": odd.experiment(1, 1, 0.1); break;
+            case "changing": odd.input("a" + objects, "", "", 0); break;
+            default: break;
+        }
+        return odd
+                .unit(Unit.of("°C").K(1).offset(273.15))
+                .unit(Unit.of("kN").kg(1).m(1).s(-2).factor(1000))
+                .input("in, \"quoted\"", "°C", "<&>", 0.1).range(-273.15, 1e300)
+                .input("held", "flock", "", -1.5)
+                .output("Größe", "kN", "input of the last step").nominal(1e-3)
+                .output("länger 🐦", "", "end of the last step", 7)
+                .output("step", "s", "length of the last step")
+                .output("gained", "", "gain times held")
+                .parameter("gain", "", "", 1.0 / 3)
+                .parameter("fail at", "s", "", NEVER)
+                .parameter("exit at", "s", "", NEVER)
+                .parameter("sleep", "ms", "in each step", 0).range(0, 1000)
+                .experiment(-1, 1, 0.25, 1e-5)
+                .build();
+    }
+
+    @Override
+    public void set(int parameter, double value) {
+        if (mood.equals("refuses")) {
+            throw new IllegalArgumentException("not that");
+        }
+        parameters[parameter] = value;
+    }
+
+    @Override
+    public void initialize(double[] inputs, double[] outputs) {
+        report(Double.NaN, 0, inputs, outputs);
+    }
+
+    @Override
+    public void step(double time, double stepSize, double[] inputs, double[] outputs)
+            throws InterruptedException {
+        if (time >= parameters[1]) {
+            throw new IllegalStateException("the belt\ntore at 100 %d");
+        }
+        if (time >= parameters[2]) {
+            System.exit(0);
+        }
+        Thread.sleep((long) parameters[3]);
+        report(time + stepSize, stepSize, inputs, outputs);
+    }
+
+    private void report(double time, double stepSize, double[] inputs, double[] outputs) {
+        outputs[0] = inputs[0];
+        outputs[1] = time;
+        outputs[2] = stepSize;
+        outputs[3] = parameters[0] * inputs[1];
+    }
+}

@@ -1,0 +1,586 @@
+"""The command line `zelvox` as its users meet it: real files, real JVM. CMakeLists.txt runs each class
+as one test and says in the environment where the programs are."""
+
+import csv
+import functools
+import json
+import os
+import random
+import resource
+import shutil
+import signal
+import stat
+import subprocess
+import sys
+import tempfile
+import unittest
+import xml.etree.ElementTree as ElementTree
+import zipfile
+from pathlib import Path
+
+ZELVOX, LIBRARY, MOTOR_JAR, ODD_JAR = (
+    os.environ[name] for name in ("ZELVOX", "LIBRARY", "MOTOR_JAR", "ODD_JAR"))
+SANITIZERS = os.environ.get("SANITIZERS")
+KEPT = tempfile.TemporaryDirectory()  # for the FMUs that many tests share
+
+
+@functools.cache
+def packed(name, *options):
+    subprocess.run([ZELVOX, "pack", *options, "-o", f"{KEPT.name}/{name}"], check=True, stdout=subprocess.DEVNULL)
+    return Path(KEPT.name, name)
+
+
+motor = functools.partial(packed, "motor.fmu", "--jar", MOTOR_JAR)
+odd = functools.partial(packed, "odd.fmu", "--jar", ODD_JAR, "--model", "Odd")
+
+
+class Case(unittest.TestCase):
+    """Runs every command in a directory of its own and sees to it that nothing stays behind."""
+
+    def setUp(self):
+        self.home = Path(self.enterContext(tempfile.TemporaryDirectory(prefix="zelvox test ")))
+        (self.home / "tmp").mkdir()
+
+    def start(self, *arguments, env={}, **options):
+        env = {**{name: os.environ.get(name) for name in ("PATH", "JAVA_HOME", "ASAN_OPTIONS")},
+               "LC_ALL": "C.UTF-8", "TMPDIR": str(self.home / "tmp"), "LD_PRELOAD": SANITIZERS, **env}
+        return subprocess.Popen(
+            [ZELVOX, *map(str, arguments)], cwd=self.home, env={k: v for k, v in env.items() if v is not None},
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE, encoding="utf-8",
+            errors="backslashreplace", **options)
+
+    def finish(self, process, code=0, input=None):
+        out, err = process.communicate(input, timeout=300)
+        left, _ = os.listdir(self.home / "tmp"), [shutil.rmtree(path) for path in self.home.glob("tmp/*")]
+        self.assertEqual((process.returncode, left), (code, []), err)
+        return out, err
+
+    def zelvox(self, *arguments, code=0, input=None, **options):
+        return self.finish(self.start(*arguments, **options), code, input)
+
+    def refuses(self, reason, *arguments, code=1, **options):
+        """The command fails with one sentence that gives the reason."""
+        with self.subTest(reason):
+            sentence = self.zelvox(*arguments, code=code, **options)[1]
+            self.assertRegex(sentence, r"\Azelvox[^\n]*: [^\n]+\n\Z")
+            self.assertRegex(sentence, reason)
+
+    def simulated(self, fmu, *arguments, run=True):
+        """The columns of the result as they stand in the table."""
+        if run:
+            self.zelvox("simulate", fmu, "--output-file", "out.csv", *arguments)
+        with open(self.home / "out.csv", encoding="utf-8", newline="") as table:
+            return {column[0]: list(column[1:]) for column in zip(*csv.reader(table), strict=True)}
+
+    def write(self, name, content):
+        (self.home / name).write_bytes(content if isinstance(content, bytes) else content.encode())
+        return name
+
+    def archive(self, *entries, name="new.fmu"):
+        with zipfile.ZipFile(self.home / name, "w", zipfile.ZIP_DEFLATED) as archive:
+            for entry in entries:
+                archive.writestr(*entry)
+        return (self.home / name).read_bytes()
+
+    def changed(self, name, change):
+        """A copy of the motor's FMU in which one file is another, or none."""
+        with zipfile.ZipFile(motor()) as archive:
+            entries = {entry: archive.read(entry) for entry in archive.namelist()}
+        entries[name] = change(entries[name])
+        self.archive(*(entry for entry in entries.items() if entry[1] is not None))
+        return "new.fmu"
+
+
+class Pack(Case):
+    def description(self, fmu):
+        with zipfile.ZipFile(fmu) as archive:
+            return ElementTree.fromstring(archive.read("modelDescription.xml"))
+
+    def test_motor_is_described_in_the_layout_of_the_library(self):
+        root = self.description(motor())
+        kinds = {("output", "continuous", "calculated"): "output", ("input", "continuous", None): "input",
+                 ("parameter", "tunable", "exact"): "parameter"}
+        variables = [(v.get("name"), int(v.get("valueReference")), v[0].get("unit"),
+                      kinds[v.get("causality"), v.get("variability"), v.get("initial")],
+                      *(v[0].get(a) and float(v[0].get(a)) for a in ("start", "min", "max", "nominal")))
+                     for v in root.find("ModelVariables")]
+        self.assertEqual(variables, [
+            ("speed", 0, "rad/s", "output", None, None, None, 100), ("current", 1, "A", "output", *[None] * 4),
+            ("voltage", 4, "V", "input", 0, None, None, None), ("load", 5, "N.m", "input", 0, None, None, None),
+            ("J", 6, "kg.m2", "parameter", 1e-4, 1e-7, 1e3, None),
+            ("b", 7, "N.m.s/rad", "parameter", 1e-5, 0, 1e3, None),
+            ("k", 8, "N.m/A", "parameter", 0.05, 0, 1e3, None),
+            ("R", 9, "Ohm", "parameter", 0.5, 0, 1e3, None), ("L", 10, "H", "parameter", 1e-3, 1e-6, 1e3, None)])
+        units = {unit.get("name"): unit[0].attrib for unit in root.find("UnitDefinitions")}
+        self.assertEqual(set(units), {variable[2] for variable in variables})
+        self.assertEqual(units["N.m.s/rad"], {"kg": "1", "m": "2", "s": "-1", "rad": "-1"})
+        for unknowns in ("Outputs", "InitialUnknowns"):
+            self.assertEqual([u.attrib for u in root.find(f"ModelStructure/{unknowns}")],
+                             [{"index": "1"}, {"index": "2"}])
+        for element, attributes in (
+                (".", "fmiVersion=2.0 guid={6F1C2D3A-8B4E-4F70-9A1D-2E5B7C9D0F13} modelName=DcMotor version=1.0"),
+                ("DefaultExperiment", "startTime=0 stopTime=0.5 stepSize=0.001"),
+                ("CoSimulation", "modelIdentifier=zelvox needsExecutionTool=true canInterpolateInputs=false "
+                 "canHandleVariableCommunicationStepSize=true canBeInstantiatedOnlyOncePerProcess=false "
+                 "canNotUseMemoryManagementFunctions=false canGetAndSetFMUstate=false")):
+            expected = dict(pair.split("=") for pair in attributes.split())
+            self.assertLessEqual(expected.items(), root.find(element).attrib.items())
+        self.assertEqual(" ".join(c.get("name") for c in root.find("LogCategories") if c.get("description")),
+                         "logAll logError logFmiCall logEvent")
+
+    def test_odd_names_units_and_texts_survive(self):
+        root = self.description(odd())
+        self.assertEqual((root.get("modelName"), root.get("description")),
+                         ("Prüfstand <1> & 𝄞", 'All that is "odd",\nin two lines'))
+        inputs = [v for v in root.find("ModelVariables") if v.get("causality") == "input"]
+        self.assertEqual([(v.get("name"), v.get("valueReference"), v.get("description")) for v in inputs],
+                         [('in, "quoted"', "8", "<&>"), ("held", "9", None)])
+        self.assertEqual(
+            {u.get("name"): u[0].attrib if len(u) else None for u in root.find("UnitDefinitions")},
+            {"°C": {"K": "1", "offset": "273.15"}, "s": None, "ms": None, "flock": None,
+             "kN": {"kg": "1", "m": "1", "s": "-2", "factor": "1000"}})
+
+    def test_fmu_has_all_files_and_the_same_input_gives_the_same_bytes(self):
+        fmus = []
+        for zone in ("UTC", "Asia/Tokyo"):
+            self.zelvox("pack", "--jar", MOTOR_JAR, "-o", "motor.fmu", env={"SOURCE_DATE_EPOCH": "86400", "TZ": zone})
+            fmus.append((self.home / "motor.fmu").read_bytes())
+        self.assertTrue(fmus[0] == fmus[1])
+        self.assertEqual(self.description(self.home / "motor.fmu").get("generationDateAndTime"),
+                         "1970-01-02T00:00:00Z")
+        with zipfile.ZipFile(self.home / "motor.fmu") as archive:
+            self.assertEqual(archive.namelist()[:3], [
+                "modelDescription.xml", "binaries/linux64/zelvox.so", "resources/model.properties"])
+            self.assertTrue(archive.read("binaries/linux64/zelvox.so") == Path(LIBRARY).read_bytes())
+            self.assertTrue(archive.read("resources/dcmotor.jar") == Path(MOTOR_JAR).read_bytes())
+            self.assertIn(b"inertia of rotor and load", archive.read("documentation/index.html"))
+            self.assertIn(b"Java virtual machine", archive.read("documentation/externalDependencies.txt"))
+
+    def test_bad_model_or_target_leaves_what_was_there(self):
+        def small_disk():
+            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+            resource.setrlimit(resource.RLIMIT_FSIZE, (30_000, 30_000))
+        self.write("old.fmu", "old")
+        self.write("no.jar", "no jar")
+        shutil.copy(MOTOR_JAR, self.home / "odd.jar")
+        before = sorted(os.listdir(self.home))
+        moods = {"null": "is null", "empty": "no variable", "throws": "no idea what I am", "exit": "Java code ended",
+                 "unnamed": "has no name", "blank": "' a'", "control": "control characters", "nan": "is NaN",
+                 "surrogate": "control characters", "duplicate": "'a' is declared twice", "infinite": "Infinity",
+                 "range": "in its range from 2.0 to 3.0", "nominal": "more than 0", "changing": "differently",
+                 "experiment": "stop time behind", "constructor": "no object today", "refuses": "gain at its start"}
+        jar, model = ("--jar", ODD_JAR, "-o"), ("--model", "Odd", "--jvm-option")
+        for reason, arguments, options in [
+                *((reason, (*jar, "old.fmu", *model, f"-Dodd={mood}"), {}) for mood, reason in moods.items()),
+                ("--model: Odd", (*jar, "old.fmu"), {}), ("no class A", (*jar, "old.fmu", "--model", "A"), {}),
+                ("is no model", (*jar, "old.fmu", "--model", "java.lang.String"), {}),
+                ("no.jar is no readable", ("--jar", "no.jar", "-o", "old.fmu"), {}),
+                ("two jars are called odd.jar", (*jar, "old.fmu", "--jar", "odd.jar"), {}),
+                ("tmp cannot be written", (*jar, "tmp", "--model", "Odd"), {}),
+                ("none/x cannot be written", (*jar, "none/x", "--model", "Odd"), {}),
+                ("old.fmu cannot be written", (*jar, "old.fmu", "--model", "Odd"),
+                 {"preexec_fn": small_disk, "restore_signals": False})]:
+            self.refuses(reason, "pack", *arguments, **options)
+            self.assertEqual(sorted(os.listdir(self.home)), before)
+            self.assertEqual((self.home / "old.fmu").read_text(), "old")
+
+
+class Importer(Case):
+    """Has the FMUs unpacked, in `motor ü%20 +` and `odd`, and an importer written in Python."""
+
+    def setUp(self):
+        super().setUp()
+        for fmu, name in ((motor(), "motor ü%20 +"), (odd(), "odd")):
+            zipfile.ZipFile(fmu).extractall(self.home / name)
+
+    def python(self, script, *options, code=0):
+        """What the script prints, by lines, under `zelvox exec`."""
+        script = ("from importer import Instance\nimport os, shutil\nMOTOR = 'motor ü%20 +'\n"
+                  "URI = 'file:///proc/self/cwd/motor%20%C3%BC%2520%20+/resources'\n"
+                  "ODD = 'file:///proc/self/cwd/odd/resources'\n" + script)
+        return self.zelvox("exec", *options, "--", sys.executable, "-Bc", script, code=code,
+                           env={"PYTHONPATH": str(Path(__file__).parent)})[0].splitlines()
+
+
+class Carried(Importer):
+    def test_fmus_with_different_models_run_side_by_side(self):
+        lines = self.python("""
+motors = [Instance(MOTOR, f'motor {i}', URI) for i in range(2)]
+odd = Instance('odd', 'odd', ODD)
+for instance, reference, value in ((motors[0], 4, 1.0), (motors[1], 4, -2.0), (odd, 8, 0.25)):
+    instance.set(reference, value)
+for i in range(2000):
+    for instance in (*motors, odd):
+        instance.step(0.001)
+print(motors[0].get(0), motors[1].get(0), odd.get(0), odd.get(2), sep='\\n')
+motors[0].free()
+# An instance that is freed takes the connection with it, and the next brings one back.
+motors[0] = Instance(MOTOR, 'motor 2', URI)
+motors[1].step(0.001)
+print(motors[1].get(0))
+for instance in (*motors, odd):
+    instance.free()""")
+        speed = 0.05 / (0.5 * 1e-5 + 0.05**2)  # steady by then
+        for value, expected in zip(lines, (speed, -2 * speed, 0.25, 0.001, -2 * speed), strict=True):
+            self.assertAlmostEqual(float(value), expected, delta=1e-6)
+
+    def test_model_is_found_however_the_importer_spells_the_uri(self):
+        (self.home / "odd").rename(self.home / "odd ü+")
+        escaped = (self.home / "motor ü%20 +/resources").as_uri().removeprefix("file://")
+        motors = [f"{scheme}{escaped}{slash}" for scheme in ("file://", "file:", "FILE://localhost") for slash in ("", "/")]
+        odds = [f"file://{self.home}/odd ü+/resources", f"file:{self.home}/odd ü+/resources/"]
+        lines = self.python(f"""
+for uri in {motors + odds!r}:
+    instance = Instance('odd ü+', 'name', uri)
+    instance.step(0.5)
+    print(instance.get(2))
+    instance.free()
+for uri in ('http://localhost/resources', 'file:///nowhere', 'nowhere'):
+    try:
+        Instance('odd ü+', 'name', uri)
+    except RuntimeError as problem:
+        print('model.properties in the resources' in str(problem))""")
+        self.assertEqual(lines, ["0.0"] * len(motors) + ["0.5"] * len(odds) + ["True"] * 3)
+
+    def test_fmu_that_takes_the_place_of_another_brings_its_own_model(self):
+        self.assertEqual(self.python("""
+old = Instance('odd', 'old', ODD)
+old.step(0.5)
+shutil.rmtree('odd')
+os.rename(MOTOR, 'odd')
+os.utime('odd/resources/model.properties', (1, 1))
+new = Instance('odd', 'new', ODD)
+new.step(0.5)
+old.step(0.25)
+print(old.get(2), new.get(6))"""), ["0.25 0.0001"])
+
+    def test_model_of_the_class_path_serves_an_fmu_without_one(self):
+        script = "motor = Instance('odd', 'name', 'file:///nowhere')\nmotor.step(0.5)\nprint(motor.get(10))"
+        self.assertEqual(self.python(script, "--class-path", MOTOR_JAR), ["0.001"])
+
+
+class Simulate(Case):
+    def test_motor_comes_to_its_steady_state(self):
+        for start in ({"voltage": 12}, {"voltage": -6, "load": 0.1, "R": 0.8, "b": 1e-4}, {"load": 0.02, "k": 0.1}):
+            V, T, R, k, b = ({"voltage": 0, "load": 0, "R": 0.5, "k": 0.05, "b": 1e-5, **start}).values()
+            speed = (k * V - R * T) / (R * b + k * k)
+            values = [word for name, value in start.items() for word in ("--start-value", f"{name}={value}")]
+            result = self.simulated(motor(), "--stop-time", 3, "--output-interval", 0.01, *values)
+            for name, expected in (("speed", speed), ("current", (b * speed + T) / k)):
+                self.assertEqual(result[name][0], "0")
+                self.assertAlmostEqual(float(result[name][-1]), expected, delta=1e-6)
+
+    def test_communication_points_are_start_plus_multiples_and_the_stop_time(self):
+        for run, times, last in (
+                ((), "-1 -0.75 -0.5 -0.25 0 0.25 0.5 0.75 1", 0.25),
+                ((1, 2.05, 0.25), "1 1.25 1.5 1.75 2 2.05", 2.05 - 2), ((0, 0.3, 0.1), "0 0.1 0.2 0.3", 0.1),
+                ((0, 1, 0.3), "0 0.3 0.6 0.8999999999999999 1", 1 - 3 * 0.3), ((-2, -1.5, 8), "-2 -1.5", 0.5)):
+            names = ("--start-time", "--stop-time", "--output-interval")
+            result = self.simulated(odd(), *(word for option in zip(names, run) for word in option))
+            self.assertEqual(result["time"], times.split())
+            whole = [f"{(run or (-1, 1, 0.25))[2]:.16g}"] * (len(times.split()) - 2)
+            self.assertEqual(result["step"][1:], whole + [f"{last:.16g}"])
+
+    def test_names_and_numbers_come_out_of_the_table_as_they_were(self):
+        numbers = [0.1, 1 / 3, 5e-324, 1.7976931348623157e308, -1e22, 123456789012345680, 1e-5]
+        self.write("in.csv", "time,held\n" + "".join(f"{i},{n!r}\n" for i, n in enumerate(numbers)))
+        names = ["held", 'in, "quoted"', "gained"]
+        result = self.simulated(odd(), "--input-file", "in.csv", "--start-value", "gain=1", "--start-time", 0,
+                                "--stop-time", len(numbers), "--output-interval", 1,
+                                *(f"--output-variable={name}" for name in names))
+        self.assertEqual(list(result), ["time", *names])
+        self.assertTrue((self.home / "out.csv").read_text().startswith('"time","held","in, ""quoted""","gained"\n'))
+        for column in (result["held"][:-1], result["gained"][1:]):
+            self.assertEqual(column, ["%.16g" % n for n in numbers])
+
+    def test_failure_names_the_reason_and_keeps_the_rows(self):
+        run = ("simulate", odd(), "--output-file", "out.csv", "--start-value")
+        for value, reason in (("fail at=0.5", "fmi2DoStep at t=0.5 failed: .*the belt tore at 100 %d"),
+                              ("exit at=0.5", "Java code ended the process")):
+            self.refuses(reason, *run, value)
+            self.assertEqual(self.simulated(odd(), run=False)["time"], "-1 -0.75 -0.5 -0.25 0 0.25 0.5".split())
+        self.refuses(r"parameter sleep \[ms\] cannot be -1\.0", *run, "sleep=-1")
+        self.refuses("/dev/full", "simulate", odd(), "--output-file", "/dev/full")
+        calls = self.zelvox(*run, "fail at=0.5", "--log-fmi-calls", code=1)[1].splitlines()
+        self.assertEqual(sum(call.startswith("fmi2DoStep(") for call in calls), 7)
+        self.assertEqual(calls[-2], "fmi2FreeInstance()")
+
+    def test_interrupt_ends_the_run_in_order(self):
+        for interrupt in (signal.SIGINT, signal.SIGTERM):
+            process = self.start("simulate", odd(), "--stop-time", 1e6, "--output-file", "out.csv",
+                                 "--start-value", "sleep=20", "--log-fmi-calls")
+            next(call for call in process.stderr if "currentCommunicationPoint=1," in call)
+            process.send_signal(interrupt)
+            calls = self.finish(process, 130)[1].splitlines()
+            times = [float(time) for time in self.simulated(odd(), run=False)["time"]]
+            self.assertGreaterEqual(times[-1], 1)
+            self.assertEqual(times, [-1 + 0.25 * i for i in range(len(times))])
+            self.assertEqual([call.split("(")[0] for call in calls[-3:-1]], ["fmi2Terminate", "fmi2FreeInstance"])
+            self.assertRegex(calls[-1], rf"zelvox: interrupted at t={times[-1]:g}; .*out\.csv")
+
+    def test_what_cannot_be_simulated_is_one_sentence(self):
+        binary, description = "binaries/linux64/zelvox.so", "modelDescription.xml"
+        foreign = Path(ZELVOX).with_name("preload").joinpath("zelvox-preload.so").read_bytes()
+        for reason, name, change in (
+                ("no binary for 64-bit Linux", binary, lambda old: None), ("cannot be loaded", binary, lambda old: b"no ELF"),
+                ("no function fmi2GetVersion", binary, lambda old: foreign),
+                ("no modelDescription.xml", description, lambda old: None),
+                ("(?i)guid", description, lambda old: old.replace(b"{6F1C", b"{7F1C")),
+                ("model exchange only", description, lambda old: old.replace(b"CoSimulation", b"ModelExchange")),
+                ("FMI '3.0'", description, lambda old: old.replace(b'"2.0"', b'"3.0"')),
+                ("no binary", description, lambda old: old.replace(b'"zelvox"', b'"../../x"')),
+                ("linux64/a b.so", description, lambda old: old.replace(b'"zelvox"', b'"a&#10;b"')),
+                ("dcmotor.jar is no readable jar", "resources/dcmotor.jar", lambda old: old[:1000])):
+            self.refuses(reason, "simulate", self.changed(name, change))
+        for option, reason in (
+                ("--start-value=Voltage=1", "did you mean 'voltage'"), ("--start-value=R=much", "a finite number"),
+                ("--start-value=speed=1", "an input or a parameter"), ("--start-value=R=inf", "a finite number"),
+                ("--output-variable=sped", "did you mean 'speed'"), ("--output-variable=humidity", "zelvox info"),
+                ("--plot-file=none/out.svg", "none/out.svg"), ("--output-file=none/out.csv", "write none/out.csv")):
+            self.refuses(reason, "simulate", motor(), option, "--quiet")
+
+    def test_picture_shows_the_variables(self):
+        draw = ("simulate", odd(), "--output-file", "out.csv", "--plot-file", "out.svg")
+        self.refuses("install the package gnuplot", *draw, env={"PATH": str(self.home)})
+        self.assertEqual(len(self.simulated(odd(), run=False)["time"]), 9)
+        if shutil.which("gnuplot"):
+            self.zelvox(*draw)
+            texts = "".join(ElementTree.parse(self.home / "out.svg").getroot().itertext())
+            self.assertEqual([text for text in ("Größe", "gained", "kN", "time [s]") if text not in texts], [])
+
+
+class Inputs(Case):
+    def test_rows_are_interpolated_held_outside_and_may_jump(self):
+        self.write("in.csv", 'time,gain,"in, ""quoted"""\n1,1,0\n2,3,8\n2,2,-4\n3,2,-4\n3.5,5,0\n')
+        names = ('in, "quoted"', "Größe", "gained")
+        result = self.simulated(odd(), "--start-time=0", "--stop-time=4", "--output-interval=0.25", "--input-file=in.csv",
+                                "--start-value=held=2", *(f"--output-variable={name}" for name in names))
+        set_, used, gained = ([float(cell) for cell in result[name]] for name in names)
+        times = [0.25 * i for i in range(17)]
+        self.assertEqual(set_, [0 if t < 1 or t >= 3.5 else 8 * t - 8 if t < 2 else -4 if t < 3 else 8 * t - 28
+                                for t in times])
+        # A step computes with what was set at its beginning; a parameter changes by steps only.
+        self.assertEqual(used[1:], set_[:-1])
+        self.assertEqual(gained[1:], [2 * (1 if t < 2 else 2 if t < 3.5 else 5) for t in times[:-1]])
+
+    def test_odd_but_right_tables_are_understood(self):
+        plain = "time,voltage,load\n0,1,0\n1,12,0.5\n"
+        results = [self.simulated(motor(), "--input-file", self.write("in.csv", table)) for table in (
+            plain, "\ufeff" + plain, plain.replace("\n", "\r\n"), plain.rstrip(),
+            '\n\n"time" , "voltage" ,load\n\n0,"1", 0\n \n +1.0e0,\t12.0 ,.5\n\n')]
+        self.assertEqual(results, results[:1] * 5)
+
+    def test_bad_table_is_refused_with_the_place(self):
+        head = "time,voltage\n0,1\n"
+        for table, reason in (
+                ("", "in.csv is empty"), ("\ufeff\r\n\n", "is empty"), (head[:13], "no lines behind"),
+                ("voltage,time\n0,0\n", "line 1, column 1: .*'voltage'"), ("time;voltage\n0;0\n", "comma-separated"),
+                ("time,voltage,voltage\n0,0,0\n", "line 1, column 3: .*already"), ("time,speed\n0,0\n", "is an output"),
+                ("time,load,Voltag\n0,0,0\n", "line 1, column 3: .*mean 'voltage'"),
+                (head + "1\n", "line 3, column 2: found 1 cells"), (head + "1,2,3\n", "line 3, column 3: found 3 cells"),
+                (head + "\n2,0\n1,0\n", "line 5, column 1: time 1 comes after 2"),
+                (head + "1,\n", "line 3, column 2: the cell is empty"), (head + "1,0x10\n", "'0x10' is not a number"),
+                (head + "1,1.2.3\n", "line 3, column 2: '1.2.3' is not a number"), (head + "\0", "line 3, column"),
+                (head + "1,nan\n", "line 3, column 2: 'nan' cannot be used"), (head + "-inf,1\n", "column 1: '-inf'"),
+                (head + "1,1e999\n", "'1e999'"), (head + "1,2\x1b[2J\n", "not a number"),
+                ('time,"vol\ntage\n0,0\n', "line 1, column 2: a quote is not closed"),
+                (head + '1,"2"3\n', "line 3, column 2: expected a comma"),
+                (head.encode("utf-16"), "header that begins with"), (b"time,\xff\xfe\n0,0\n", "column 2")):
+            self.refuses(reason, "simulate", motor(), "--input-file", self.write("in.csv", table))
+        for file in ("none.csv", "tmp"):
+            self.refuses(f"cannot read {file}", "simulate", motor(), "--input-file", file)
+
+
+class Hostile(Case):
+    XML = ('<fmiModelDescription fmiVersion="2.0" modelName="m" guid="g"><CoSimulation modelIdentifier="m"/>'
+           '<ModelVariables>%s</ModelVariables></fmiModelDescription>')
+    VARIABLE = '<ScalarVariable name="v" valueReference="%s" causality="output">%s</ScalarVariable>'
+
+    def fmu(self, *entries):
+        return self.archive(("modelDescription.xml", self.XML % ""), *entries)
+
+    def every_command_refuses(self, content, reason):
+        self.write("new.fmu", content)
+        before = sorted(self.home.rglob("*"))
+        for command in ("info", "simulate"):
+            self.refuses(reason, command, "new.fmu")
+        self.assertEqual(sorted(self.home.rglob("*")), before)
+
+    def test_bad_archive_is_refused_by_every_command(self):
+        def special(kind):
+            info = zipfile.ZipInfo("special")
+            info.create_system, info.external_attr = 3, (kind | 0o777) << 16
+            return info, "../escaped"
+
+        def lie(field, size, value):  # of the directory, about the description
+            at = fine.index(b"PK\1\2") + field
+            return fine[:at] + value.to_bytes(size, "little") + fine[at + size:]
+
+        fine, size = self.fmu(("a", "text")), len(self.XML % "")
+        names = {"/tmp/escaped": "absolute", "../escaped": "would leave", "a/../../escaped": "would leave",
+                 "..": "would leave", "a\\..\\escaped": "backslash", "C:escaped": "drive letter",
+                 "a//b": "empty step", "./a": "empty step", "a\nb": "control character"}
+        for content, reason in (
+                (b"", "cannot be opened"), (b"no zip at all", "cannot be opened"), (lie(8, 2, 1), "is encrypted"),
+                *((lie(*claim), "inconsistent|cannot be read|of the size|unpacks to") for claim in (
+                    (10, 2, 99), (16, 4, 7), (24, 4, 0), (24, 4, size - 1), (24, 4, size + 1), (24, 4, 2**32 - 16))),
+                (self.fmu(("a", bytes(100 << 20))), "100 MiB, more than 200 times its own size"),
+                (self.fmu(special(stat.S_IFLNK)), "symbolic link"), (self.fmu(special(stat.S_IFIFO)), "no plain file"),
+                (self.fmu(("twin1", ""), ("twin2", "")).replace(b"twin2", b"twin1"), "'twin1' is there twice"),
+                (self.fmu(("a", ""), ("a/b", "")), "both a file and a directory"),
+                *((self.fmu((name, "text")), reason) for name, reason in names.items())):
+            self.every_command_refuses(content, reason)
+
+    def test_damaged_archive_never_crashes_a_command(self):
+        whole = motor().read_bytes()
+        for length in (1, 21, 22, 100, *range(1000, len(whole), len(whole) // 20), len(whole) - 1):
+            self.refuses("cut.fmu", "info", self.write("cut.fmu", whole[:length]))
+        random.seed(1)
+        for _ in range(100):
+            damaged = bytearray(whole)
+            for _ in range(3):  # in the directory, where it hurts
+                damaged[-random.randrange(1, 600)] = random.randrange(256)
+            process = self.start("info", self.write("damaged.fmu", bytes(damaged)))
+            self.assertIn(process.wait(300), (0, 1), bytes(damaged[-600:]))
+            self.finish(process, process.returncode)
+
+    def test_bad_description_is_refused_by_every_command(self):
+        xml, variable = self.XML, self.VARIABLE
+        doctype = '<!DOCTYPE m [<!ENTITY a "aaaa"><!ENTITY b "&a;&a;"><!ENTITY c SYSTEM "/etc/hostname">]>'
+        for text, reason in (
+                ("", "no XML"), (xml[:100], "no XML"), ("<a>" * 200_000, "no XML"), (doctype + xml % "&b;&c;", "DOCTYPE"),
+                ("<html/>", "fmiModelDescription, got 'html'"), (xml.replace(' guid="g"', ""), "no attribute guid"),
+                (xml.replace("CoSimulation", "Simulation"), "neither CoSimulation"),
+                (xml % variable % (-1, "<Real/>"), "valueReference is '-1'"),
+                (xml % variable % (2**32, "<Real/>"), "'4294967296'"), (xml % variable % (1, ""), "'v' has no type"),
+                (xml % variable % (1, '<Real start="one&#10;two"/>'), "start is 'one two'"),
+                (xml % variable % (1, '<Real declaredType="T"/>'), "'T', which is not defined")):
+            self.every_command_refuses(self.archive(("modelDescription.xml", text)), f"Description.xml, line 1: .*{reason}")
+
+    def test_large_description_is_no_attack(self):
+        many = "".join(self.VARIABLE % (i, "<Real/>") for i in range(100_000))
+        self.archive(("modelDescription.xml", self.XML % many))
+        out = self.zelvox("info", "new.fmu")[0]
+        self.assertIn("Outputs (100000)", out)
+        self.assertLess(len(out.splitlines()), 30)
+        self.assertGreater(len(self.zelvox("info", "--all", "new.fmu")[0].splitlines()), 100_000)
+
+
+class Exec(Importer):
+    HAS_JVM = "print('libjvm.so' in open('/proc/self/maps').read(), flush=True)"
+
+    def report(self, launcher=(), arguments=(), options=(), env={}):
+        """Whether Python has a JVM and whether its child, LD_PRELOAD, what else is left, the arguments."""
+        script = (f"import json, os, subprocess, sys\n{self.HAS_JVM}\n"
+                  f"subprocess.run([sys.executable, '-c', {self.HAS_JVM!r}])\n"
+                  "print(json.dumps([os.environ.get('LD_PRELOAD'), [n for n in os.environ if 'ZELVOX' in n], sys.argv[1:]]))")
+        own, child, rest = self.zelvox("exec", *options, "--", *launcher, sys.executable, "-c", script, *arguments,
+                                       env=env)[0].splitlines()
+        return [own, child, *json.loads(rest)]
+
+    def test_program_has_a_jvm_its_children_have_none_and_the_environment_is_clean(self):
+        for launcher in ((), ("env", "A=1"), ("sh", "-c", 'exec "$0" "$@"'), ("nice", "env")):
+            self.assertEqual(self.report(launcher), ["True", "False", SANITIZERS, [], []])
+        others = ":".join(filter(None, (SANITIZERS, "libm.so.6")))
+        self.assertEqual(self.report(env={"LD_PRELOAD": others}), ["True", "False", others, [], []])
+        self.assertEqual(self.report(options=("--follow",))[:2], ["True", "True"])
+
+    def test_arguments_and_streams_pass_untouched(self):
+        arguments = ["", "a b", "[a,b]", "{}", "--help", "--jvm-option", "--", "-x=\n", "%s", "ü", "@f"]
+        self.assertEqual(self.report(arguments=arguments)[4], arguments)
+        text = "".join(map(chr, (0, *range(14, 0x3000)))) * 20
+        copy = "import sys; sys.stdout.buffer.write(sys.stdin.buffer.read())"
+        out, err = self.zelvox("exec", "--", sys.executable, "-c", copy, input=text)
+        self.assertEqual((out == text, err), (True, ""))
+
+    def test_exit_code_is_that_of_the_program_or_says_why_there_is_none(self):
+        self.python("raise SystemExit(7)", code=7)
+        self.python("os.kill(os.getpid(), 9)", code=-9)
+        self.zelvox("exec", "--", "sh", "-c", "exit 5", code=5)
+        self.write("plain", "")
+        for reason, code, env, *arguments in (
+                ("Permission denied", 126, {}, "--", "./plain"), ("/ cannot be run", 126, {}, "--", "/"),
+                ("none: command not found", 127, {}, "--", "none"), ("not found", 127, {}, "--", "plain/x"),
+                ("JAVA_HOME is /nowhere", 3, {"JAVA_HOME": "/nowhere"}, "--", "true"),
+                ("no JVM found", 3, {"JAVA_HOME": None, "PATH": str(self.home)}, "--", "true"),
+                ("VM option 'NoSuch'", 3, {}, "--jvm-option", "-XX:NoSuch", "--", "true"),
+                ("Invalid maximum heap", 3, {}, "--jvm-option", "-Xmx1x", "--", "true"),
+                ("(?i)heap", 3, {}, "--jvm-option", "-Xms900000g", "--", "true")):
+            self.refuses(reason, "exec", *arguments, code=code, env=env)
+
+    def test_interrupt_reaches_python(self):
+        process = self.start("exec", "--", sys.executable, "-c", """
+import time
+try:
+    print('ready', flush=True)
+    time.sleep(600)
+except KeyboardInterrupt:
+    print('interrupted')""")
+        self.assertEqual(process.stdout.readline(), "ready\n")
+        process.send_signal(signal.SIGINT)
+        self.assertEqual(self.finish(process), ("interrupted\n", ""))
+
+
+class Doctor(Case):
+    def test_says_what_is_there_and_what_is_missing(self):
+        for name, content in (("text", b"no library"), ("other", Path(LIBRARY).with_name("tools").joinpath(
+                "preload/zelvox-preload.so").read_bytes())):
+            (self.home / name / "lib/server").mkdir(parents=True)
+            self.write(f"{name}/lib/server/libjvm.so", content)
+        for java_home, failed in ((os.environ["JAVA_HOME"], []), ("/nowhere", ["JVM"]), (None, ["JVM"]),
+                                  (f"{self.home}/text", ["libjvm.so", "JVM starts"]), (f"{self.home}/other", ["JVM starts"])):
+            with self.subTest(java_home):
+                out = self.zelvox("doctor", code=1 if failed else 0, env={"JAVA_HOME": java_home, "PATH": "/nowhere"})[0]
+                verdicts = {line[8:26].strip(): line.split()[0] for line in out.splitlines()}
+                self.assertEqual([name for name in verdicts if verdicts[name] == "FAILED"], failed)
+                self.assertEqual([verdicts["ZelvoxSim"], verdicts["library"]], ["-" if failed else "ok"] * 2)
+
+    def test_leaves_no_socket_of_a_jvm_behind(self):
+        def orphans():
+            return {file for file in Path("/tmp").glob(".java_pid*")
+                    if not Path("/proc", file.name.removeprefix(".java_pid")).exists()}
+
+        def left():
+            before = orphans()
+            self.zelvox("doctor")
+            return orphans() - before
+        # The JVM of somebody else may be killed at any time, but not each time.
+        self.assertFalse(all(left() for _ in range(3)))
+
+
+class Usage(Case):
+    def test_wrong_command_line_is_exit_code_2_and_says_what_is_wrong(self):
+        simulate = ("simulate", motor())
+        for reason, *line in (
+                ("--help",), ("'simulat'", "simulat", "x"), ("'--fast'", "--fast"), ("--jar is req", "pack", "-o", "x"),
+                ("none.jar", "pack", "--jar", "none.jar", "-o", "x"), ("zelvox simulate --help", "simulate"),
+                ("soon", *simulate, "--stop-time=soon"), ("stop time behind the start", *simulate, "--stop-time=0"),
+                ("stop time behind", *simulate, "--stop-time=nan"), ("interval is 0", *simulate, "--output-interval=0"),
+                ("lost in the digits", *simulate, "--output-interval=1e-30"), (".svg or .png", *simulate, "--plot-file=x.txt"),
+                ("expected NAME=VALUE", *simulate, "--start-value=R"), ("zelvox exec --help", "exec"),
+                ('behind "--"', "exec", "true"), ("--fast", "exec", "--fast", "--", "true"),
+                ("line break", "exec", "--jvm-option", "-Da=\nb", "--", "true")):
+            self.refuses(reason, *line, code=2)
+        self.refuses("SOURCE_DATE_EPOCH is 'now'", "pack", "--jar", MOTOR_JAR, "-o", "x", code=2,
+                     env={"SOURCE_DATE_EPOCH": "now"})
+
+    def test_help_teaches_by_examples(self):
+        for command in ("pack", "info", "simulate", "exec", "doctor"):
+            for call in ((command, "--help"), ("--help",)):
+                out, err = self.zelvox(*call)
+                self.assertRegex(out, rf"\n  zelvox {command}\b")
+                self.assertEqual(err, "")
+
+    def test_info_shows_a_screenful(self):
+        out = self.zelvox("info", motor())[0]
+        for text in ("DcMotor, version 1.0", "start 0 s, stop 0.5 s, step 0.001 s", "linux64", "Inputs (2)",
+                     "Outputs (2)", "Parameters (5)", "inertia of rotor and load"):
+            self.assertIn(text, out)
+        self.assertLess(len(out.splitlines()), 30)
+        texts = ("input of the", "end of the", "length of", "gain times")
+        columns = {line.find(text) for line in self.zelvox("info", odd())[0].splitlines() for text in texts}
+        self.assertEqual(len(columns - {-1}), 1)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -222,15 +222,6 @@ void addDoctorCommand(CLI::App& app) {
   CLI::App* const command =
       app.add_subcommand("doctor", "Check the JVM and the installation, and say what to do");
   command->footer(examples);
-  command
-      ->add_option("--class-path", options->classPath,
-                   "Jars and directories behind zelvox.jar; repeatable")
-      ->allow_extra_args(false)
-      ->type_name("PATH");
-  command
-      ->add_option("--jvm-option", options->jvmOptions,
-                   "An option as java takes it, such as -Xmx1g; repeatable")
-      ->allow_extra_args(false)
-      ->type_name("OPTION");
+  addJvmOptions(*command, options->classPath, options->jvmOptions);
   command->callback([options] { examine(*options); });
 }

@@ -118,16 +118,7 @@ void addExecCommand(CLI::App& app) {
   CLI::App* const command =
       app.add_subcommand("exec", "Run any importer of FMUs with a JVM in its process");
   command->footer(examples);
-  command
-      ->add_option("--class-path", options->classPath,
-                   "Jars and directories behind zelvox.jar; repeatable")
-      ->allow_extra_args(false)
-      ->type_name("PATH");
-  command
-      ->add_option("--jvm-option", options->jvmOptions,
-                   "An option as java takes it, such as -Xmx1g; repeatable")
-      ->allow_extra_args(false)
-      ->type_name("OPTION");
+  addJvmOptions(*command, options->classPath, options->jvmOptions);
   command->add_flag("--follow", options->follow, "Child processes start a JVM each, too");
   // Only the program itself is an argument for CLI11: it would read a list into one like "[a,b]".
   // The rest, from the "--" on, is what CLI11 leaves alone.

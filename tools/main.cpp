@@ -61,6 +61,21 @@ int run(int argc, char* argv[]) {
 
 }  // namespace
 
+void addJvmOptions(CLI::App& command, std::vector<std::filesystem::path>& classPath,
+                   std::vector<std::string>& jvmOptions) {
+  command
+      .add_option("--class-path", classPath, "Jars and directories behind zelvox.jar; repeatable")
+      ->allow_extra_args(false)
+      ->type_name("PATH")
+      ->group("The JVM");
+  command
+      .add_option("--jvm-option", jvmOptions,
+                  "An option as java takes it, such as -Xmx1g; repeatable")
+      ->allow_extra_args(false)
+      ->type_name("OPTION")
+      ->group("The JVM");
+}
+
 int main(int argc, char* argv[]) {
   try {
     return run(argc, argv);

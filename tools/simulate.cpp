@@ -410,18 +410,6 @@ void addSimulateCommand(CLI::App& app) {
   command->add_flag("--log-fmi-calls", options->logFmiCalls, "Show every FMI call on stderr")
       ->group(insight);
 
-  const std::string jvm = "The JVM";
-  command
-      ->add_option("--class-path", options->classPath,
-                   "Jars and directories behind zelvox.jar; repeatable")
-      ->allow_extra_args(false)
-      ->type_name("PATH")
-      ->group(jvm);
-  command
-      ->add_option("--jvm-option", options->jvmOptions,
-                   "An option as java takes it, such as -Xmx1g; repeatable")
-      ->allow_extra_args(false)
-      ->type_name("OPTION")
-      ->group(jvm);
+  addJvmOptions(*command, options->classPath, options->jvmOptions);
   command->callback([options] { simulate(*options); });
 }

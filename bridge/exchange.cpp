@@ -32,7 +32,7 @@ std::span<const double> j_getData(const char* instanceName, std::int64_t limit) 
     jniEnv->ReleaseDoubleArrayElements(array.get(), elements, 0);
   };
   const std::unique_ptr<jdouble, decltype(release)> elements(
-      jniEnv->GetDoubleArrayElements(array.get(), nullptr), release);
+      made(jniEnv->GetDoubleArrayElements(array.get(), nullptr)), release);
   if (elements == nullptr) return {};
   outputSequence.assign(elements.get(), elements.get() + length);
   return outputSequence;
@@ -61,7 +61,7 @@ fmi2Status j_doStepModel(const char* instanceName, std::span<const double> input
   const JavaText name(instanceName);
   if (!name) return fmi2Error;
   const auto length = static_cast<jsize>(inputs.size());
-  const LocalRef array(jniEnv->NewDoubleArray(length));
+  const LocalRef array(made(jniEnv->NewDoubleArray(length)));
   if (!array) return fmi2Error;
   jniEnv->SetDoubleArrayRegion(array.get(), 0, length, inputs.data());
   return callBoolean(method, name.get(), time, stepSize, array.get()) ? fmi2OK : fmi2Error;

@@ -23,7 +23,7 @@ bool explained(bool accepted) {
 
 jmethodID findJavaMethod(const char* name, const char* signature) noexcept {
   if (jniEnv == nullptr || simClass == nullptr || simObject == nullptr) return nullptr;
-  return jniEnv->GetMethodID(simClass, name, signature);
+  return made(jniEnv->GetMethodID(simClass, name, signature));
 }
 
 void clearLastError() noexcept {
@@ -106,6 +106,7 @@ bool j_initializeModel(const char* instanceName) {
 }
 
 void j_setReal(const char* instanceName, fmi2ValueReference vr, double value) {
+  exceptionMayPend = true;  // the importer's logger was called in between
   clearJavaException();
   const jmethodID method = findJavaMethod("setReal", "(Ljava/lang/String;ID)V");
   if (method == nullptr) return;

@@ -14,27 +14,23 @@
 // missing: to a caller these are all the same. A failed look-up leaves its exception pending.
 jmethodID findJavaMethod(const char* name, const char* signature) noexcept;
 
-// Directly after each call the JVM is asked for an exception: answers of calls that threw are 0 or
-// null, and not asking draws a -Xcheck:jni warning.
+// Answers of calls that threw are false or null.
 template <class... Arguments>
 bool callBoolean(jmethodID method, Arguments... arguments) noexcept {
-  const jboolean answer = jniEnv->CallBooleanMethod(simObject, method, arguments...);
-  jniEnv->ExceptionCheck();
-  return answer != JNI_FALSE;
+  const JavaCall call;
+  return jniEnv->CallBooleanMethod(simObject, method, arguments...) != JNI_FALSE;
 }
 
 template <class... Arguments>
 void callVoid(jmethodID method, Arguments... arguments) noexcept {
+  const JavaCall call;
   jniEnv->CallVoidMethod(simObject, method, arguments...);
-  jniEnv->ExceptionCheck();
 }
 
-// Null when the method threw, too.
 template <class... Arguments>
 jobject callObject(jmethodID method, Arguments... arguments) noexcept {
-  const jobject answer = jniEnv->CallObjectMethod(simObject, method, arguments...);
-  jniEnv->ExceptionCheck();
-  return answer;
+  const JavaCall call;
+  return jniEnv->CallObjectMethod(simObject, method, arguments...);
 }
 
 void clearLastError() noexcept;

@@ -1,5 +1,7 @@
 #include "java_text.h"
 
+#include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string_view>
 
@@ -7,7 +9,27 @@ namespace {
 
 constexpr char32_t replacementCharacter = 0xFFFD;
 
+template <class Word>
+Word wordAt(const char* bytes) {
+  Word word;
+  std::memcpy(&word, bytes, sizeof word);
+  return word;
+}
+
+// Every name and every answer of Java passes here. Eight bytes at a time, and the last ones in a
+// word that overlaps the one before: byte by byte this shows in the time of a single fmi2SetReal.
 bool isAscii(std::string_view text) {
+  const char* const bytes = text.data();
+  const std::size_t size = text.size();
+  if (size >= 8) {
+    auto seen = wordAt<std::uint64_t>(bytes + size - 8);
+    for (std::size_t i = 0; i + 8 < size; i += 8) seen |= wordAt<std::uint64_t>(bytes + i);
+    return (seen & 0x8080808080808080u) == 0;
+  }
+  if (size >= 4) {
+    const auto seen = wordAt<std::uint32_t>(bytes) | wordAt<std::uint32_t>(bytes + size - 4);
+    return (seen & 0x80808080u) == 0;
+  }
   unsigned char seen = 0;
   for (const char character : text) seen |= static_cast<unsigned char>(character);
   return seen < 0x80;
@@ -95,15 +117,15 @@ std::string fromModifiedUtf8(std::string_view modified) {
 
 JavaText::JavaText(const char* utf8)
     : LocalRef(utf8 == nullptr ? nullptr
-               : isAscii(utf8) ? jniEnv->NewStringUTF(utf8)
-                               : jniEnv->NewStringUTF(toModifiedUtf8(utf8).c_str())) {}
+               : isAscii(utf8) ? made(jniEnv->NewStringUTF(utf8))
+                               : made(jniEnv->NewStringUTF(toModifiedUtf8(utf8).c_str()))) {}
 
 std::string utf8Of(jstring text) {
   const auto release = [text](const char* characters) {
     jniEnv->ReleaseStringUTFChars(text, characters);
   };
   const std::unique_ptr<const char, decltype(release)> characters(
-      jniEnv->GetStringUTFChars(text, nullptr), release);
+      made(jniEnv->GetStringUTFChars(text, nullptr)), release);
   if (characters == nullptr) return {};
   const std::string_view modified = characters.get();
   return isAscii(modified) ? std::string(modified) : fromModifiedUtf8(modified);

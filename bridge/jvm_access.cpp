@@ -8,8 +8,14 @@
 JNIEnv* jniEnv = nullptr;
 jclass simClass = nullptr;
 jobject simObject = nullptr;
+bool exceptionMayPend = true;
 
 namespace {
+
+// Whether simClass is known to be the class of simObject. Asked once per outermost bracket, and
+// again when a Java method came back to us.
+bool classIsKnown = false;
+unsigned bracketsOpened = 0;
 
 constexpr const char* className = "com/zelvox/qorbetta/ZelvoxSim";
 constexpr const char* accessorName = "create";
@@ -18,7 +24,7 @@ constexpr const char* accessorSignature = "()Lcom/zelvox/qorbetta/ZelvoxSim;";
 // Asked anew at every use: the host may have destroyed its JVM in between. HotSpot knows one VM per
 // process; of several the first is used.
 JavaVM* findJvm() noexcept {
-  std::array<JavaVM*, 8> vms{};
+  std::array<JavaVM*, 2> vms{};
   jsize count = 0;
   if (JNI_GetCreatedJavaVMs(nullptr, 0, &count) != JNI_OK || count <= 0) return nullptr;
   const jsize length = std::min(count, static_cast<jsize>(vms.size()));
@@ -36,7 +42,7 @@ jint getJniEnv(JavaVM* vm) noexcept {
 
 void findSimClass() noexcept {
   clearJavaException();
-  simClass = jniEnv->FindClass(className);
+  simClass = made(jniEnv->FindClass(className));
 }
 
 }  // namespace
@@ -47,12 +53,14 @@ bool attachJvm() noexcept {
 }
 
 void findJavaClasses() noexcept {
+  exceptionMayPend = true;  // the thread comes from the importer
   findSimClass();
   if (simClass == nullptr) return;
-  const jmethodID accessor = jniEnv->GetStaticMethodID(simClass, accessorName, accessorSignature);
+  const jmethodID accessor =
+      made(jniEnv->GetStaticMethodID(simClass, accessorName, accessorSignature));
   if (accessor == nullptr) return;
   const LocalRef object(jniEnv->CallStaticObjectMethod(simClass, accessor));
-  jniEnv->ExceptionCheck();  // its answer is in `object`; not asking draws a -Xcheck:jni warning
+  exceptionMayPend = jniEnv->ExceptionCheck();
   if (object) {
     const jobject held = jniEnv->NewGlobalRef(object.get());
     if (held != nullptr) {
@@ -72,12 +80,19 @@ bool ensureJniEnv() noexcept {
     attached = vm->AttachCurrentThread(&env, nullptr) == JNI_OK;
     if (attached) jniEnv = static_cast<JNIEnv*>(env);
   }
+  ++bracketsOpened;
+  const bool outermost = simClass == nullptr;
+  if (outermost) exceptionMayPend = true;  // the thread comes from the importer
+  const bool outerIsKnown = !outermost && classIsKnown;
   simClass = nullptr;
+  classIsKnown = false;
   if (jniEnv == nullptr) return attached;
   findSimClass();
+  if (simClass == nullptr || simObject == nullptr) return attached;
   // The class that this thread sees need not be the object's: a thread that Java code runs on asks
   // the class loader of that code. A method of the one must not be called on the other.
-  if (simClass != nullptr && simObject != nullptr && !jniEnv->IsInstanceOf(simObject, simClass)) {
+  classIsKnown = outerIsKnown || jniEnv->IsInstanceOf(simObject, simClass);
+  if (!classIsKnown) {
     jniEnv->DeleteLocalRef(simClass);
     simClass = nullptr;
   }
@@ -97,9 +112,21 @@ void leaveJniEnv(JNIEnv* outerEnv, jclass outerClass) noexcept {
 }
 
 void clearJavaException() noexcept {
-  if (jniEnv == nullptr || !jniEnv->ExceptionCheck()) return;
+  if (jniEnv == nullptr || !exceptionMayPend) return;
+  exceptionMayPend = false;
+  if (!jniEnv->ExceptionCheck()) return;
   jniEnv->ExceptionDescribe();
   jniEnv->ExceptionClear();
+}
+
+JavaCall::JavaCall() noexcept : before(bracketsOpened) {
+  classIsKnown = false;
+}
+
+// Directly after the call, also because not asking draws a -Xcheck:jni warning.
+JavaCall::~JavaCall() {
+  exceptionMayPend = jniEnv->ExceptionCheck();
+  classIsKnown = bracketsOpened == before;
 }
 
 JniBracket::JniBracket() noexcept

@@ -12,6 +12,30 @@ extern JNIEnv* jniEnv;     // of the calling thread
 extern jclass simClass;    // a local reference of the innermost bracket
 extern jobject simObject;  // a global reference, replaced by each connection
 
+// False while no JNI call of ours can have left an exception since the JVM was last asked: asking
+// costs as much as a small JNI call, so it is not asked twice.
+extern bool exceptionMayPend;
+
+// Stands around the call of a Java method of the simulation object. The method may be an importer
+// itself and come back to us, with another class loader or a new simulation object.
+class JavaCall {
+ public:
+  JavaCall() noexcept;
+  ~JavaCall();
+  JavaCall(const JavaCall&) = delete;
+  JavaCall& operator=(const JavaCall&) = delete;
+
+ private:
+  unsigned before;
+};
+
+// Passes on what a JNI function made or found; null comes with an exception.
+template <class Result>
+Result made(Result result) noexcept {
+  if (result == nullptr) exceptionMayPend = true;
+  return result;
+}
+
 // Finds the JVM; false if there is none or the calling thread is not attached to it.
 bool attachJvm() noexcept;
 

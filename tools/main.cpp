@@ -5,6 +5,7 @@
 #include <exception>
 
 #include "command.h"
+#include "text.h"
 
 namespace {
 
@@ -24,7 +25,8 @@ Exit codes: 0 success, 1 the work could not be done, 2 wrong command line, 3 no 
 130 interrupted. `exec` ends with the exit code of its program.)";
 
 int complain(const char* sentence, ExitCode code) {
-  std::fprintf(stderr, "zelvox: %s\n", sentence);
+  // Names from files may hold anything; the sentence stays one line.
+  std::fprintf(stderr, "zelvox: %s\n", printable(sentence).c_str());
   return static_cast<int>(code);
 }
 

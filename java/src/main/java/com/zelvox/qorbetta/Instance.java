@@ -26,7 +26,7 @@ final class Instance {
     final String numberOfInputs;
     final String numberOfOutputs;
 
-    private final String name;
+    final String name;
     private final ModelSource source;
     private final ModelDescription description;
     private final int firstInput;

@@ -13,3 +13,7 @@ for preset in release sanitize; do
   cmake --build --preset "$preset" | tail -n 1
   ctest --preset "$preset"
 done
+
+work=build/release/tests/importers/work
+[ -f "$work/python.ready" ] || say "Skipped: FMPy and libcosim, which could not be fetched from PyPI"
+[ -f "$work/fmi4j.ready" ] || say "Skipped: FMI4j, which could not be fetched from Maven Central"

@@ -5,6 +5,27 @@
 
 namespace {
 
+// Counts down to the request that gets no memory; 0: every request gets some.
+std::size_t requestsLeft = 0;
+
+}  // namespace
+
+// The library shares the C++ runtime of the process, and so these two.
+[[gnu::noinline]] void* operator new(std::size_t size) {
+  void* const memory = requestsLeft == 1 ? nullptr : std::malloc(size);
+  if (requestsLeft > 0) --requestsLeft;
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
+  std::free(memory);
+}
+
+namespace {
+
 class MachineFaults : public Running {
  protected:
   // Replaces one function of the environment for as long as `work` runs.
@@ -124,4 +145,41 @@ TEST_F(MachineFaults, CallsAfterTheEndOfTheJvmFailPolitely) {
   EXPECT_EQ(log(),
             (Lines{"Error error late: fmi2Instantiate: Process error", "Error error late: "}));
   EXPECT_EQ(FMI(fmi2Reset)(c), fmi2OK);
+}
+
+TEST_F(MachineFaults, EveryRequestForMemoryMayFail) {
+  // Texts that are no ASCII and long answers make the library ask for memory in each of its calls.
+  const char* const name = "Gr\u00f6\u00dfe mit einem langen Namen";
+  play("getLasterror", "because of a reason that is longer than a short string {E4}{F6}{FC}");
+  play("doStepModel", "false");
+  std::size_t failures = 0;
+  for (std::size_t k = 1; k <= 40; ++k) {
+    requestsLeft = k;
+    fmi2Component c =
+        FMI(fmi2Instantiate)(name, fmi2CoSimulation, guid, "file:///\u00e4", &functions, 0, 0);
+    requestsLeft = 0;
+    if (c == nullptr) {
+      ++failures;
+      ASSERT_EQ(importer.blocks.size(), 0u) << "request " << k;
+      continue;
+    }
+    for (const auto call : {FMI(fmi2EnterInitializationMode), FMI(fmi2ExitInitializationMode)}) {
+      requestsLeft = k;
+      call(c);
+      requestsLeft = 0;
+    }
+    requestsLeft = k;
+    failures += FMI(fmi2DoStep)(c, 0, 1, fmi2True) == fmi2Error;
+    requestsLeft = k;
+    FMI(fmi2FreeInstance)(c);
+    requestsLeft = 0;
+    ASSERT_EQ(importer.blocks.size(), 0u) << "request " << k;
+  }
+  EXPECT_GT(failures, 20u);
+  const std::string told = seen();
+  EXPECT_NE(told.find(": fmi2Instantiate: Out of memory."), std::string::npos);
+  EXPECT_NE(told.find(": fmi2DoStep: Out of memory."), std::string::npos);
+  play("doStepModel");
+  EXPECT_EQ(FMI(fmi2DoStep)(initialized("after"), 0, 1, fmi2True), fmi2OK);
+  seen();
 }

@@ -1,4 +1,5 @@
-// What all targets share: a reader may refuse a text with a Failure, and do nothing else but read it.
+// What all targets share: a reader may refuse a text with a Failure, and do nothing else but read
+// it.
 #pragma once
 
 #include <cstddef>

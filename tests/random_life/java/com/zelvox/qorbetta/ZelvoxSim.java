@@ -29,10 +29,7 @@ public class ZelvoxSim {
         return calls;
     }
 
-    private static boolean chance(int in) {
-        return !calm && random.nextInt(in) == 0;
-    }
-
+    private static boolean chance(int in) { return !calm && random.nextInt(in) == 0; }
     private static void called() {
         calls++;
         if (chance(12)) {
@@ -58,18 +55,9 @@ public class ZelvoxSim {
         return chance(10) ? null : new ZelvoxSim();
     }
 
-    public boolean doInitConnection() {
-        return answer();
-    }
-
-    public boolean doInstantiate(String name, String location) {
-        return answer();
-    }
-
-    public String getLasterror() {
-        return text();
-    }
-
+    public boolean doInitConnection() { return answer(); }
+    public boolean doInstantiate(String name, String location) { return answer(); }
+    public String getLasterror() { return text(); }
     public String getProp(String name, String key) {
         if (chance(20)) {
             return text();
@@ -78,32 +66,15 @@ public class ZelvoxSim {
         return key.equals("number_of_reals") ? "12" : key.equals("number_of_inputs") ? "4" : "3";
     }
 
-    public boolean doSetupExperiment(String name, double start, boolean stopDefined, double stop) {
-        return answer();
-    }
-
-    public boolean doInitializeModel(String name) {
-        return answer();
-    }
-
-    public void setReal(String name, int reference, double value) {
-        called();
-    }
-
-    public void doTerminate(String name) {
-        called();
-    }
-
-    public void doFreeInstance(String name) {
-        called();
-    }
-
+    public boolean doSetupExperiment(String name, double start, boolean stopDefined, double stop) { return answer(); }
+    public boolean doInitializeModel(String name) { return answer(); }
+    public void setReal(String name, int reference, double value) { called(); }
+    public void doTerminate(String name) { called(); }
+    public void doFreeInstance(String name) { called(); }
     public double[] getData(String name) {
         called();
         return chance(10) ? null : new double[chance(4) ? random.nextInt(40) : 3];
     }
 
-    public boolean doStepModel(String name, double time, double step, double[] inputs) {
-        return answer();
-    }
+    public boolean doStepModel(String name, double time, double step, double[] inputs) { return answer(); }
 }

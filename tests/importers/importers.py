@@ -1,10 +1,9 @@
-"""Runs the packed motor in importers that know nothing of Java and compares with `zelvox simulate`.
-
-    importers.py CASE FMU ZELVOX JAR REFERENCE
-
-CASE is validation, fmpy-jpype, fmpy-exec, libcosim-jpype or libcosim-exec. REFERENCE is the result of
-`zelvox simulate` with the same inputs: voltage 12 V and load 0.01 N.m from the start, 1 ms steps.
-"""
+# Runs the packed motor in importers that know nothing of Java and compares with `zelvox simulate`.
+#
+#     importers.py CASE FMU ZELVOX JAR REFERENCE
+#
+# CASE is validation, fmpy-jpype, fmpy-exec, libcosim-jpype or libcosim-exec. REFERENCE is the result of
+# `zelvox simulate` with the same inputs: voltage 12 V and load 0.01 N.m from the start, 1 ms steps.
 
 import csv
 import os

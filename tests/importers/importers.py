@@ -66,7 +66,6 @@ def fmpy_exec(fmu, zelvox):
 
 
 def libcosim(fmu):
-    from libcosimpy.CosimEnums import CosimVariableType
     from libcosimpy.CosimExecution import CosimExecution
     from libcosimpy.CosimObserver import CosimObserver
     from libcosimpy.CosimSlave import CosimLocalSlave

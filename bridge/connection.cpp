@@ -5,8 +5,7 @@
 
 namespace {
 
-// Not a bracket: a thread that is not attached yet is refused. It has no Java frames whose class
-// loader could know the simulation class, and the first connection decides which class that is.
+// Not a bracket: a thread that is not attached yet is refused.
 bool findSimulation() noexcept {
   // Java code that a bracket of this thread calls may be an importer itself.
   JNIEnv* const outerEnv = jniEnv;

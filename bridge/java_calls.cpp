@@ -22,8 +22,7 @@ bool explained(bool accepted) {
 }  // namespace
 
 jmethodID findJavaMethod(const char* name, const char* signature) noexcept {
-  if (jniEnv == nullptr || simClass == nullptr || simObject == nullptr) return nullptr;
-  return made(jniEnv->GetMethodID(simClass, name, signature));
+  return canCallSimObject() ? made(jniEnv->GetMethodID(simClass, name, signature)) : nullptr;
 }
 
 void clearLastError() noexcept {

@@ -1,6 +1,7 @@
 // How a Java method of the simulation object is called: looked up anew each time, with texts as
 // short-lived Java strings. The catalogue of methods stands in java_calls.cpp, but for the two that
-// carry arrays (exchange.cpp). Every function here needs an open bracket.
+// carry arrays (exchange.cpp). Look-ups and calls need an open bracket; the j_ functions open
+// theirs.
 #pragma once
 
 #include <jni.h>

@@ -12,7 +12,7 @@ bool exceptionMayPend = true;
 
 namespace {
 
-// Whether simClass is known to be the class of simObject. Asked once per outermost bracket, and
+// Whether simClass was found to be the class of simObject. Asked once per outermost bracket, and
 // again when a Java method came back to us.
 bool classIsKnown = false;
 unsigned bracketsOpened = 0;
@@ -81,22 +81,19 @@ bool ensureJniEnv() noexcept {
     if (attached) jniEnv = static_cast<JNIEnv*>(env);
   }
   ++bracketsOpened;
-  const bool outermost = simClass == nullptr;
-  if (outermost) exceptionMayPend = true;  // the thread comes from the importer
-  const bool outerIsKnown = !outermost && classIsKnown;
-  simClass = nullptr;
-  classIsKnown = false;
-  if (jniEnv == nullptr) return attached;
-  findSimClass();
-  if (simClass == nullptr || simObject == nullptr) return attached;
-  // The class that this thread sees need not be the object's: a thread that Java code runs on asks
-  // the class loader of that code. A method of the one must not be called on the other.
-  classIsKnown = outerIsKnown || jniEnv->IsInstanceOf(simObject, simClass);
-  if (!classIsKnown) {
-    jniEnv->DeleteLocalRef(simClass);
-    simClass = nullptr;
+  if (simClass == nullptr) {  // the outermost bracket: the thread comes from the importer
+    exceptionMayPend = true;
+    classIsKnown = false;
   }
+  simClass = nullptr;
+  if (jniEnv != nullptr) findSimClass();
   return attached;
+}
+
+bool canCallSimObject() noexcept {
+  if (jniEnv == nullptr || simClass == nullptr || simObject == nullptr) return false;
+  if (!classIsKnown) classIsKnown = jniEnv->IsInstanceOf(simObject, simClass) != JNI_FALSE;
+  return classIsKnown;
 }
 
 void releaseJniEnv(bool attached) noexcept {

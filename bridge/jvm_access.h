@@ -47,6 +47,11 @@ void findJavaClasses() noexcept;
 bool ensureJniEnv() noexcept;
 void releaseJniEnv(bool attached) noexcept;
 
+// Whether there is all that a call of Java needs. The class that this thread sees need not be the
+// object's: a thread that Java code runs on asks the class loader of that code. A method of the one
+// must not be called on the other.
+bool canCallSimObject() noexcept;
+
 // Gives back the current class reference and goes on with the environment and class of the
 // enclosing bracket, or with none.
 void leaveJniEnv(JNIEnv* outerEnv, jclass outerClass) noexcept;

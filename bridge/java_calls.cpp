@@ -74,7 +74,7 @@ std::string j_getProp(const char* instanceName, const char* key) {
   if (method == nullptr) return {};
   const JavaText name(instanceName);
   if (!name) return {};
-  const JavaText keyText(key);
+  const JavaText keyText = JavaText::ofAscii(key);
   return keyText ? callText(method, name.get(), keyText.get()) : std::string();
 }
 

@@ -12,6 +12,9 @@
 
 namespace {
 
+JavaMethod getData{"getData", "(Ljava/lang/String;)[D"};
+JavaMethod doStepModel{"doStepModel", "(Ljava/lang/String;DD[D)Z"};
+
 // Kept from call to call, because giving 100,000 doubles back to the system and asking for them
 // again costs more than the whole step. No longer than the widest instance.
 std::vector<double> outputSequence;
@@ -19,7 +22,7 @@ std::vector<double> outputSequence;
 // The outputs as Java delivers them, at most `limit` of them, valid until the next call; none when
 // there is no method or no answer.
 std::span<const double> j_getData(const char* instanceName, std::int64_t limit) {
-  const jmethodID method = findJavaMethod("getData", "(Ljava/lang/String;)[D");
+  const jmethodID method = findJavaMethod(getData);
   if (method == nullptr) return {};
   clearJavaException();
   const JavaText name(instanceName);
@@ -56,7 +59,7 @@ std::optional<std::span<const double>> inputSequence(const FmuInstance& instance
 
 fmi2Status j_doStepModel(const char* instanceName, std::span<const double> inputs, double time,
                          double stepSize) {
-  const jmethodID method = findJavaMethod("doStepModel", "(Ljava/lang/String;DD[D)Z");
+  const jmethodID method = findJavaMethod(doStepModel);
   if (method == nullptr) return fmi2Error;
   const JavaText name(instanceName);
   if (!name) return fmi2Error;

@@ -4,6 +4,19 @@
 
 namespace {
 
+// clang-format off
+JavaMethod
+    doInitConnection   {"doInitConnection", "()Z"},
+    doInstantiate      {"doInstantiate", "(Ljava/lang/String;Ljava/lang/String;)Z"},
+    getLasterror       {"getLasterror", "()Ljava/lang/String;"},
+    getProp            {"getProp", "(Ljava/lang/String;Ljava/lang/String;)Ljava/lang/String;"},
+    doSetupExperiment  {"doSetupExperiment", "(Ljava/lang/String;DZD)Z"},
+    doInitializeModel  {"doInitializeModel", "(Ljava/lang/String;)Z"},
+    setReal            {"setReal", "(Ljava/lang/String;ID)V"},
+    doTerminate        {"doTerminate", "(Ljava/lang/String;)V"},
+    doFreeInstance     {"doFreeInstance", "(Ljava/lang/String;)V"};
+// clang-format on
+
 std::string lastError;
 
 // The empty text when the method threw, answered null or gave no characters.
@@ -21,8 +34,20 @@ bool explained(bool accepted) {
 
 }  // namespace
 
-jmethodID findJavaMethod(const char* name, const char* signature) noexcept {
-  return canCallSimObject() ? made(jniEnv->GetMethodID(simClass, name, signature)) : nullptr;
+// The class that this thread sees need not be the object's: a thread that Java code runs on asks
+// the class loader of that code. A method of the one must not be called on the other. Asking the
+// JVM shows in the time of a single fmi2SetReal; but while the object lives, so does its class, and
+// no other method can have the identifier of one of its own.
+jmethodID findJavaMethod(JavaMethod& method) noexcept {
+  if (jniEnv == nullptr || simClass == nullptr || simObject == nullptr) return nullptr;
+  const jmethodID found = made(jniEnv->GetMethodID(simClass, method.name, method.signature));
+  if (found == nullptr) return nullptr;
+  if (found == method.own && simObjectNumber == method.owner) return found;
+  // The look-up may have run the class's initializer, and that anything.
+  if (simObject == nullptr || !jniEnv->IsInstanceOf(simObject, simClass)) return nullptr;
+  method.own = found;
+  method.owner = simObjectNumber;
+  return found;
 }
 
 void clearLastError() noexcept {
@@ -39,7 +64,7 @@ const std::string& lastErrorText() noexcept {
 
 bool j_initConnection() {
   const JniBracket bracket;
-  const jmethodID method = findJavaMethod("doInitConnection", "()Z");
+  const jmethodID method = findJavaMethod(doInitConnection);
   if (method == nullptr) return false;
   const bool accepted = callBoolean(method);
   clearJavaException();
@@ -48,8 +73,7 @@ bool j_initConnection() {
 
 bool j_instantiate(const char* instanceName, const char* resourceLocation) {
   const JniBracket bracket;
-  const jmethodID method =
-      findJavaMethod("doInstantiate", "(Ljava/lang/String;Ljava/lang/String;)Z");
+  const jmethodID method = findJavaMethod(doInstantiate);
   if (method == nullptr) return false;
   clearJavaException();
   const JavaText name(instanceName);
@@ -63,14 +87,13 @@ bool j_instantiate(const char* instanceName, const char* resourceLocation) {
 
 std::string j_getLastError() {
   const JniBracket bracket;
-  const jmethodID method = findJavaMethod("getLasterror", "()Ljava/lang/String;");
+  const jmethodID method = findJavaMethod(getLasterror);
   return method != nullptr ? callText(method) : std::string();
 }
 
 std::string j_getProp(const char* instanceName, const char* key) {
   const JniBracket bracket;
-  const jmethodID method =
-      findJavaMethod("getProp", "(Ljava/lang/String;Ljava/lang/String;)Ljava/lang/String;");
+  const jmethodID method = findJavaMethod(getProp);
   if (method == nullptr) return {};
   const JavaText name(instanceName);
   if (!name) return {};
@@ -82,7 +105,7 @@ bool j_setupExperiment(const char* instanceName, bool stopTimeDefined, double st
                        double stopTime) {
   clearLastError();
   const JniBracket bracket;
-  const jmethodID method = findJavaMethod("doSetupExperiment", "(Ljava/lang/String;DZD)Z");
+  const jmethodID method = findJavaMethod(doSetupExperiment);
   const JavaText name(method != nullptr ? instanceName : nullptr);
   if (!name) {
     setLastError("Fatal error setting up experiment");
@@ -95,7 +118,7 @@ bool j_setupExperiment(const char* instanceName, bool stopTimeDefined, double st
 bool j_initializeModel(const char* instanceName) {
   clearLastError();
   const JniBracket bracket;
-  const jmethodID method = findJavaMethod("doInitializeModel", "(Ljava/lang/String;)Z");
+  const jmethodID method = findJavaMethod(doInitializeModel);
   const JavaText name(method != nullptr ? instanceName : nullptr);
   if (!name) {
     setLastError("Fatal error initializing model");
@@ -107,7 +130,7 @@ bool j_initializeModel(const char* instanceName) {
 void j_setReal(const char* instanceName, fmi2ValueReference vr, double value) {
   exceptionMayPend = true;  // the importer's logger was called in between
   clearJavaException();
-  const jmethodID method = findJavaMethod("setReal", "(Ljava/lang/String;ID)V");
+  const jmethodID method = findJavaMethod(setReal);
   if (method == nullptr) return;
   const JavaText name(instanceName);
   if (!name) return;
@@ -118,7 +141,7 @@ void j_setReal(const char* instanceName, fmi2ValueReference vr, double value) {
 
 void j_terminate(const char* instanceName) {
   const JniBracket bracket;
-  const jmethodID method = findJavaMethod("doTerminate", "(Ljava/lang/String;)V");
+  const jmethodID method = findJavaMethod(doTerminate);
   if (method == nullptr) return;
   const JavaText name(instanceName);
   if (name) callVoid(method, name.get());
@@ -126,7 +149,7 @@ void j_terminate(const char* instanceName) {
 
 void j_freeInstance(const char* instanceName) {
   const JniBracket bracket;
-  const jmethodID method = findJavaMethod("doFreeInstance", "(Ljava/lang/String;)V");
+  const jmethodID method = findJavaMethod(doFreeInstance);
   if (method == nullptr) return;
   const JavaText name(instanceName);
   if (!name) return;

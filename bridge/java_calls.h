@@ -11,27 +11,42 @@
 #include "java_text.h"
 #include "jvm_access.h"
 
+// A method of the simulation object, and the identifier that was last found to be one of its own.
+struct JavaMethod {
+  const char* name;
+  const char* signature;
+  jmethodID own = nullptr;
+  std::uint64_t owner = 0;  // a simObjectNumber
+};
+
 // The method's identifier, or null when the method, the class, the object or the environment is
 // missing: to a caller these are all the same. A failed look-up leaves its exception pending.
-jmethodID findJavaMethod(const char* name, const char* signature) noexcept;
+jmethodID findJavaMethod(JavaMethod& method) noexcept;
+
+// Asked directly after each call of Java, also because not asking draws a -Xcheck:jni warning.
+inline void noteJavaException() noexcept {
+  exceptionMayPend = jniEnv->ExceptionCheck();
+}
 
 // Answers of calls that threw are false or null.
 template <class... Arguments>
 bool callBoolean(jmethodID method, Arguments... arguments) noexcept {
-  const JavaCall call;
-  return jniEnv->CallBooleanMethod(simObject, method, arguments...) != JNI_FALSE;
+  const jboolean answer = jniEnv->CallBooleanMethod(simObject, method, arguments...);
+  noteJavaException();
+  return answer != JNI_FALSE;
 }
 
 template <class... Arguments>
 void callVoid(jmethodID method, Arguments... arguments) noexcept {
-  const JavaCall call;
   jniEnv->CallVoidMethod(simObject, method, arguments...);
+  noteJavaException();
 }
 
 template <class... Arguments>
 jobject callObject(jmethodID method, Arguments... arguments) noexcept {
-  const JavaCall call;
-  return jniEnv->CallObjectMethod(simObject, method, arguments...);
+  const jobject answer = jniEnv->CallObjectMethod(simObject, method, arguments...);
+  noteJavaException();
+  return answer;
 }
 
 void clearLastError() noexcept;

@@ -8,14 +8,10 @@
 JNIEnv* jniEnv = nullptr;
 jclass simClass = nullptr;
 jobject simObject = nullptr;
+std::uint64_t simObjectNumber = 0;
 bool exceptionMayPend = true;
 
 namespace {
-
-// Whether simClass was found to be the class of simObject. Asked once per outermost bracket, and
-// again when a Java method came back to us.
-bool classIsKnown = false;
-unsigned bracketsOpened = 0;
 
 constexpr const char* className = "com/zelvox/qorbetta/ZelvoxSim";
 constexpr const char* accessorName = "create";
@@ -66,6 +62,7 @@ void findJavaClasses() noexcept {
     if (held != nullptr) {
       if (simObject != nullptr) jniEnv->DeleteGlobalRef(simObject);
       simObject = held;
+      ++simObjectNumber;
     }
   }
   clearJavaException();
@@ -80,20 +77,11 @@ bool ensureJniEnv() noexcept {
     attached = vm->AttachCurrentThread(&env, nullptr) == JNI_OK;
     if (attached) jniEnv = static_cast<JNIEnv*>(env);
   }
-  ++bracketsOpened;
-  if (simClass == nullptr) {  // the outermost bracket: the thread comes from the importer
-    exceptionMayPend = true;
-    classIsKnown = false;
-  }
+  // The outermost bracket: the thread comes from the importer.
+  if (simClass == nullptr) exceptionMayPend = true;
   simClass = nullptr;
   if (jniEnv != nullptr) findSimClass();
   return attached;
-}
-
-bool canCallSimObject() noexcept {
-  if (jniEnv == nullptr || simClass == nullptr || simObject == nullptr) return false;
-  if (!classIsKnown) classIsKnown = jniEnv->IsInstanceOf(simObject, simClass) != JNI_FALSE;
-  return classIsKnown;
 }
 
 void releaseJniEnv(bool attached) noexcept {
@@ -114,16 +102,6 @@ void clearJavaException() noexcept {
   if (!jniEnv->ExceptionCheck()) return;
   jniEnv->ExceptionDescribe();
   jniEnv->ExceptionClear();
-}
-
-JavaCall::JavaCall() noexcept : before(bracketsOpened) {
-  classIsKnown = false;
-}
-
-// Directly after the call, also because not asking draws a -Xcheck:jni warning.
-JavaCall::~JavaCall() {
-  exceptionMayPend = jniEnv->ExceptionCheck();
-  classIsKnown = bracketsOpened == before;
 }
 
 JniBracket::JniBracket() noexcept

@@ -8,26 +8,16 @@
 
 #include <jni.h>
 
-extern JNIEnv* jniEnv;     // of the calling thread
-extern jclass simClass;    // a local reference of the innermost bracket
-extern jobject simObject;  // a global reference, replaced by each connection
+#include <cstdint>
+
+extern JNIEnv* jniEnv;                 // of the calling thread
+extern jclass simClass;                // a local reference of the innermost bracket
+extern jobject simObject;              // a global reference, replaced by each connection
+extern std::uint64_t simObjectNumber;  // one more with each replacement
 
 // False while no JNI call of ours can have left an exception since the JVM was last asked: asking
 // costs as much as a small JNI call, so it is not asked twice.
 extern bool exceptionMayPend;
-
-// Stands around the call of a Java method of the simulation object. The method may be an importer
-// itself and come back to us, with another class loader or a new simulation object.
-class JavaCall {
- public:
-  JavaCall() noexcept;
-  ~JavaCall();
-  JavaCall(const JavaCall&) = delete;
-  JavaCall& operator=(const JavaCall&) = delete;
-
- private:
-  unsigned before;
-};
 
 // Passes on what a JNI function made or found; null comes with an exception.
 template <class Result>
@@ -46,11 +36,6 @@ void findJavaClasses() noexcept;
 // The two ends of a JniBracket. `attached`: this very call attached the thread.
 bool ensureJniEnv() noexcept;
 void releaseJniEnv(bool attached) noexcept;
-
-// Whether there is all that a call of Java needs. The class that this thread sees need not be the
-// object's: a thread that Java code runs on asks the class loader of that code. A method of the one
-// must not be called on the other.
-bool canCallSimObject() noexcept;
 
 // Gives back the current class reference and goes on with the environment and class of the
 // enclosing bracket, or with none.

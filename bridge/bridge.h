@@ -14,6 +14,11 @@
 struct JNIEnv_;
 class _jclass;
 
+// False while nothing can have left a Java exception on the calling thread since the JVM was last
+// asked for one: asking costs as much as a small JNI call, so it is not asked twice. A callback of
+// the importer can leave one.
+extern bool exceptionMayPend;
+
 // The calling thread has an environment of the JVM for as long as a bracket lives: a thread that
 // was not attached is attached by the outermost bracket and detached when that one ends. An inner
 // bracket leaves the outer one's environment and class valid.

@@ -128,7 +128,6 @@ bool j_initializeModel(const char* instanceName) {
 }
 
 void j_setReal(const char* instanceName, fmi2ValueReference vr, double value) {
-  exceptionMayPend = true;  // the importer's logger was called in between
   clearJavaException();
   const jmethodID method = findJavaMethod(setReal);
   if (method == nullptr) return;

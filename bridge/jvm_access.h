@@ -10,14 +10,12 @@
 
 #include <cstdint>
 
+#include "bridge.h"
+
 extern JNIEnv* jniEnv;                 // of the calling thread
 extern jclass simClass;                // a local reference of the innermost bracket
 extern jobject simObject;              // a global reference, replaced by each connection
 extern std::uint64_t simObjectNumber;  // one more with each replacement
-
-// False while no JNI call of ours can have left an exception since the JVM was last asked: asking
-// costs as much as a small JNI call, so it is not asked twice.
-extern bool exceptionMayPend;
 
 // Passes on what a JNI function made or found; null comes with an exception.
 template <class Result>

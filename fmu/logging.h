@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <string>
 
-#include "fmu_instance.h"
+#include "bridge.h"
 
 // The index of a category's switch in FmuInstance::logCategories. logAll is only a switch: it turns
 // every category on.
@@ -28,6 +28,7 @@ void logMessage(const FmuInstance& instance, fmi2Status status, LogCategory cate
   instance.functions->logger(instance.functions->componentEnvironment, instance.instanceName,
                              status, logCategoryNames[static_cast<std::size_t>(category)], format,
                              arguments...);
+  exceptionMayPend = true;
 }
 
 template <class... Arguments>

@@ -205,6 +205,21 @@ TEST_F(Running, TextsKeepEveryCharacterBothWays) {
   EXPECT_NE(seen().find(" n  | "), std::string::npos) << "no location is an empty one";
 }
 
+// -Xcheck:jni complains of most calls that are made while one is pending.
+TEST_F(Running, AnExceptionThatTheLoggerLeavesIsClearedBeforeJavaIsCalled) {
+  const C c = initialized("m", 1);
+  const jclass error = env->FindClass("java/lang/Error");
+  importer.onCallback = [&] {
+    if (!env->ExceptionCheck()) env->ThrowNew(error, "left by the logger");
+  };
+  for (const double value : {40, 41}) EXPECT_EQ(set(c, 4, value), fmi2OK);
+  EXPECT_EQ(FMI(fmi2DoStep)(c, 1, 0.5, 0), fmi2OK);
+  EXPECT_EQ(get(c, 4), 41);
+  importer.onCallback = [] {};
+  env->ExceptionClear();
+  log();
+}
+
 // As when the model, or the importer that listens, imports another unit.
 TEST_F(Running, ACallMayInstantiateInTheMiddleOfAnother) {
   const C c = initialized("m", 1);

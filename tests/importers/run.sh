@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs the packed DC motor in importers that nobody here wrote, and compares with `zelvox simulate`.
+# Runs the examples with importers that nobody here wrote, and compares with `zelvox simulate`.
 #
 #   run.sh CASE WORK_DIRECTORY ZELVOX ZELVOX_JAR MODEL_JAR
 #
@@ -8,7 +8,9 @@
 set -euo pipefail
 case=$1 work=$2 zelvox=$3 jar=$4 model=$5
 here=$(cd "$(dirname "$0")" && pwd)
-fmu=$work/motor.fmu reference=$work/reference.csv python=$work/python/bin/python
+examples=$here/../../examples/importers
+fmu=$work/motor.fmu reference=$work/reference.csv result=$work/$case.csv
+python=$work/python/bin/python
 
 skip() {
   echo "skipped: $1"
@@ -29,7 +31,7 @@ case $case in
       fmpy==0.3.32 JPype1==1.7.1 libcosimpy==0.0.6; then
       touch "$work/python.ready"
     fi
-    if mvn --quiet --batch-mode --file "$here/pom.xml" \
+    if mvn --quiet --batch-mode --file "$examples/fmi4j/pom.xml" \
       org.apache.maven.plugins:maven-dependency-plugin:3.6.1:copy-dependencies \
       -DoutputDirectory="$work/fmi4j"; then
       touch "$work/fmi4j.ready"
@@ -37,17 +39,32 @@ case $case in
     ;;
   fmi4j)
     [ -f "$work/fmi4j.ready" ] || skip "FMI4j could not be fetched from Maven Central"
-    javac -d "$work" -cp "$work/fmi4j/*" "$here/Fmi4jRun.java"
-    java -cp "$work:$jar:$work/fmi4j/*" Fmi4jRun "$fmu" "$reference"
+    javac -d "$work" -cp "$work/fmi4j/*" "$examples/fmi4j/Motor.java"
+    java -cp "$work:$jar:$work/fmi4j/*" Motor "$fmu" "$result"
     ;;
   *)
     [ -f "$work/python.ready" ] || skip "FMPy and libcosimpy could not be fetched from PyPI"
-    if [ "$case" = schema ]; then
-      schema=$("$python" -c 'import fmpy; print(fmpy.__path__[0])')/schema/fmi2
-      "$python" -m zipfile --extract "$fmu" "$work/unpacked"
-      xmllint --noout --schema "$schema/fmi2ModelDescription.xsd" "$work/unpacked/modelDescription.xml"
-    else
-      "$python" "$here/importers.py" "$case" "$fmu" "$zelvox" "$jar" "$reference"
-    fi
+    ;;&
+  validation)
+    "$python" -m fmpy validate "$fmu"
     ;;
+  schema)
+    schema=$("$python" -c 'import fmpy; print(fmpy.__path__[0])')/schema/fmi2
+    "$python" -m zipfile --extract "$fmu" "$work/unpacked"
+    xmllint --noout --schema "$schema/fmi2ModelDescription.xsd" "$work/unpacked/modelDescription.xml"
+    ;;
+  fmpy-command)
+    "$zelvox" exec -- "$python" -m fmpy simulate "$fmu" --stop-time 0.5 --output-interval 1e-3 \
+      --start-values voltage 12 load 0.01 --output-variables speed current --output-file "$result"
+    ;;
+  *-exec)
+    "$zelvox" exec -- "$python" "$examples/${case%-exec}_motor.py" "$fmu" "$result"
+    ;;
+  *-jpype)
+    "$python" "$examples/${case%-jpype}_motor.py" "$fmu" "$result" "$jar"
+    ;;
+esac
+case $case in
+  prepare | validation | schema) ;;
+  *) python3 "$here/compare.py" "$reference" "$result" ;;
 esac

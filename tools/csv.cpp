@@ -107,7 +107,7 @@ void appendRow(CsvTable& table, const std::vector<std::string>& cells, const Rea
   const std::size_t expected = table.names.size() + 1;
   if (cells.size() != expected)
     reader.fail(std::min(cells.size(), expected) + 1,
-                "found " + std::to_string(cells.size()) + " cells in the line, expected " +
+                "found " + counted(std::ssize(cells), "cell") + " in the line, expected " +
                     std::to_string(expected) + " as in the header");
   const double time = numberIn(cells[0], reader, 1);
   if (!table.times.empty() && time < table.times.back())

@@ -26,12 +26,6 @@ struct InfoOptions {
   bool all = false;
 };
 
-// Characters, not bytes: what a terminal shows.
-std::size_t widthOf(std::string_view text) {
-  return static_cast<std::size_t>(
-      std::ranges::count_if(text, [](char c) { return (c & 0xC0) != 0x80; }));
-}
-
 std::string cut(const std::string& text, std::size_t width) {
   if (widthOf(text) <= width) return text;
   std::size_t end = 0;
@@ -40,11 +34,6 @@ std::string cut(const std::string& text, std::size_t width) {
   }
   // `end` is behind the lead byte of the last character, whose place the mark takes.
   return text.substr(0, end - 1) + "\u2026";
-}
-
-std::string padded(const std::string& text, std::size_t width, bool right = false) {
-  const std::string blanks(width - std::min(width, widthOf(text)), ' ');
-  return right ? blanks + text : text + blanks;
 }
 
 void printFact(const std::string& label, const std::string& fact) {
@@ -162,8 +151,7 @@ void info(const InfoOptions& options) {
             model.generationTool +
                 (model.generationDateAndTime.empty() ? "" : ", " + model.generationDateAndTime));
   printFact("GUID", model.guid);
-  printFact("Size", sizeOf(options.fmu) + ", " + std::to_string(files.size()) +
-                        (files.size() == 1 ? " file" : " files"));
+  printFact("Size", sizeOf(options.fmu) + ", " + counted(std::ssize(files), "file"));
   printTable(model, "Inputs", "input", options.all);
   printTable(model, "Outputs", "output", options.all);
   printTable(model, "Parameters", "parameter", options.all);

@@ -4,13 +4,18 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <iostream>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <pugixml.hpp>
 #include <set>
 #include <sstream>
+#include <thread>
 
 #include "archive.h"
 #include "command.h"
@@ -323,14 +328,36 @@ void appendLicenses(std::vector<ArchiveEntry>& entries, const ModelDescription& 
   }
 }
 
-std::string counted(const ModelDescription& model, const std::string& causality) {
-  const auto count = std::ranges::count(model.variables, causality, &ScalarVariable::causality);
-  return std::to_string(count) + " " + causality + (count == 1 ? "" : "s");
+std::string countOf(const ModelDescription& model, const std::string& causality) {
+  return counted(std::ranges::count(model.variables, causality, &ScalarVariable::causality),
+                 causality);
+}
+
+std::mutex finishing;
+
+// Ctrl-C ends the process also when the model hangs, but leaves no copies of jars behind and comes
+// too late for an FMU that is being written. The signals are for this thread alone, which may do
+// what no handler may.
+void endWhenInterrupted(const fs::path& staged) {
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int signal : {SIGINT, SIGTERM}) sigaddset(&signals, signal);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  std::thread([=] {
+    int received = 0;
+    sigwait(&signals, &received);
+    finishing.lock();
+    std::error_code ignored;
+    fs::remove_all(staged, ignored);
+    std::fputs("zelvox: interrupted, no FMU was written\n", stderr);
+    std::_Exit(static_cast<int>(ExitCode::interrupted));
+  }).detach();
 }
 
 void pack(const PackOptions& options) {
   // What is static is put away also when the model ends the process.
   static const TemporaryDirectory staged;
+  endWhenInterrupted(staged.path());
   const fs::path resources = staged.path() / "resources";
   copyJars(options.jars, resources);
   const PackedModel packed = askModel(options, resources);
@@ -350,10 +377,11 @@ void pack(const PackOptions& options) {
       {"documentation/index.html", {}, indexHtml(model, options.output.filename().string())});
   entries.push_back({"documentation/externalDependencies.txt", {}, externalDependencies});
   appendLicenses(entries, model);
+  finishing.lock();
   writeArchive(options.output, entries);
   std::cout << options.output.string() << ": " << model.modelName << " (" << packed.javaClass
-            << ") with " << counted(model, "input") << ", " << counted(model, "output") << " and "
-            << counted(model, "parameter") << "\n";
+            << ") with " << countOf(model, "input") << ", " << countOf(model, "output") << " and "
+            << countOf(model, "parameter") << "\n";
 }
 
 }  // namespace

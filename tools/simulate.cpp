@@ -262,8 +262,8 @@ void Simulation::record(FmuInstance& instance, double time) {
 }
 
 void Simulation::summarize() const {
-  std::printf("%s: %lld %s from %.10g s to %.10g s in %.3g s", printable(model.modelName).c_str(),
-              stepsDone, stepsDone == 1 ? "step" : "steps", grid.start, lastTime, wallTime);
+  std::printf("%s: %s from %.10g s to %.10g s in %.3g s", printable(model.modelName).c_str(),
+              counted(stepsDone, "step").c_str(), grid.start, lastTime, wallTime);
   if (wallTime > 0.0) {
     const double factor = (lastTime - grid.start) / wallTime;
     std::printf(factor < 100.0 ? ", %.3g times real time" : ", %.0f times real time", factor);
@@ -273,12 +273,12 @@ void Simulation::summarize() const {
   constexpr std::size_t mostShown = 20;
   const std::size_t shown = std::min(observed.size(), mostShown);
   std::size_t width = 0;
-  for (std::size_t i = 0; i < shown; ++i) width = std::max(width, observed[i]->name.size());
+  for (std::size_t i = 0; i < shown; ++i) width = std::max(width, widthOf(observed[i]->name));
   for (std::size_t i = 0; i < shown; ++i) {
     const double* const number = std::get_if<double>(&row.values[i]);
     const std::string value = number != nullptr ? "" : std::get<std::string>(row.values[i]);
-    std::printf("  %-*s ", static_cast<int>(std::min<std::size_t>(width, 40)),
-                printable(observed[i]->name).c_str());
+    const std::string name = printable(observed[i]->name);
+    std::printf("  %s ", padded(name, std::min<std::size_t>(width, 40)).c_str());
     if (number != nullptr) {
       std::printf("%14.8g  %s\n", *number, printable(observed[i]->unit).c_str());
     } else {
@@ -286,7 +286,9 @@ void Simulation::summarize() const {
     }
   }
   if (observed.size() > shown) std::printf("  and %zu more\n", observed.size() - shown);
-  if (output) std::printf("Wrote %s with %lld rows\n", options.outputFile.c_str(), stepsDone + 1);
+  if (output)
+    std::printf("Wrote %s with %s\n", options.outputFile.c_str(),
+                counted(stepsDone + 1, "row").c_str());
 }
 
 std::string contentOf(const fs::path& file) {

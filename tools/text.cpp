@@ -1,5 +1,6 @@
 #include "text.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 
@@ -33,4 +34,18 @@ std::string printable(std::string_view text) {
 std::string inQuotes(std::string_view text) {
   constexpr std::size_t enough = 200;
   return "'" + printable(text.substr(0, enough)) + (text.size() > enough ? "..." : "") + "'";
+}
+
+std::size_t widthOf(std::string_view text) {
+  return static_cast<std::size_t>(
+      std::ranges::count_if(text, [](char c) { return (c & 0xC0) != 0x80; }));
+}
+
+std::string padded(const std::string& text, std::size_t width, bool right) {
+  const std::string blanks(width - std::min(width, widthOf(text)), ' ');
+  return right ? blanks + text : text + blanks;
+}
+
+std::string counted(long long count, const std::string& noun) {
+  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }

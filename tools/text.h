@@ -1,6 +1,7 @@
 // Numbers and texts between files, people and the program, the same in every command.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,3 +18,12 @@ std::string printable(std::string_view text);
 
 // A foreign text for a sentence: printable, in quotes, and cut when it is too long to be read.
 std::string inQuotes(std::string_view text);
+
+// How many characters of a terminal the text takes: characters, not bytes.
+std::size_t widthOf(std::string_view text);
+
+// The text with blanks behind it, or before it, up to `width` characters.
+std::string padded(const std::string& text, std::size_t width, bool right = false);
+
+// "1 input", "2 inputs".
+std::string counted(long long count, const std::string& noun);

@@ -21,6 +21,7 @@ public class Odd implements Model {
             case "empty": return ModelDescription.named("Empty").build();
             case "throws": throw new IllegalStateException("no idea\nwhat I am");
             case "exit": System.exit(0); break;
+            case "hangs": hang(); break;
             case "unnamed": odd.input("", "", "", 0); break;
             case "blank": odd.input(" a", "", "", 0); break;
             case "control": odd.input("a\u0001b", "", "", 0); break;
@@ -49,6 +50,13 @@ public class Odd implements Model {
                 .parameter("sleep", "ms", "in each step", 0).range(0, 1000)
                 .experiment(-1, 1, 0.25, 1e-5)
                 .build();
+    }
+
+    private static void hang() {
+        System.err.println("hangs");
+        while (true) {
+            Thread.yield();
+        }
     }
 
     @Override

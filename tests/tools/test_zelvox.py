@@ -174,6 +174,14 @@ class Pack(Case):
             self.assertEqual(sorted(os.listdir(self.home)), before)
             self.assertEqual((self.home / "old.fmu").read_text(), "old")
 
+    def test_interrupt_of_a_model_that_hangs_leaves_nothing(self):
+        for interrupt in (signal.SIGINT, signal.SIGTERM):
+            process = self.start("pack", "--jar", ODD_JAR, "--model", "Odd", "--jvm-option=-Dodd=hangs", "-o", "x.fmu")
+            self.assertEqual(process.stderr.readline(), "hangs\n")
+            process.send_signal(interrupt)
+            self.assertIn("interrupted", self.finish(process, 130)[1])
+            self.assertEqual(os.listdir(self.home), ["tmp"])
+
 
 class Importer(Case):
     """Has the FMUs unpacked, in `motor ü%20 +` and `odd`, and an importer written in Python."""
@@ -429,6 +437,19 @@ class Hostile(Case):
             content = self.archive(("modelDescription.xml", text))
             self.every_command_refuses(content, f"modelDescription.xml, line 1: .*{reason}")
 
+
+    def test_large_description_is_no_attack(self):
+        many = "".join(self.VARIABLE % (i, "<Real/>") for i in range(100_000))
+        self.archive(("modelDescription.xml", self.XML % many))
+        out = self.zelvox("info", "new.fmu")[0]
+        self.assertIn("Outputs (100000)", out)
+        self.assertLess(len(out.splitlines()), 30)
+        self.assertGreater(len(self.zelvox("info", "--all", "new.fmu")[0].splitlines()), 100_000)
+
+    def test_damaged_archive_never_crashes_a_command(self):
+        whole = motor().read_bytes()
+        for length in (1, 21, 22, 100, *range(1000, len(whole), len(whole) // 20), len(whole) - 1):
+            self.refuses("cut.fmu", "info", self.write("cut.fmu", whole[:length]))
 
 
 class Exec(Importer):

@@ -15,9 +15,18 @@ struct JNIEnv_;
 class _jclass;
 
 // False while nothing can have left a Java exception on the calling thread since the JVM was last
-// asked for one: asking costs as much as a small JNI call, so it is not asked twice. A callback of
-// the importer can leave one.
+// asked for one: asking costs as much as a small JNI call, so it is not asked twice. Every exported
+// function that goes on to Java begins with true, as its caller may have left one.
 extern bool exceptionMayPend;
+
+// Stands around each call of an importer's callback, which may use Java on this thread itself:
+// leave an exception, or detach the thread, as if it and not a bracket of ours had attached it.
+struct CallbackGuard {
+  CallbackGuard() = default;
+  ~CallbackGuard();
+  CallbackGuard(const CallbackGuard&) = delete;
+  CallbackGuard& operator=(const CallbackGuard&) = delete;
+};
 
 // The calling thread has an environment of the JVM for as long as a bracket lives: a thread that
 // was not attached is attached by the outermost bracket and detached when that one ends. An inner

@@ -35,16 +35,16 @@ bool explained(bool accepted) {
 }  // namespace
 
 // The class that this thread sees need not be the object's: a thread that Java code runs on asks
-// the class loader of that code. A method of the one must not be called on the other. Asking the
-// JVM shows in the time of a single fmi2SetReal; but while the object lives, so does its class, and
-// no other method can have the identifier of one of its own.
+// the class loader of that code. A method that the object does not have must not be called on it.
+// Asking the JVM shows in the time of a single fmi2SetReal; but while the object lives, so does its
+// class, and no other method can have the identifier of one of its own.
 jmethodID findJavaMethod(JavaMethod& method) noexcept {
   if (jniEnv == nullptr || simClass == nullptr || simObject == nullptr) return nullptr;
   const jmethodID found = made(jniEnv->GetMethodID(simClass, method.name, method.signature));
-  if (found == nullptr) return nullptr;
+  // The look-up may run the class's initializer, and that anything.
+  if (found == nullptr || simObject == nullptr) return nullptr;
   if (found == method.own && simObjectNumber == method.owner) return found;
-  // The look-up may have run the class's initializer, and that anything.
-  if (simObject == nullptr || !jniEnv->IsInstanceOf(simObject, simClass)) return nullptr;
+  if (!jniEnv->IsInstanceOf(simObject, simClass)) return nullptr;
   method.own = found;
   method.owner = simObjectNumber;
   return found;

@@ -77,8 +77,6 @@ bool ensureJniEnv() noexcept {
     attached = vm->AttachCurrentThread(&env, nullptr) == JNI_OK;
     if (attached) jniEnv = static_cast<JNIEnv*>(env);
   }
-  // The outermost bracket: the thread comes from the importer.
-  if (simClass == nullptr) exceptionMayPend = true;
   simClass = nullptr;
   if (jniEnv != nullptr) findSimClass();
   return attached;
@@ -102,6 +100,17 @@ void clearJavaException() noexcept {
   if (!jniEnv->ExceptionCheck()) return;
   jniEnv->ExceptionDescribe();
   jniEnv->ExceptionClear();
+}
+
+CallbackGuard::~CallbackGuard() {
+  exceptionMayPend = true;
+  JNIEnv* const before = jniEnv;
+  if (before == nullptr) return;  // no bracket is open
+  jniEnv = nullptr;
+  if (JavaVM* const vm = findJvm(); vm != nullptr) getJniEnv(vm);
+  // The class went with the attachment. Who attached the thread at first, a bracket of ours or the
+  // importer, will also detach it.
+  if (jniEnv != before) ensureJniEnv();
 }
 
 JniBracket::JniBracket() noexcept

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <new>
+#include <utility>
 
 #include "call_rules.h"
 #include "logging.h"
@@ -21,7 +22,7 @@ inline fmi2Status abandonCall(FmuInstance& instance, const CallRule& rule,
 
 // Runs `body`, an fmi2Status(FmuInstance&), if the handle and the state allow the call.
 template <class Body>
-fmi2Status exportedCall(fmi2Component c, const CallRule& rule, Body&& body) noexcept {
+fmi2Status checkedCall(fmi2Component c, const CallRule& rule, Body&& body) noexcept {
   if (c == nullptr) return fmi2Error;
   auto& instance = *static_cast<FmuInstance*>(c);
   try {
@@ -31,4 +32,10 @@ fmi2Status exportedCall(fmi2Component c, const CallRule& rule, Body&& body) noex
   } catch (...) {
     return abandonCall(instance, rule, "%s: A callback of the importer threw an exception.");
   }
+}
+
+template <class Body>
+fmi2Status exportedCall(fmi2Component c, const CallRule& rule, Body&& body) noexcept {
+  exceptionMayPend = true;
+  return checkedCall(c, rule, std::forward<Body>(body));
 }

@@ -16,6 +16,7 @@ constexpr const char* modelGuid = "{6F1C2D3A-8B4E-4F70-9A1D-2E5B7C9D0F13}";
 template <class... Arguments>
 void logFailure(const fmi2CallbackFunctions& functions, fmi2String instanceName, const char* format,
                 Arguments... arguments) {
+  const CallbackGuard guard;
   functions.logger(functions.componentEnvironment, instanceName, fmi2Error, "error", format,
                    arguments...);
 }
@@ -54,6 +55,7 @@ struct Release {
 
 template <class Element>
 Element* allocate(const fmi2CallbackFunctions& functions, size_t count) {
+  const CallbackGuard guard;
   return static_cast<Element*>(functions.allocateMemory(count, sizeof(Element)));
 }
 
@@ -78,7 +80,7 @@ bool argumentsAreValid(const fmi2CallbackFunctions& functions, fmi2String instan
 std::unique_ptr<FmuInstance, Release> allocateInstance(const fmi2CallbackFunctions& functions,
                                                        fmi2String instanceName, fmi2String guid) {
   std::unique_ptr<FmuInstance, Release> instance(nullptr, Release{functions});
-  void* const memory = functions.allocateMemory(1, sizeof(FmuInstance));
+  void* const memory = allocate<FmuInstance>(functions, 1);
   if (memory == nullptr) return instance;
   instance.reset(new (memory) FmuInstance{});
 

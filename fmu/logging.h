@@ -25,10 +25,10 @@ template <class... Arguments>
 void logMessage(const FmuInstance& instance, fmi2Status status, LogCategory category,
                 const char* format, Arguments... arguments) {
   if (status != fmi2Error && !categoryIsOn(instance, category)) return;
+  const CallbackGuard guard;
   instance.functions->logger(instance.functions->componentEnvironment, instance.instanceName,
                              status, logCategoryNames[static_cast<std::size_t>(category)], format,
                              arguments...);
-  exceptionMayPend = true;
 }
 
 template <class... Arguments>

@@ -76,9 +76,10 @@ fmi2Status fmi2GetReal(fmi2Component c, const fmi2ValueReference vr[], size_t nv
 fmi2Status fmi2SetReal(fmi2Component c, const fmi2ValueReference vr[], size_t nvr,
                        const fmi2Real value[]) {
   // Opened before any check: one attachment serves all values.
+  exceptionMayPend = true;
   const JniBracket bracket;
   const auto& rule = rules::setReal;
-  return exportedCall(c, rule, [=, &rule](FmuInstance& instance) {
+  return checkedCall(c, rule, [=, &rule](FmuInstance& instance) {
     if (!arraysGiven(instance, rule, vr, nvr, value)) return fmi2Error;
     logTrace(instance, "fmi2SetReal: nvr = %d", static_cast<int>(nvr));
     const fmi2ValueReference count = validReals(instance, getNumberOfReals(instance.instanceName));

@@ -205,19 +205,57 @@ TEST_F(Running, TextsKeepEveryCharacterBothWays) {
   EXPECT_NE(seen().find(" n  | "), std::string::npos) << "no location is an empty one";
 }
 
-// -Xcheck:jni complains of most calls that are made while one is pending.
+// -Xcheck:jni complains of most calls that are made while an exception is pending.
 TEST_F(Running, AnExceptionThatTheLoggerLeavesIsClearedBeforeJavaIsCalled) {
+  const C quiet = initialized("quiet");
+  const C freed = initialized("freed", 1);
   const C c = initialized("m", 1);
   const jclass error = env->FindClass("java/lang/Error");
-  importer.onCallback = [&] {
+  int depth = 0;
+  bool last = false;
+  const auto leaveOne = [&] {
     if (!env->ExceptionCheck()) env->ThrowNew(error, "left by the logger");
+  };
+  importer.onCallback = [&] {
+    leaveOne();
+    if (depth == 1) throw std::runtime_error("the logger itself fails");
+    ++depth;
+    set(quiet, 4, 1);
+    leaveOne();
+    get(quiet, 0);
+    leaveOne();
+    if (last) FMI(fmi2FreeInstance)(std::exchange(instances["freed"], nullptr));
+    --depth;
   };
   for (const double value : {40, 41}) EXPECT_EQ(set(c, 4, value), fmi2OK);
   EXPECT_EQ(FMI(fmi2DoStep)(c, 1, 0.5, 0), fmi2OK);
   EXPECT_EQ(get(c, 4), 41);
+  EXPECT_NE(instantiate("late"), nullptr);
+  last = true;
+  EXPECT_EQ(FMI(fmi2DoStep)(c, 2, 0.5, 0), fmi2Error) << "freeing one released the object of all";
+  EXPECT_EQ(std::ranges::count(importer.blocks, freed), 0);
   importer.onCallback = [] {};
   env->ExceptionClear();
   log();
+}
+
+// As loggers do that pass messages on to Java.
+TEST_F(Running, ALoggerMayDetachTheThreadThatACallAttached) {
+  const C c = initialized("m", 1);
+  const auto callback = std::exchange(importer.onCallback, [&] {
+    void* own = nullptr;
+    EXPECT_EQ(vm->AttachCurrentThread(&own, nullptr), JNI_OK);
+    vm->DetachCurrentThread();
+  });
+  onForeignThread([&] {
+    EXPECT_EQ(set(c, 4, 40), fmi2OK);
+    EXPECT_EQ(FMI(fmi2DoStep)(c, 1, 0.5, 0), fmi2OK);
+    EXPECT_EQ(set(c, 9, 1), fmi2Error);
+  });
+  importer.onCallback = callback;
+  const auto called = calls();
+  EXPECT_EQ(std::ranges::count_if(called, [](auto& l) { return l.starts_with("setReal m 4"); }), 1);
+  EXPECT_EQ(log().back(), "Error logError m: fmi2SetReal: Illegal value reference 9.");
 }
 
 // As when the model, or the importer that listens, imports another unit.

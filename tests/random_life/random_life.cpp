@@ -86,6 +86,14 @@ void release(void* memory) {
 }
 
 JavaVM* vm = nullptr;
+thread_local bool foreignThread = false;
+
+// As a logger that passes messages on to Java, and finds the thread attached by the library.
+void detach() {
+  void* env = nullptr;
+  vm->AttachCurrentThread(&env, nullptr);
+  vm->DetachCurrentThread();
+}
 
 // As a logger that uses Java itself and fails.
 void leaveException() {
@@ -115,6 +123,7 @@ void listen(fmi2ComponentEnvironment, fmi2String name, fmi2Status status, fmi2St
        {"Illegal call sequence", "Invalid argument", "Missing ", "Wrong GUID"})
     if (std::strstr(text.data(), refusal) != nullptr) refused = true;
   if (chance(20)) leaveException();
+  if (foreignThread && chance(5)) detach();
 }
 const fmi2CallbackFunctions callbacks = {listen, allocate, release, nullptr, nullptr};
 
@@ -335,6 +344,7 @@ void callOnce(JNIEnv* env, std::array<unsigned long, 6>& results) {
   fmi2Status result = fmi2OK;
   if (chance(10)) {
     std::thread([&] {
+      foreignThread = true;
       result = call();
       void* leftBehind = nullptr;
       if (vm->GetEnv(&leftBehind, JNI_VERSION_1_8) != JNI_EDETACHED)

@@ -1,10 +1,12 @@
 // How much of an operation is the library's own share: measures it side by side with bare JNI calls
 // and prints tables for docs/performance.md.
 //
-//   bench [--rounds=N] [--data=FILE] [--benchmark_filter=REGEX]
+//   bench [--rounds=N] [--pool=FILE] [--data=FILE] [--benchmark_filter=REGEX]
 //
 // Machines are noisy, so ratios are taken within short rounds: each one runs every variant of a
-// case for half a millisecond, in turns. What is printed is the median of the rounds' ratios.
+// case for half a millisecond, in turns. What is printed is the median of the rounds' ratios. Where
+// code and data happen to lie decides a few hundredths for the whole life of a process, so several
+// processes one after another may pool their rounds in a file; each prints the figures so far.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -14,10 +16,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <deque>
+#include <fstream>
 #include <functional>
+#include <iterator>
 #include <map>
 #include <numeric>
 #include <random>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -73,7 +78,9 @@ struct Result {
   std::vector<Spread> ratios;       // of the first variant to each other one
 };
 
-std::map<std::string, Result> results;
+using Round = std::vector<double>;  // nanoseconds of an operation, by variant
+
+std::map<std::string, std::vector<Round>> rounds;  // by name of the case
 
 Spread spreadOf(std::vector<double> values) {
   std::ranges::sort(values);
@@ -83,9 +90,46 @@ Spread spreadOf(std::vector<double> values) {
   return {at(0.25), at(0.5), at(0.75)};
 }
 
+Result resultOf(const std::vector<Round>& measured) {
+  const auto spread = [&measured](auto value) {
+    std::vector<double> values;
+    for (const Round& round : measured) values.push_back(value(round));
+    return spreadOf(std::move(values));
+  };
+  Result result;
+  for (std::size_t i = 0; i < measured[0].size(); ++i) {
+    result.nanoseconds.push_back(spread([i](const Round& round) { return round[i]; }).median);
+    if (i > 0)
+      result.ratios.push_back(spread([i](const Round& round) { return round[0] / round[i]; }));
+  }
+  return result;
+}
+
+// Lines of a name and the nanoseconds of one round. There need be no file yet.
+void readPool(const std::string& file) {
+  std::ifstream lines(file);
+  for (std::string line; std::getline(lines, line);) {
+    std::istringstream text(line);
+    std::string name;
+    std::getline(text, name, '\t');
+    rounds[name].push_back({std::istream_iterator<double>(text), {}});
+  }
+}
+
+void writePool(const std::string& file) {
+  std::ofstream lines(file);
+  for (const auto& [name, measured] : rounds)
+    for (const Round& round : measured) {
+      lines << name;
+      for (const double nanoseconds : round) lines << '\t' << nanoseconds;
+      lines << '\n';
+    }
+  if (!lines.flush()) fail("cannot write " + file);
+}
+
 // Warms all variants up and finds how often an operation goes into half a millisecond.
 long timesPerRound(const Case& c) {
-  constexpr double warmUp = 3e8, slice = 4e5;
+  constexpr double warmUp = 1.5e8, slice = 4e5;
   long times = 1;
   for (const Loop& variant : c.variants) {
     double spent = 0.0;
@@ -98,7 +142,6 @@ long timesPerRound(const Case& c) {
 void measure(benchmark::State& state, const Case& c) {
   const long times = timesPerRound(c);
   const std::size_t count = c.variants.size();
-  std::vector<std::vector<double>> nanoseconds(count), ratios(count);
   std::vector<std::size_t> order(count);
   std::iota(order.begin(), order.end(), std::size_t{0});
   std::minstd_rand random;
@@ -106,21 +149,13 @@ void measure(benchmark::State& state, const Case& c) {
     // What ran before leaves caches and branch predictors in its favour, so no variant may always
     // follow the same one, and each begins with some operations that do not count.
     std::ranges::shuffle(order, random);
-    std::vector<double> round(count);
+    Round round(count);
     for (const std::size_t variant : order) {
       c.variants[variant](times / 8);
       round[variant] = c.variants[variant](times) / static_cast<double>(times);
     }
-    for (std::size_t i = 0; i < count; ++i) {
-      nanoseconds[i].push_back(round[i]);
-      ratios[i].push_back(round[0] / round[i]);
-    }
     state.SetIterationTime(round[0] * 1e-9);
-  }
-  Result& result = results[c.name];
-  for (std::size_t i = 0; i < count; ++i) {
-    result.nanoseconds.push_back(spreadOf(nanoseconds[i]).median);
-    if (i > 0) result.ratios.push_back(spreadOf(ratios[i]));
+    rounds[c.name].push_back(std::move(round));
   }
 }
 
@@ -378,7 +413,8 @@ std::string ratio(const Spread& s) {
 template <class Print>
 void forEachResult(const std::vector<Case>& cases, Print print) {
   for (const Case& c : cases)
-    if (const auto found = results.find(c.name); found != results.end()) print(c, found->second);
+    if (const auto found = rounds.find(c.name); found != rounds.end())
+      print(c, resultOf(found->second));
 }
 
 void printOperations(const std::vector<Case>& cases) {
@@ -447,17 +483,20 @@ class Progress : public benchmark::BenchmarkReporter {
 
 int main(int argc, char* argv[]) {
   benchmark::Initialize(&argc, argv);
-  long rounds = 2001;
-  std::string dataFile;
+  long roundsEach = 2001;
+  std::string dataFile, poolFile;
   for (int i = 1; i < argc; ++i) {
     const std::string argument = argv[i];
     if (argument.starts_with("--rounds="))
-      rounds = std::max(1L, std::atol(argument.c_str() + std::strlen("--rounds=")));
+      roundsEach = std::max(1L, std::atol(argument.c_str() + std::strlen("--rounds=")));
+    else if (argument.starts_with("--pool="))
+      poolFile = argument.substr(std::strlen("--pool="));
     else if (argument.starts_with("--data="))
       dataFile = argument.substr(std::strlen("--data="));
     else
       fail("unknown argument " + argument);
   }
+  if (!poolFile.empty()) readPool(poolFile);
   startJvm({"-Xms512m", "-Xmx512m"});
   std::vector<Case> calls = callCases();
   const std::vector<Case> operations = operationCases();
@@ -467,9 +506,10 @@ int main(int argc, char* argv[]) {
       benchmark::RegisterBenchmark(c.name.c_str(),
                                    [&c](benchmark::State& state) { measure(state, c); })
           ->UseManualTime()
-          ->Iterations(rounds);
+          ->Iterations(roundsEach);
   Progress progress;
   benchmark::RunSpecifiedBenchmarks(&progress);
+  if (!poolFile.empty()) writePool(poolFile);
   printOperations(operations);
   printCalls(calls);
   printJava(java);

@@ -6,10 +6,10 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/install-missing.sh
 
-rounds=2001 share=1
+processes=5 rounds=401 share=1
 case ${1-} in
   "") ;;
-  --quick) rounds=101 share=100 ;;
+  --quick) processes=1 rounds=101 share=100 ;;
   *)
     echo "usage: $0 [--quick]" >&2
     exit 2
@@ -27,13 +27,17 @@ cached() { sed -n "s/^$1:[A-Z]*=//p" "$build/CMakeCache.txt"; }
 java_version=$("$(cached Java_JAVA_EXECUTABLE)" -version 2>&1 | sed -n '1s/.*"\(.*\)".*/\1/p')
 compiler=$("$(cached CMAKE_CXX_COMPILER)" -dumpfullversion)
 
-say "Measuring, $rounds rounds each; the quieter the machine, the better"
-figures=$build/figures.md data=$build/figures.dat
+say "Measuring in $processes processes, $rounds rounds each; the quieter the machine, the better"
+figures=$build/figures.md data=$build/figures.dat pool=$build/rounds
+rm -f "$pool"
+for ((i = 0; i < processes; i++)); do
+  "$build/bench/bench" --rounds="$rounds" --pool="$pool" --data="$data" >"$build/tables.md"
+done
 {
   printf 'Measured on %s: %s, %s cores, %s GB, JDK %s, GCC %s.\n\n' "$(date +%F)" "$(uname -sm)" \
     "$(nproc)" "$(awk '/^MemTotal/ { printf "%.0f", $2 / 1e6 }' /proc/meminfo)" \
     "$java_version" "$compiler"
-  "$build/bench/bench" --rounds="$rounds" --data="$data"
+  cat "$build/tables.md"
   printf '\nResident memory in kB:\n\n'
   "$build/bench/memory" "$share"
 } >"$figures"

@@ -26,10 +26,10 @@ long residentKilobytes() {
 
 using Work = std::function<void(long times)>;
 
-// The warm-up lets the JVM compile what it is going to compile.
+// The warm-up lets the JVM compile what it is going to compile: a method after some 10,000 calls.
 void watch(const char* what, long times, const Work& work) {
   constexpr int points = 4;
-  work(times / 5);
+  work(30'000);
   std::printf("| %s | %ld | %ld |", what, times, residentKilobytes());
   for (int i = 0; i < points; ++i) {
     work(times / points);
@@ -62,6 +62,12 @@ int main(int argc, char* argv[]) {
   std::printf("|---|---:|---:|---:|---:|---:|---:|\n");
   watch("step on an attached thread", 10'000'000 / share, steps);
   watch("step that attaches and detaches", 200'000 / share, unattached(steps));
+  watch("only attach and detach", 200'000 / share, unattached([](long times) {
+          for (long i = 0; i < times; ++i) {
+            attachForGood();
+            jvm()->DetachCurrentThread();
+          }
+        }));
   library().freeInstance(component);
   watch("instantiate and free", 10'000 / share, [&](long times) {
     for (long i = 0; i < times; ++i) library().freeInstance(startInstance(name, false));

@@ -108,6 +108,14 @@ const BadArgument badArguments[] = {
 };
 // clang-format on
 
+// All that an instance holds, but its state.
+std::string contents(C c) {
+  FmuInstance record = *static_cast<FmuInstance*>(c);
+  record.state = {};
+  return std::string(reinterpret_cast<const char*>(&record), sizeof record) +
+         std::string(reinterpret_cast<const char*>(record.reals), sizeof(double) * 7);
+}
+
 TEST_F(Running, EveryFunctionIsAllowedInItsStatesAndRefusedInAllOthers) {
   for (const auto& f : everyFunction) {
     for (unsigned state = 2; state <= 1024; state *= 2) {
@@ -117,6 +125,7 @@ TEST_F(Running, EveryFunctionIsAllowedInItsStatesAndRefusedInAllOthers) {
       seen();
       EXPECT_EQ(f.call(nullptr), fmi2Error) << name;
       record(c).state = static_cast<InstanceState>(state);
+      const std::string before = contents(c);
       EXPECT_EQ(f.call(c), allowed ? f.result : fmi2Error) << name << " in state " << state;
       Lines expected;
       if (!allowed)
@@ -126,6 +135,7 @@ TEST_F(Running, EveryFunctionIsAllowedInItsStatesAndRefusedInAllOthers) {
       if (allowed && *f.error != '-') expected.push_back("Error logError m: " + name + f.error);
       EXPECT_EQ(log(), expected) << "in state " << state;
       EXPECT_TRUE(calls().empty() || allowed) << name;
+      EXPECT_TRUE(allowed || before == contents(c)) << name;
       if (importer.blocks.empty()) continue;  // freed
       const unsigned next = !allowed ? 1024 : f.next != 0 ? f.next : state;
       EXPECT_EQ(static_cast<unsigned>(record(c).state), next) << name << " in state " << state;
@@ -142,7 +152,9 @@ TEST_F(Running, BadArgumentsAreRefusedByNameBeforeAnythingHappens) {
   integer[0] = 7;
   for (const auto& bad : badArguments) {
     record(c).state = bad.state;
+    const std::string before = contents(c);
     EXPECT_EQ(bad.call(c), fmi2Error);
+    EXPECT_TRUE(before == contents(c)) << bad.name;
     EXPECT_EQ(record(c).state, Error);
     std::string name = bad.name;
     if (const auto at = name.find("NominalsOf"); at < name.size()) name.replace(at, 10, "Nominal");

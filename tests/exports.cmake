@@ -1,6 +1,6 @@
 # Looks at the library as the dynamic loader does: it exports what interface.c calls and nothing
 # else, and finds its JVM by the soname alone.
-#   cmake -D NM= -D READELF= -D LIBRARY= -D INTERFACE= -P exports.cmake
+#   cmake -D NM= -D READELF= -D LIBRARY= -D INTERFACE= -D SHIPPED= -P exports.cmake
 function(symbols variable)
   execute_process(COMMAND ${NM} ${ARGN} OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
   string(REGEX MATCHALL "[^ \n]+\n" names "${output}")
@@ -20,4 +20,16 @@ endif()
 execute_process(COMMAND ${READELF} -d ${LIBRARY} OUTPUT_VARIABLE dynamic COMMAND_ERROR_IS_FATAL ANY)
 if(NOT dynamic MATCHES "NEEDED[^\n]*\\[libjvm\\.so\\]" OR dynamic MATCHES "RPATH|RUNPATH")
   message(SEND_ERROR "libjvm.so must be needed, and no path given:\n${dynamic}")
+endif()
+
+symbols(imported --dynamic --undefined-only ${LIBRARY})
+if(imported MATCHES "(printf|put|fwrite|perror|write|cout|cerr|clog)[^;]*(@|;)")
+  message(SEND_ERROR "the library can print: ${CMAKE_MATCH_0}")
+endif()
+
+if(SHIPPED)
+  file(STRINGS ${LIBRARY} paths REGEX "\\.(cpp|h)$")
+  if(paths)
+    message(SEND_ERROR "paths of the build machine: ${paths}")
+  endif()
 endif()

@@ -34,6 +34,7 @@ fmi2Status checkedCall(fmi2Component c, const CallRule& rule, Body&& body) noexc
   }
 }
 
+// All that most exported functions consist of. fmi2SetReal has something to do before the checks.
 template <class Body>
 fmi2Status exportedCall(fmi2Component c, const CallRule& rule, Body&& body) noexcept {
   exceptionMayPend = true;

@@ -25,6 +25,10 @@ is_installed() {
 
 # install_missing PACKAGE...
 install_missing() {
+  if [ -n "${JAVA_HOME:-}" ] && ! have_jdk; then
+    echo "JAVA_HOME is $JAVA_HOME, but there is no JDK in it; correct or unset it" >&2
+    return 1
+  fi
   local package missing=() as_root=()
   for package in "$@"; do
     is_installed "$package" || missing+=("$package")

@@ -26,7 +26,10 @@ def main(fmu, output_file, zelvox_jar=None):
     log_output_level(CosimLogLevel.WARNING)  # by default every call of the FMU is logged
     execution = CosimExecution.from_step_size(step_size=int(STEP * 1e9))  # nanoseconds
     # Each local slave gets a name and a copy of the library of its own, so several may run in parallel.
-    motor = execution.add_local_slave(CosimLocalSlave(fmu_path=fmu, instance_name="motor"))
+    slave = CosimLocalSlave(fmu_path=fmu, instance_name="motor")
+    if not slave.ptr():  # libcosim itself would crash
+        sys.exit("the FMU was not instantiated; the messages above say why")
+    motor = execution.add_local_slave(slave)
     references = {variable.name.decode(): variable.reference for variable in execution.slave_variables(motor)}
     for name, value in {"voltage": 12.0, "load": 0.01}.items():  # V, N.m
         execution.real_initial_value(motor, references[name], value)

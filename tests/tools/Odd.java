@@ -22,6 +22,7 @@ public class Odd implements Model {
             case "throws": throw new IllegalStateException("no idea\nwhat I am");
             case "exit": System.exit(0); break;
             case "hangs": hang(); break;
+            case "slips": parameters[4] = 0; break;
             case "unnamed": odd.input("", "", "", 0); break;
             case "blank": odd.input(" a", "", "", 0); break;
             case "control": odd.input("a\u0001b", "", "", 0); break;

@@ -154,7 +154,7 @@ class Pack(Case):
         self.write("no.jar", "no jar")
         shutil.copy(MOTOR_JAR, self.home / "odd.jar")
         before = sorted(os.listdir(self.home))
-        moods = {"null": "is null", "empty": "no variable", "throws": "no idea what I am", "exit": "Java code ended",
+        moods = {"null": "is null", "empty": "no variable", "throws": "no idea what I am", "slips": r"IndexOutOf.* 4 .*Odd\.describe\(Odd\.java:\d+\)", "exit": "Java code ended",
                  "unnamed": "has no name", "blank": "' a'", "control": "control characters", "nan": "is NaN",
                  "surrogate": "control characters", "duplicate": "'a' is declared twice", "infinite": "Infinity",
                  "range": "in its range from 2.0 to 3.0", "nominal": "more than 0", "changing": "differently",

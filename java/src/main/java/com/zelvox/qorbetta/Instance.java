@@ -202,13 +202,27 @@ final class Instance {
     /**
      * The message of an exception, or its class when it has none. Errors need more than that: what
      * a missing class has to say is its name, and what fails in a static initializer is a cause.
+     * What Java throws for a slip of the author, an index out of bounds, tells its class and place.
      */
     static String reason(Throwable e) {
         if (e instanceof LinkageError) {
             boolean bare = e.getMessage() == null && e.getCause() != null;
             return e + (bare ? ": " + reason(e.getCause()) : "");
         }
-        return e.getMessage() != null ? e.getMessage() : e.getClass().getName();
+        boolean slip = e instanceof RuntimeException && e.getClass().getClassLoader() == null
+                && e.getClass() != IllegalStateException.class
+                && e.getClass() != IllegalArgumentException.class;
+        return slip || e.getMessage() == null ? e + place(e) : e.getMessage();
+    }
+
+    /** Where the model's own code was, if it was anywhere. */
+    private static String place(Throwable e) {
+        for (StackTraceElement frame : e.getStackTrace()) {
+            if (!frame.getClassName().matches("(javax?|jdk|sun|com\\.zelvox\\.qorbetta)\\..*")) {
+                return " at " + frame;
+            }
+        }
+        return "";
     }
 
     private Model newModel() {

@@ -150,7 +150,8 @@ final class ModelSource {
                 found.add(model.getClass());
             }
         } catch (ServiceConfigurationError e) {
-            throw new IllegalStateException(e.getMessage()
+            // The message begins with the name of the file.
+            throw new IllegalStateException("META-INF/services/" + e.getMessage()
                     + (e.getCause() == null ? "" : ": " + Instance.reason(e.getCause())));
         }
         return found;

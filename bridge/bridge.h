@@ -21,11 +21,15 @@ extern bool exceptionMayPend;
 
 // Stands around each call of an importer's callback, which may use Java on this thread itself:
 // leave an exception, or detach the thread, as if it and not a bracket of ours had attached it.
-struct CallbackGuard {
-  CallbackGuard() = default;
+class CallbackGuard {
+ public:
+  CallbackGuard() noexcept;
   ~CallbackGuard();
   CallbackGuard(const CallbackGuard&) = delete;
   CallbackGuard& operator=(const CallbackGuard&) = delete;
+
+ private:
+  JNIEnv_* env;  // of a bracket of this thread, or null
 };
 
 // The calling thread has an environment of the JVM for as long as a bracket lives: a thread that

@@ -28,12 +28,12 @@ JavaVM* findJvm() noexcept {
   return vms[0];
 }
 
-// Stores the calling thread's environment, or null, in jniEnv.
-jint getJniEnv(JavaVM* vm) noexcept {
+// The calling thread's environment, or null.
+JNIEnv* threadEnv() noexcept {
   void* env = nullptr;
-  const jint result = vm->GetEnv(&env, JNI_VERSION_1_8);
-  jniEnv = result == JNI_OK ? static_cast<JNIEnv*>(env) : nullptr;
-  return result;
+  JavaVM* const vm = findJvm();
+  return vm != nullptr && vm->GetEnv(&env, JNI_VERSION_1_8) == JNI_OK ? static_cast<JNIEnv*>(env)
+                                                                      : nullptr;
 }
 
 void findSimClass() noexcept {
@@ -44,8 +44,8 @@ void findSimClass() noexcept {
 }  // namespace
 
 bool attachJvm() noexcept {
-  JavaVM* const vm = findJvm();
-  return vm != nullptr && getJniEnv(vm) == JNI_OK;
+  jniEnv = threadEnv();
+  return jniEnv != nullptr;
 }
 
 void findJavaClasses() noexcept {
@@ -71,12 +71,10 @@ void findJavaClasses() noexcept {
 bool ensureJniEnv() noexcept {
   JavaVM* const vm = findJvm();
   if (vm == nullptr) return false;
-  bool attached = false;
-  if (getJniEnv(vm) == JNI_EDETACHED) {
-    void* env = nullptr;
-    attached = vm->AttachCurrentThread(&env, nullptr) == JNI_OK;
-    if (attached) jniEnv = static_cast<JNIEnv*>(env);
-  }
+  void* env = nullptr;
+  const jint found = vm->GetEnv(&env, JNI_VERSION_1_8);
+  const bool attached = found == JNI_EDETACHED && vm->AttachCurrentThread(&env, nullptr) == JNI_OK;
+  jniEnv = found == JNI_OK || attached ? static_cast<JNIEnv*>(env) : nullptr;
   simClass = nullptr;
   if (jniEnv != nullptr) findSimClass();
   return attached;
@@ -102,15 +100,17 @@ void clearJavaException() noexcept {
   jniEnv->ExceptionClear();
 }
 
+// An open bracket may be one of another thread that waits for this one.
+CallbackGuard::CallbackGuard() noexcept
+    : env(jniEnv != nullptr && threadEnv() == jniEnv ? jniEnv : nullptr) {}
+
 CallbackGuard::~CallbackGuard() {
   exceptionMayPend = true;
-  JNIEnv* const before = jniEnv;
-  if (before == nullptr) return;  // no bracket is open
-  jniEnv = nullptr;
-  if (JavaVM* const vm = findJvm(); vm != nullptr) getJniEnv(vm);
+  if (env == nullptr || threadEnv() == env) return;
   // The class went with the attachment. Who attached the thread at first, a bracket of ours or the
   // importer, will also detach it.
-  if (jniEnv != before) ensureJniEnv();
+  jniEnv = nullptr;
+  ensureJniEnv();
 }
 
 JniBracket::JniBracket() noexcept

@@ -16,9 +16,8 @@ constexpr const char* modelGuid = "{6F1C2D3A-8B4E-4F70-9A1D-2E5B7C9D0F13}";
 template <class... Arguments>
 void logFailure(const fmi2CallbackFunctions& functions, fmi2String instanceName, const char* format,
                 Arguments... arguments) {
-  const CallbackGuard guard;
-  functions.logger(functions.componentEnvironment, instanceName, fmi2Error, "error", format,
-                   arguments...);
+  callLogger(functions, functions.componentEnvironment, instanceName, fmi2Error, "error", format,
+             arguments...);
 }
 
 void abandon(const fmi2CallbackFunctions& functions, fmi2String instanceName,

@@ -34,10 +34,9 @@ fmi2Status fmi2SetDebugLogging(fmi2Component c, fmi2Boolean loggingOn, size_t nC
         instance.logCategories[found - std::begin(logCategoryNames)] = loggingOn;
       } else {
         // Told whatever the switches say: with this very call they may all have gone off.
-        const CallbackGuard guard;
-        instance.functions->logger(instance.componentEnvironment, instance.instanceName,
-                                   fmi2Warning, "logError",
-                                   "logging category '%s' is not supported by model", name);
+        callLogger(*instance.functions, instance.componentEnvironment, instance.instanceName,
+                   fmi2Warning, "logError", "logging category '%s' is not supported by model",
+                   name);
       }
     }
     return fmi2OK;

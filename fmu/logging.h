@@ -20,15 +20,22 @@ inline bool categoryIsOn(const FmuInstance& instance, LogCategory category) {
          (instance.logCategories[index] != 0 || instance.logCategories[0] != 0);
 }
 
+// The only place that calls an importer's logger.
+template <class... Arguments>
+void callLogger(const fmi2CallbackFunctions& functions, fmi2ComponentEnvironment environment,
+                fmi2String instanceName, fmi2Status status, const char* category,
+                const char* format, Arguments... arguments) {
+  const CallbackGuard guard;
+  functions.logger(environment, instanceName, status, category, format, arguments...);
+}
+
 // Errors are always sent; everything else only when its category is on.
 template <class... Arguments>
 void logMessage(const FmuInstance& instance, fmi2Status status, LogCategory category,
                 const char* format, Arguments... arguments) {
   if (status != fmi2Error && !categoryIsOn(instance, category)) return;
-  const CallbackGuard guard;
-  instance.functions->logger(instance.functions->componentEnvironment, instance.instanceName,
-                             status, logCategoryNames[static_cast<std::size_t>(category)], format,
-                             arguments...);
+  callLogger(*instance.functions, instance.functions->componentEnvironment, instance.instanceName,
+             status, logCategoryNames[static_cast<std::size_t>(category)], format, arguments...);
 }
 
 template <class... Arguments>

@@ -263,7 +263,9 @@ TEST_F(Running, ACallMayInstantiateInTheMiddleOfAnother) {
   const C c = initialized("m", 1);
   bool nested = false;
   importer.onCallback = [&] {
-    if (!std::exchange(nested, true)) instantiate("inner");
+    if (std::exchange(nested, true)) return;
+    const C inner = instantiate("inner", 1);
+    onForeignThread([=] { FMI(fmi2Reset)(inner); });
   };
   EXPECT_EQ(set(c, 4, 40), fmi2OK);
   const Lines called = calls();

@@ -218,7 +218,11 @@ final class Instance {
     /** Where the model's own code was, if it was anywhere. */
     private static String place(Throwable e) {
         for (StackTraceElement frame : e.getStackTrace()) {
-            if (!frame.getClassName().matches("(javax?|jdk|sun|com\\.zelvox\\.qorbetta)\\..*")) {
+            String name = frame.getClassName();
+            if (name.startsWith("com.zelvox.qorbetta.")) {
+                break; // what comes now called us
+            }
+            if (!name.matches("(javax?|jdk|sun)\\..*")) {
                 return " at " + frame;
             }
         }

@@ -1,9 +1,8 @@
 // What fmu/ may ask of the Java side. Nothing here needs jni.h.
 //
-// All of it works on state that exists once per loaded library (jvm_access.h), without a lock:
-// calls must not overlap in time, across all instances. Calls one after another may come from
-// different threads. Failures travel as results; the reason is in lastErrorText() or
-// j_getLastError.
+// All of it works on state that exists once per loaded library (jvm_access.h), without a lock: one
+// thread at a time, which JavaTurn in fmu/ sees to. Failures travel as results; the reason is in
+// lastErrorText() or j_getLastError.
 #pragma once
 
 #include <cstdint>
@@ -14,27 +13,20 @@
 struct JNIEnv_;
 class _jclass;
 
-// False while nothing can have left a Java exception on the calling thread since the JVM was last
-// asked for one: asking costs as much as a small JNI call, so it is not asked twice. Every exported
-// function that goes on to Java begins with true, as its caller may have left one.
-extern bool exceptionMayPend;
-
-// Stands around each call of an importer's callback, which may use Java on this thread itself:
-// leave an exception, or detach the thread, as if it and not a bracket of ours had attached it.
-class CallbackGuard {
- public:
-  CallbackGuard() noexcept;
-  ~CallbackGuard();
-  CallbackGuard(const CallbackGuard&) = delete;
-  CallbackGuard& operator=(const CallbackGuard&) = delete;
-
- private:
-  JNIEnv_* env;  // of a bracket of this thread, or null
+// With what the bridge calls Java: both are null outside of a bracket, and each may be null inside.
+struct JavaAccess {
+  JNIEnv_* env = nullptr;       // of the calling thread
+  _jclass* simClass = nullptr;  // a local reference of the innermost bracket
 };
+
+// Java code and callbacks may call the library again. The inner call begins as if no bracket were
+// open and gives the outer one its access back at its end.
+JavaAccess setAccessAside() noexcept;
+void giveAccessBack(const JavaAccess& outer) noexcept;
 
 // The calling thread has an environment of the JVM for as long as a bracket lives: a thread that
 // was not attached is attached by the outermost bracket and detached when that one ends. An inner
-// bracket leaves the outer one's environment and class valid.
+// bracket leaves the outer one's access valid.
 //
 // Attaching costs some ten microseconds, and on a thread that a bracket attached, FindClass sees
 // the class path of the JVM only, not the class loader of whoever loaded the importer.
@@ -46,9 +38,23 @@ class JniBracket {
   JniBracket& operator=(const JniBracket&) = delete;
 
  private:
-  JNIEnv_* outerEnv;
-  _jclass* outerClass;
+  JavaAccess outer;
   bool attached;  // by this bracket, which therefore detaches
+};
+
+// Stands around each call of an importer's callback, which may use Java on this thread itself:
+// leave an exception, or detach the thread. Within a bracket the access is given up before and
+// found anew after; whether anything happened in between is not asked.
+class CallbackGuard {
+ public:
+  // `ours`: the bridge is in the hands of the calling thread.
+  explicit CallbackGuard(bool ours) noexcept;
+  ~CallbackGuard();
+  CallbackGuard(const CallbackGuard&) = delete;
+  CallbackGuard& operator=(const CallbackGuard&) = delete;
+
+ private:
+  bool inBracket;
 };
 
 // Finds the JVM and the simulation object and has Java create the instance. False: the reason is in

@@ -7,14 +7,10 @@ namespace {
 
 // Not a bracket: a thread that is not attached yet is refused.
 bool findSimulation() noexcept {
-  // Java code that a bracket of this thread calls may be an importer itself.
-  JNIEnv* const outerEnv = jniEnv;
-  const jclass outerClass = simClass;
-  simClass = nullptr;
-  const bool attached = attachJvm();
-  if (attached) findJavaClasses();
-  leaveJniEnv(outerEnv, outerClass);
-  return attached;
+  if (!attachJvm()) return false;
+  findJavaClasses();
+  leaveJniEnv({});
+  return true;
 }
 
 }  // namespace

@@ -1,10 +1,8 @@
 // The way of the values: inputs from the instance's array into a step, outputs back into the array.
 // Java may answer any counts and any length at any time, so every range is cut to the array.
 #include <algorithm>
-#include <memory>
 #include <optional>
 #include <span>
-#include <vector>
 
 #include "bridge.h"
 #include "java_calls.h"
@@ -12,38 +10,32 @@
 
 namespace {
 
-JavaMethod getData{"getData", "(Ljava/lang/String;)[D"};
-JavaMethod doStepModel{"doStepModel", "(Ljava/lang/String;DD[D)Z"};
+constexpr JavaMethod getData{"getData", "(Ljava/lang/String;)[D"};
+constexpr JavaMethod doStepModel{"doStepModel", "(Ljava/lang/String;DD[D)Z"};
 
-// Kept from call to call, because giving 100,000 doubles back to the system and asking for them
-// again costs more than the whole step. No longer than the widest instance.
-std::vector<double> outputSequence;
-
-// The outputs as Java delivers them, at most `limit` of them, valid until the next call; none when
-// there is no method or no answer.
-std::span<const double> j_getData(const char* instanceName, std::int64_t limit) {
+// Puts the outputs, as Java delivers them, into `reals` from its beginning on; nothing when there
+// is no method or no answer.
+void j_getData(const char* instanceName, std::span<double> reals) {
   const jmethodID method = findJavaMethod(getData);
-  if (method == nullptr) return {};
+  if (method == nullptr) return;
   clearJavaException();
   const JavaText name(instanceName);
-  if (!name) return {};
+  if (!name) return;
   const LocalRef array(static_cast<jdoubleArray>(callObject(method, name.get())));
-  if (!array) return {};
   clearJavaException();
-  const auto length = std::min<std::int64_t>(jniEnv->GetArrayLength(array.get()), limit);
-  const auto release = [&array](jdouble* elements) {
+  if (!array) return;
+  const auto length = static_cast<std::size_t>(jniEnv->GetArrayLength(array.get()));
+  jdouble* const elements = jniEnv->GetDoubleArrayElements(array.get(), nullptr);
+  if (elements != nullptr) {
+    std::copy_n(elements, std::min(length, reals.size()), reals.begin());
     jniEnv->ReleaseDoubleArrayElements(array.get(), elements, 0);
-  };
-  const std::unique_ptr<jdouble, decltype(release)> elements(
-      made(jniEnv->GetDoubleArrayElements(array.get(), nullptr)), release);
-  if (elements == nullptr) return {};
-  outputSequence.assign(elements.get(), elements.get() + length);
-  return outputSequence;
+  }
+  clearJavaException();
 }
 
 void getoutputsfromzelvox(FmuInstance& instance) {
-  std::ranges::copy(j_getData(instance.instanceName, instance.realsLength), instance.reals);
-  clearJavaException();
+  j_getData(instance.instanceName,
+            {instance.reals, static_cast<std::size_t>(instance.realsLength)});
   instance.valuesDirty = 1;
 }
 
@@ -64,10 +56,12 @@ fmi2Status j_doStepModel(const char* instanceName, std::span<const double> input
   const JavaText name(instanceName);
   if (!name) return fmi2Error;
   const auto length = static_cast<jsize>(inputs.size());
-  const LocalRef array(made(jniEnv->NewDoubleArray(length)));
+  const LocalRef array(jniEnv->NewDoubleArray(length));
   if (!array) return fmi2Error;
   jniEnv->SetDoubleArrayRegion(array.get(), 0, length, inputs.data());
-  return callBoolean(method, name.get(), time, stepSize, array.get()) ? fmi2OK : fmi2Error;
+  const bool stepped = callBoolean(method, name.get(), time, stepSize, array.get());
+  clearJavaException();  // why the step failed is asked for next
+  return stepped ? fmi2OK : fmi2Error;
 }
 
 }  // namespace
@@ -89,8 +83,6 @@ fmi2Status j_stepModel(FmuInstance& instance, double communicationStepSize) {
   clearJavaException();
   const fmi2Status result =
       j_doStepModel(instance.instanceName, *inputs, instance.time, communicationStepSize);
-  // Also after a step that threw: the reason is asked for next.
-  clearJavaException();
   if (result == fmi2OK) {
     getoutputsfromzelvox(instance);
     clearJavaException();

@@ -5,7 +5,7 @@
 namespace {
 
 // clang-format off
-JavaMethod
+constexpr JavaMethod
     doInitConnection   {"doInitConnection", "()Z"},
     doInstantiate      {"doInstantiate", "(Ljava/lang/String;Ljava/lang/String;)Z"},
     getLasterror       {"getLasterror", "()Ljava/lang/String;"},
@@ -23,31 +23,26 @@ std::string lastError;
 template <class... Arguments>
 std::string callText(jmethodID method, Arguments... arguments) {
   const LocalRef answer(static_cast<jstring>(callObject(method, arguments...)));
+  noteJavaException();
   return answer ? utf8Of(answer.get()) : std::string();
 }
 
-// Experiment setup and initialization explain themselves in lastError.
-bool explained(bool accepted) {
+// Experiment setup and initialization explain in lastError why they failed.
+template <class... Arguments>
+bool callExplained(jmethodID method, Arguments... arguments) {
+  const bool accepted = callBoolean(method, arguments...);
+  noteJavaException();
   if (!accepted) setLastError(j_getLastError());
   return accepted;
 }
 
 }  // namespace
 
-// The class that this thread sees need not be the object's: a thread that Java code runs on asks
-// the class loader of that code. A method that the object does not have must not be called on it.
-// Asking the JVM shows in the time of a single fmi2SetReal; but while the object lives, so does its
-// class, and no other method can have the identifier of one of its own.
-jmethodID findJavaMethod(JavaMethod& method) noexcept {
+jmethodID findJavaMethod(const JavaMethod& method) noexcept {
   if (jniEnv == nullptr || simClass == nullptr || simObject == nullptr) return nullptr;
-  const jmethodID found = made(jniEnv->GetMethodID(simClass, method.name, method.signature));
-  // The look-up may run the class's initializer, and that anything.
-  if (found == nullptr || simObject == nullptr) return nullptr;
-  if (found == method.own && simObjectNumber == method.owner) return found;
-  if (!jniEnv->IsInstanceOf(simObject, simClass)) return nullptr;
-  method.own = found;
-  method.owner = simObjectNumber;
-  return found;
+  const jmethodID found = jniEnv->GetMethodID(simClass, method.name, method.signature);
+  // The look-up may run the class's initializer, and that may free an instance.
+  return simObject != nullptr ? found : nullptr;
 }
 
 void clearLastError() noexcept {
@@ -97,7 +92,7 @@ std::string j_getProp(const char* instanceName, const char* key) {
   if (method == nullptr) return {};
   const JavaText name(instanceName);
   if (!name) return {};
-  const JavaText keyText = JavaText::ofAscii(key);
+  const JavaText keyText(key);
   return keyText ? callText(method, name.get(), keyText.get()) : std::string();
 }
 
@@ -107,12 +102,11 @@ bool j_setupExperiment(const char* instanceName, bool stopTimeDefined, double st
   const JniBracket bracket;
   const jmethodID method = findJavaMethod(doSetupExperiment);
   const JavaText name(method != nullptr ? instanceName : nullptr);
-  if (!name) {
-    setLastError("Fatal error setting up experiment");
-    return false;
-  }
-  return explained(
-      callBoolean(method, name.get(), startTime, static_cast<jboolean>(stopTimeDefined), stopTime));
+  if (name)
+    return callExplained(method, name.get(), startTime, static_cast<jboolean>(stopTimeDefined),
+                         stopTime);
+  setLastError("Fatal error setting up experiment");
+  return false;
 }
 
 bool j_initializeModel(const char* instanceName) {
@@ -120,20 +114,17 @@ bool j_initializeModel(const char* instanceName) {
   const JniBracket bracket;
   const jmethodID method = findJavaMethod(doInitializeModel);
   const JavaText name(method != nullptr ? instanceName : nullptr);
-  if (!name) {
-    setLastError("Fatal error initializing model");
-    return false;
-  }
-  return explained(callBoolean(method, name.get()));
+  if (name) return callExplained(method, name.get());
+  setLastError("Fatal error initializing model");
+  return false;
 }
 
 void j_setReal(const char* instanceName, fmi2ValueReference vr, double value) {
-  clearJavaException();
   const jmethodID method = findJavaMethod(setReal);
-  if (method == nullptr) return;
-  const JavaText name(instanceName);
-  if (!name) return;
+  const JavaText name(method != nullptr ? instanceName : nullptr);
+  // Also of what a failed look-up left: the caller goes on with the next value.
   clearJavaException();
+  if (!name) return;
   callVoid(method, name.get(), static_cast<jint>(vr), value);
   clearJavaException();
 }
@@ -141,18 +132,19 @@ void j_setReal(const char* instanceName, fmi2ValueReference vr, double value) {
 void j_terminate(const char* instanceName) {
   const JniBracket bracket;
   const jmethodID method = findJavaMethod(doTerminate);
-  if (method == nullptr) return;
-  const JavaText name(instanceName);
-  if (name) callVoid(method, name.get());
+  const JavaText name(method != nullptr ? instanceName : nullptr);
+  if (!name) return;
+  callVoid(method, name.get());
+  noteJavaException();
 }
 
 void j_freeInstance(const char* instanceName) {
   const JniBracket bracket;
   const jmethodID method = findJavaMethod(doFreeInstance);
-  if (method == nullptr) return;
-  const JavaText name(instanceName);
+  const JavaText name(method != nullptr ? instanceName : nullptr);
   if (!name) return;
   callVoid(method, name.get());
+  noteJavaException();
   jniEnv->DeleteGlobalRef(simObject);
   simObject = nullptr;
 }

@@ -14,13 +14,8 @@
 class JavaText : public LocalRef<jstring> {
  public:
   explicit JavaText(const char* utf8);
-
-  // Of a text that is known to be ASCII.
-  static JavaText ofAscii(const char* text) { return JavaText(made(jniEnv->NewStringUTF(text))); }
-
- private:
-  explicit JavaText(jstring made) noexcept : LocalRef(made) {}
 };
 
-// The empty text when the JVM gives no characters. A NUL within the text becomes U+FFFD.
+// The empty text when the JVM gives no characters. A NUL within the text becomes U+FFFD, as does a
+// surrogate without its other half.
 std::string utf8Of(jstring text);

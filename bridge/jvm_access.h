@@ -1,28 +1,17 @@
 // The way to the JVM in this process: its environment for the calling thread, the class and the
 // object that all Java calls go to. Only bridge/ includes this.
 //
-// Outside of a bracket and of a connection jniEnv and simClass are null, so that no thread can ever
-// use what another one left. Inside, each may still be null: there may be no JVM, no class, no
-// object. Every use must be ready for that.
+// Nothing is remembered between brackets but the object, so that no thread can ever use what
+// another one left, and none that was detached and attached again what it had before.
 #pragma once
 
 #include <jni.h>
 
-#include <cstdint>
-
 #include "bridge.h"
 
-extern JNIEnv* jniEnv;                 // of the calling thread
-extern jclass simClass;                // a local reference of the innermost bracket
-extern jobject simObject;              // a global reference, replaced by each connection
-extern std::uint64_t simObjectNumber;  // one more with each replacement
-
-// Passes on what a JNI function made or found; null comes with an exception.
-template <class Result>
-Result made(Result result) noexcept {
-  if (result == nullptr) exceptionMayPend = true;
-  return result;
-}
+extern JNIEnv* jniEnv;     // see JavaAccess
+extern jclass simClass;    // see JavaAccess
+extern jobject simObject;  // a global reference, replaced by each connection; null without
 
 // Finds the JVM; false if there is none or the calling thread is not attached to it.
 bool attachJvm() noexcept;
@@ -35,9 +24,9 @@ void findJavaClasses() noexcept;
 bool ensureJniEnv() noexcept;
 void releaseJniEnv(bool attached) noexcept;
 
-// Gives back the current class reference and goes on with the environment and class of the
-// enclosing bracket, or with none.
-void leaveJniEnv(JNIEnv* outerEnv, jclass outerClass) noexcept;
+// Deletes the class reference of the innermost bracket and goes on with the access of the enclosing
+// one, or with none.
+void leaveJniEnv(const JavaAccess& outer) noexcept;
 
 // Has the JVM print a pending exception and forget it. Most JNI functions must not be called while
 // one is pending.

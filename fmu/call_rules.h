@@ -1,5 +1,6 @@
-// Which function may be called in which state: the state machine of FMI 2.0 (figures in sections
-// 3.2.3 and 4.2.4) as one table, and the checks that every exported function begins with.
+// Which function may be called in which state, and which ones may reach Java: the state machine of
+// FMI 2.0 (figures in sections 3.2.3 and 4.2.4) as one table, and the checks that every exported
+// function begins with.
 //
 // Each check answers whether the call may go on. One that fails puts the instance into
 // InstanceState::Error and tells the importer why; nothing else has happened by then.
@@ -10,8 +11,9 @@
 #include "fmu_instance.h"
 
 struct CallRule {
-  const char* function;   // as messages name it
-  InstanceState allowed;  // OR of the states
+  const char* function;      // as messages name it
+  InstanceState allowed;     // OR of the states
+  bool reachesJava = false;  // and is refused while another thread is in such a call
 };
 
 namespace rules {
@@ -32,21 +34,25 @@ inline constexpr InstanceState discretelySettable =
 inline constexpr InstanceState stepped = StepComplete | StepInProgress | StepFailed | Terminated;
 inline constexpr InstanceState evaluated = EventMode | ContinuousTimeMode | Terminated | Error;
 
+inline constexpr InstanceState noInstance{};
+inline constexpr bool java = true;
+
 // clang-format off
 inline constexpr CallRule
+    instantiate                    {"fmi2Instantiate", noInstance, java},
     setDebugLogging                {"fmi2SetDebugLogging", anyState},
-    freeInstance                   {"fmi2FreeInstance", notStepping},
+    freeInstance                   {"fmi2FreeInstance", notStepping, java},
     reset                          {"fmi2Reset", notStepping},
-    setupExperiment                {"fmi2SetupExperiment", Instantiated},
+    setupExperiment                {"fmi2SetupExperiment", Instantiated, java},
     enterInitializationMode        {"fmi2EnterInitializationMode", Instantiated},
-    exitInitializationMode         {"fmi2ExitInitializationMode", InitializationMode},
-    terminate                      {"fmi2Terminate", EventMode | ContinuousTimeMode | StepComplete | StepFailed},
+    exitInitializationMode         {"fmi2ExitInitializationMode", InitializationMode, java},
+    terminate                      {"fmi2Terminate", EventMode | ContinuousTimeMode | StepComplete | StepFailed, java},
 
-    getReal                        {"fmi2GetReal", readable},
-    getInteger                     {"fmi2GetInteger", readable},
-    getBoolean                     {"fmi2GetBoolean", readable},
-    getString                      {"fmi2GetString", readable},
-    setReal                        {"fmi2SetReal", discretelySettable | ContinuousTimeMode},
+    getReal                        {"fmi2GetReal", readable, java},
+    getInteger                     {"fmi2GetInteger", readable, java},
+    getBoolean                     {"fmi2GetBoolean", readable, java},
+    getString                      {"fmi2GetString", readable, java},
+    setReal                        {"fmi2SetReal", discretelySettable | ContinuousTimeMode, java},
     setInteger                     {"fmi2SetInteger", discretelySettable},
     setBoolean                     {"fmi2SetBoolean", discretelySettable},
     setString                      {"fmi2SetString", discretelySettable},
@@ -61,7 +67,7 @@ inline constexpr CallRule
 
     setRealInputDerivatives        {"fmi2SetRealInputDerivatives", Instantiated | InitializationMode | StepComplete},
     getRealOutputDerivatives       {"fmi2GetRealOutputDerivatives", StepComplete | StepFailed | StepCanceled | Terminated | Error},
-    doStep                         {"fmi2DoStep", StepComplete},
+    doStep                         {"fmi2DoStep", StepComplete, java},
     cancelStep                     {"fmi2CancelStep", StepInProgress},
     getStatus                      {"fmi2GetStatus", stepped},
     getRealStatus                  {"fmi2GetRealStatus", stepped},

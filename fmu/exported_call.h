@@ -1,42 +1,51 @@
-// The frame of every exported function that takes an instance: a NULL handle and a call out of
-// sequence are refused, and no C++ exception reaches the importer, whose stack may be C, Python or
-// Java.
+// The frame of every exported function that takes an instance: a NULL handle, a call that overlaps
+// another one and a call out of sequence are refused, and no C++ exception reaches the importer,
+// whose stack may be C, Python or Java.
 #pragma once
 
 #include <new>
-#include <utility>
 
 #include "call_rules.h"
+#include "java_turn.h"
 #include "logging.h"
 
-// An exception left a call half done: out of memory, or a callback of the importer that threw.
-inline fmi2Status abandonCall(FmuInstance& instance, const CallRule& rule,
-                              const char* format) noexcept {
-  instance.state = InstanceState::Error;
+inline constexpr const char* overlapMessage = "%s: The call overlaps another one.";
+
+// For what must go on, or is the last to be said: nobody is left to be told of an exception.
+template <class Work>
+void shielded(Work work) noexcept {
   try {
-    logError(instance, format, rule.function);
-  } catch (...) {  // the logger itself throws: nobody is left to be told
+    work();
+  } catch (...) {
   }
+}
+
+inline fmi2Status failCall(const FmuInstance& instance, const CallRule& rule,
+                           const char* format) noexcept {
+  shielded([&] { logError(instance, format, rule.function); });
   return fmi2Error;
 }
 
-// Runs `body`, an fmi2Status(FmuInstance&), if the handle and the state allow the call.
-template <class Body>
-fmi2Status checkedCall(fmi2Component c, const CallRule& rule, Body&& body) noexcept {
-  if (c == nullptr) return fmi2Error;
-  auto& instance = *static_cast<FmuInstance*>(c);
-  try {
-    return stateAllows(instance, rule) ? body(instance) : fmi2Error;
-  } catch (const std::bad_alloc&) {
-    return abandonCall(instance, rule, "%s: Out of memory.");
-  } catch (...) {
-    return abandonCall(instance, rule, "%s: A callback of the importer threw an exception.");
-  }
-}
+struct NothingHeld {};
 
-// All that most exported functions consist of. fmi2SetReal has something to do before the checks.
-template <class Body>
+// Runs `body`, an fmi2Status(FmuInstance&), if the handle, the other threads and the state allow
+// the call. `Held` lives from before the checks until the call ends.
+template <class Held = NothingHeld, class Body>
 fmi2Status exportedCall(fmi2Component c, const CallRule& rule, Body&& body) noexcept {
-  exceptionMayPend = true;
-  return checkedCall(c, rule, std::forward<Body>(body));
+  const JavaTurn turn(rule.reachesJava);
+  auto* const instance = static_cast<FmuInstance*>(c);
+  if (turn.refused())
+    return instance != nullptr ? failCall(*instance, rule, overlapMessage) : fmi2Error;
+  // Out of memory, or a callback of the importer that threw: the call is half done.
+  const char* failure = "%s: Out of memory.";
+  try {
+    [[maybe_unused]] const Held held;
+    if (instance == nullptr) return fmi2Error;
+    return stateAllows(*instance, rule) ? body(*instance) : fmi2Error;
+  } catch (const std::bad_alloc&) {
+  } catch (...) {
+    failure = "%s: A callback of the importer threw an exception.";
+  }
+  instance->state = InstanceState::Error;
+  return failCall(*instance, rule, failure);
 }

@@ -10,6 +10,7 @@
 
 namespace {
 
+constexpr const char* outOfMemory = "fmi2Instantiate: Out of memory.";
 constexpr const char* modelGuid = "{6F1C2D3A-8B4E-4F70-9A1D-2E5B7C9D0F13}";
 
 // No record exists yet, so no switch can hold these messages back.
@@ -18,14 +19,6 @@ void logFailure(const fmi2CallbackFunctions& functions, fmi2String instanceName,
                 Arguments... arguments) {
   callLogger(functions, functions.componentEnvironment, instanceName, fmi2Error, "error", format,
              arguments...);
-}
-
-void abandon(const fmi2CallbackFunctions& functions, fmi2String instanceName,
-             const char* message) noexcept {
-  try {
-    logFailure(functions, instanceName, message);
-  } catch (...) {  // the logger itself throws: nobody is left to be told
-  }
 }
 
 // Gives the record and what it owns back to the importer, the record last. An importer that throws
@@ -39,12 +32,8 @@ void release(const fmi2CallbackFunctions& functions, FmuInstance* instance) noex
                                       instance->instanceName,
                                       instance->guid,
                                       instance};
-  for (void* memory : owned) {
-    try {
-      if (memory != nullptr) functions.freeMemory(memory);
-    } catch (...) {
-    }
-  }
+  for (void* memory : owned)
+    if (memory != nullptr) shielded([&] { functions.freeMemory(memory); });
 }
 
 struct Release {
@@ -54,7 +43,6 @@ struct Release {
 
 template <class Element>
 Element* allocate(const fmi2CallbackFunctions& functions, size_t count) {
-  const CallbackGuard guard;
   return static_cast<Element*>(functions.allocateMemory(count, sizeof(Element)));
 }
 
@@ -104,6 +92,39 @@ std::unique_ptr<FmuInstance, Release> allocateInstance(const fmi2CallbackFunctio
   return instance;
 }
 
+// The instance, or NULL after a message.
+FmuInstance* instantiate(const JavaTurn& turn, fmi2String instanceName, fmi2Type type,
+                         fmi2String guid, fmi2String resourceLocation,
+                         const fmi2CallbackFunctions& functions, fmi2Boolean loggingOn) {
+  if (!argumentsAreValid(functions, instanceName, guid)) return nullptr;
+  if (turn.refused()) {
+    callLogger(functions, functions.componentEnvironment, instanceName, fmi2Error, "logError",
+               overlapMessage, rules::instantiate.function);
+    return nullptr;
+  }
+  if (!connectSimulation(instanceName, resourceLocation != nullptr ? resourceLocation : "")) {
+    // Taken first: the logger may instantiate, too.
+    const std::string reason = asFormat(lastErrorText());
+    logFailure(functions, instanceName, "fmi2Instantiate: Process error");
+    logFailure(functions, instanceName, reason.c_str());
+    return nullptr;
+  }
+  auto instance = allocateInstance(functions, instanceName, guid);
+  if (instance == nullptr) {
+    logFailure(functions, instanceName, outOfMemory);
+    return nullptr;
+  }
+  instance->type = numberOf(type);
+  instance->functions = &functions;
+  instance->componentEnvironment = functions.componentEnvironment;
+  instance->loggingOn = loggingOn;
+  std::ranges::fill(instance->logCategories, loggingOn);
+  instance->state = InstanceState::Instantiated;
+  instance->valuesDirty = 1;
+  logTrace(*instance, "fmi2Instantiate: GUID=%s", guid);
+  return instance.release();
+}
+
 }  // namespace
 
 fmi2Component fmi2Instantiate(fmi2String instanceName, fmi2Type fmuType, fmi2String fmuGUID,
@@ -111,50 +132,26 @@ fmi2Component fmi2Instantiate(fmi2String instanceName, fmi2Type fmuType, fmi2Str
                               const fmi2CallbackFunctions* functions, fmi2Boolean /*visible*/,
                               fmi2Boolean loggingOn) {
   if (functions == nullptr || functions->logger == nullptr) return nullptr;
+  const JavaTurn turn(rules::instantiate.reachesJava);
+  const char* failure = outOfMemory;
   try {
-    if (!argumentsAreValid(*functions, instanceName, fmuGUID)) return nullptr;
-    if (!connectSimulation(instanceName,
-                           fmuResourceLocation != nullptr ? fmuResourceLocation : "")) {
-      logFailure(*functions, instanceName, "fmi2Instantiate: Process error");
-      logFailure(*functions, instanceName, asFormat(lastErrorText()).c_str());
-      return nullptr;
-    }
-    auto instance = allocateInstance(*functions, instanceName, fmuGUID);
-    if (instance == nullptr) throw std::bad_alloc();
-
-    instance->type = numberOf(fmuType);
-    instance->functions = functions;
-    instance->componentEnvironment = functions->componentEnvironment;
-    instance->loggingOn = loggingOn;
-    std::ranges::fill(instance->logCategories, loggingOn);
-    instance->state = InstanceState::Instantiated;
-    instance->valuesDirty = 1;
-    logTrace(*instance, "fmi2Instantiate: GUID=%s", fmuGUID);
-    return instance.release();
+    return instantiate(turn, instanceName, fmuType, fmuGUID, fmuResourceLocation, *functions,
+                       loggingOn);
   } catch (const std::bad_alloc&) {
-    abandon(*functions, instanceName, "fmi2Instantiate: Out of memory.");
   } catch (...) {
-    abandon(*functions, instanceName,
-            "fmi2Instantiate: A callback of the importer threw an exception.");
+    failure = "fmi2Instantiate: A callback of the importer threw an exception.";
   }
+  shielded([&] { logFailure(*functions, instanceName, failure); });
   return nullptr;
 }
 
 void fmi2FreeInstance(fmi2Component c) {
-  bool allowed = false;
-  exportedCall(c, rules::freeInstance, [&allowed](FmuInstance& instance) {
-    allowed = true;
-    logTrace(instance, "fmi2FreeInstance");
+  exportedCall(c, rules::freeInstance, [](FmuInstance& instance) noexcept {
+    shielded([&] { logTrace(instance, "fmi2FreeInstance"); });
+    shielded([&] { j_freeInstance(instance.instanceName); });
+    release(*instance.functions, &instance);
     return fmi2OK;
   });
-  if (!allowed) return;
-  // Even if the trace threw: the instance ends here.
-  auto* const instance = static_cast<FmuInstance*>(c);
-  try {
-    j_freeInstance(instance->instanceName);
-  } catch (...) {
-  }
-  release(*instance->functions, instance);
 }
 
 fmi2Status fmi2Reset(fmi2Component c) {

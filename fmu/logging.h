@@ -5,7 +5,8 @@
 #include <cstddef>
 #include <string>
 
-#include "bridge.h"
+#include "fmu_instance.h"
+#include "java_turn.h"
 
 // The index of a category's switch in FmuInstance::logCategories. logAll is only a switch: it turns
 // every category on.
@@ -25,7 +26,7 @@ template <class... Arguments>
 void callLogger(const fmi2CallbackFunctions& functions, fmi2ComponentEnvironment environment,
                 fmi2String instanceName, fmi2Status status, const char* category,
                 const char* format, Arguments... arguments) {
-  const CallbackGuard guard;
+  const CallbackGuard guard(JavaTurn::isOurs());
   functions.logger(environment, instanceName, status, category, format, arguments...);
 }
 

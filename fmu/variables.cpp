@@ -64,10 +64,13 @@ fmi2Status fmi2GetReal(fmi2Component c, const fmi2ValueReference vr[], size_t nv
     const std::int32_t numberOfReals = getNumberOfReals(instance.instanceName);
     if (numberOfReals <= 0) return fmi2OK;
     const fmi2ValueReference count = validReals(instance, numberOfReals);
+    // Only a callback could switch the trace on, and without it there is none before the last
+    // value.
+    const bool traced = categoryIsOn(instance, LogCategory::logFmiCall);
     for (size_t i = 0; i < nvr; ++i) {
       if (vrOutOfRange(instance, rule.function, vr[i], count)) return fmi2Error;
       value[i] = getReal(instance, vr[i]);
-      logTrace(instance, "fmi2GetReal: #r%u# = %.16g", vr[i], value[i]);
+      if (traced) logTrace(instance, "fmi2GetReal: #r%u# = %.16g", vr[i], value[i]);
     }
     return fmi2OK;
   });
@@ -75,11 +78,9 @@ fmi2Status fmi2GetReal(fmi2Component c, const fmi2ValueReference vr[], size_t nv
 
 fmi2Status fmi2SetReal(fmi2Component c, const fmi2ValueReference vr[], size_t nvr,
                        const fmi2Real value[]) {
-  // Opened before any check: one attachment serves all values.
-  exceptionMayPend = true;
-  const JniBracket bracket;
   const auto& rule = rules::setReal;
-  return checkedCall(c, rule, [=, &rule](FmuInstance& instance) {
+  // One bracket, and so one attachment, serves all values.
+  return exportedCall<JniBracket>(c, rule, [=, &rule](FmuInstance& instance) {
     if (!arraysGiven(instance, rule, vr, nvr, value)) return fmi2Error;
     logTrace(instance, "fmi2SetReal: nvr = %d", static_cast<int>(nvr));
     const fmi2ValueReference count = validReals(instance, getNumberOfReals(instance.instanceName));

@@ -61,10 +61,6 @@ jobject noReference(JNIEnv*, jobject) {
 jclass noClass(JNIEnv*, const char*) {
   return nullptr;
 }
-jclass otherClass;
-jclass ofAnotherLoader(JNIEnv* env, const char*) {
-  return static_cast<jclass>(env->NewLocalRef(otherClass));
-}
 jint attachesNothing(JavaVM*, void**, void*) {
   return JNI_ENOMEM;
 }
@@ -113,21 +109,6 @@ TEST_F(MachineFaults, AFailingJniFunctionFailsItsCallAndNothingElse) {
   EXPECT_EQ(calls(), Lines{});
   FMI(fmi2ExitInitializationMode)(d);
   step(fmi2OK, {});
-}
-
-// As on a thread that runs the Java code of another class loader.
-TEST_F(MachineFaults, NoMethodOfAnotherLoadersClassIsCalledOnTheObject) {
-  const jclass loader = env->FindClass("MissingMethods");
-  otherClass = static_cast<jclass>(env->CallStaticObjectMethod(
-      loader, env->GetStaticMethodID(loader, "otherClass", "()Ljava/lang/Class;")));
-  initialized();
-  run("step 0 1");
-  without(&JNINativeInterface_::FindClass, ofAnotherLoader, [&] {
-    EXPECT_EQ(run("step 1 1"), "Error logError m: Error:  -> Error [1024]");
-    EXPECT_NE(instantiate("other"), nullptr);  // from now on the object is one of the other class
-  });
-  run("state 32");
-  EXPECT_EQ(run("step 2 1"), "Error logError m: Error:  -> Error [1024]");
 }
 
 TEST_F(MachineFaults, AThreadThatTheJvmRefusesCallsNothing) {

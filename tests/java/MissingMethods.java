@@ -12,12 +12,6 @@ public class MissingMethods extends ClassLoader {
         super(parent);
     }
 
-    /** The simulation class once more, with all its methods, of another class loader. */
-    static Class<?> otherClass() throws ClassNotFoundException {
-        System.setProperty("missing", "nothing");
-        return new MissingMethods(getSystemClassLoader()).loadClass("com.zelvox.qorbetta.ZelvoxSim");
-    }
-
     @Override
     protected synchronized Class<?> loadClass(String name, boolean resolve)
             throws ClassNotFoundException {

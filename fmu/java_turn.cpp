@@ -1,0 +1,33 @@
+#include "java_turn.h"
+
+#include <atomic>
+#include <thread>
+
+namespace {
+
+// No id is that of no thread.
+std::atomic<std::thread::id> owner;
+static_assert(std::atomic<std::thread::id>::is_always_lock_free);
+
+}  // namespace
+
+JavaTurn::JavaTurn(bool reachesJava) noexcept {
+  if (isOurs()) {
+    place = Place::nested;
+    outer = setAccessAside();
+  } else if (reachesJava) {
+    std::thread::id nobody;
+    const bool taken = owner.compare_exchange_strong(nobody, std::this_thread::get_id(),
+                                                     std::memory_order_acquire);
+    place = taken ? Place::first : Place::refused;
+  }
+}
+
+JavaTurn::~JavaTurn() {
+  if (place == Place::nested) giveAccessBack(outer);
+  if (place == Place::first) owner.store({}, std::memory_order_release);
+}
+
+bool JavaTurn::isOurs() noexcept {
+  return owner.load(std::memory_order_relaxed) == std::this_thread::get_id();
+}

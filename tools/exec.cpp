@@ -7,10 +7,11 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "command.h"
+#include "base/failure.h"
+#include "base/text.h"
+#include "commands/command.h"
 #include "jvm.h"
 #include "preload/preload.h"
-#include "text.h"
 
 namespace fs = std::filesystem;
 

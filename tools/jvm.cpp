@@ -11,7 +11,7 @@
 #include <cstdlib>
 #include <sstream>
 
-#include "command.h"
+#include "base/failure.h"
 
 namespace fs = std::filesystem;
 

@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "csv.h"
 #include "fuzz.h"
+#include "importer/csv_reader.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   readOrRefuse(data, size, [](std::string_view text) {

@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "command.h"
+#include "base/failure.h"
 
 inline void require(bool holds, const char* promise) {
   if (holds) return;

@@ -2,8 +2,9 @@
 // says the same when it is read again.
 #include <algorithm>
 
+#include "fmu_file/description_reader.h"
+#include "fmu_file/description_writer.h"
 #include "fuzz.h"
-#include "model_description.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   readOrRefuse(data, size, [](std::string_view text) {

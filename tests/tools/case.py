@@ -1,0 +1,106 @@
+"""What the tests of the command line share: where the programs are, which CMakeLists.txt says in the
+environment, FMUs that many tests use, and a case that runs commands in a directory of its own."""
+
+import csv
+import functools
+import os
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import unittest
+import zipfile
+from pathlib import Path
+
+ZELVOX, LIBRARY, MOTOR_JAR, ODD_JAR = (
+    os.environ[name] for name in ("ZELVOX", "LIBRARY", "MOTOR_JAR", "ODD_JAR"))
+SANITIZERS = os.environ.get("SANITIZERS")
+signal.signal(signal.SIGINT, signal.default_int_handler)  # what runs in the background ignores Ctrl-C
+KEPT = tempfile.TemporaryDirectory()  # for the FMUs that many tests share
+
+
+@functools.cache
+def packed(name, *options):
+    subprocess.run([ZELVOX, "pack", *options, "-o", f"{KEPT.name}/{name}"], check=True, stdout=subprocess.DEVNULL)
+    return Path(KEPT.name, name)
+
+
+motor = functools.partial(packed, "motor.fmu", "--jar", MOTOR_JAR)
+odd = functools.partial(packed, "odd.fmu", "--jar", ODD_JAR, "--model", "Odd")
+
+
+class Case(unittest.TestCase):
+    """Runs every command in a directory of its own and sees to it that nothing stays behind."""
+
+    def setUp(self):
+        self.home = Path(self.enterContext(tempfile.TemporaryDirectory(prefix="zelvox test ")))
+        (self.home / "tmp").mkdir()
+
+    def start(self, *arguments, env={}, **options):
+        env = {**{name: os.environ.get(name) for name in ("PATH", "JAVA_HOME", "ASAN_OPTIONS")},
+               "LC_ALL": "C.UTF-8", "TMPDIR": str(self.home / "tmp"), "LD_PRELOAD": SANITIZERS, **env}
+        process = subprocess.Popen(
+            [ZELVOX, *map(str, arguments)], cwd=self.home, env={k: v for k, v in env.items() if v is not None},
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE, encoding="utf-8",
+            errors="backslashreplace", **options)
+        self.addCleanup(process.kill)
+        return process
+
+    def finish(self, process, code=0, input=None):
+        out, err = process.communicate(input, timeout=300)
+        left, _ = os.listdir(self.home / "tmp"), [shutil.rmtree(path) for path in self.home.glob("tmp/*")]
+        self.assertEqual((process.returncode, left), (code, []), err)
+        return out, err
+
+    def zelvox(self, *arguments, code=0, input=None, **options):
+        return self.finish(self.start(*arguments, **options), code, input)
+
+    def refuses(self, reason, *arguments, code=1, **options):
+        """The command fails with one sentence that gives the reason."""
+        with self.subTest(reason):
+            sentence = self.zelvox(*arguments, code=code, **options)[1]
+            self.assertRegex(sentence, r"\Azelvox[^\n]*: [^\n]+\n\Z")
+            self.assertRegex(sentence, reason)
+
+    def simulated(self, fmu, *arguments, run=True):
+        """The columns of the result as they stand in the table."""
+        if run:
+            self.zelvox("simulate", fmu, "--output-file", "out.csv", *arguments)
+        with open(self.home / "out.csv", encoding="utf-8", newline="") as table:
+            return {column[0]: list(column[1:]) for column in zip(*csv.reader(table), strict=True)}
+
+    def write(self, name, content):
+        (self.home / name).write_bytes(content if isinstance(content, bytes) else content.encode())
+        return name
+
+    def archive(self, *entries, name="new.fmu"):
+        with zipfile.ZipFile(self.home / name, "w", zipfile.ZIP_DEFLATED) as archive:
+            for entry in entries:
+                archive.writestr(*entry)
+        return (self.home / name).read_bytes()
+
+    def changed(self, name, change):
+        """A copy of the motor's FMU in which one file is another, or none."""
+        with zipfile.ZipFile(motor()) as archive:
+            entries = {entry: archive.read(entry) for entry in archive.namelist()}
+        entries[name] = change(entries[name])
+        self.archive(*(entry for entry in entries.items() if entry[1] is not None))
+        return "new.fmu"
+
+
+class Importer(Case):
+    """Has the FMUs unpacked, in `motor ü%20 +` and `odd`, and an importer written in Python."""
+
+    def setUp(self):
+        super().setUp()
+        for fmu, name in ((motor(), "motor ü%20 +"), (odd(), "odd")):
+            zipfile.ZipFile(fmu).extractall(self.home / name)
+
+    def python(self, script, *options, code=0):
+        """What the script prints, by lines, under `zelvox exec`."""
+        script = ("from importer import Instance\nimport os, shutil\nMOTOR = 'motor ü%20 +'\n"
+                  "URI = 'file:///proc/self/cwd/motor%20%C3%BC%2520%20+/resources'\n"
+                  "ODD = 'file:///proc/self/cwd/odd/resources'\n" + script)
+        return self.zelvox("exec", *options, "--", sys.executable, "-Bc", script, code=code,
+                           env={"PYTHONPATH": str(Path(__file__).parent)})[0].splitlines()

@@ -1,0 +1,22 @@
+// How a command fails: with one sentence, which main() prints, and an exit code.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+// Exit codes, the same for every command. `exec` otherwise ends with the code of its program.
+enum class ExitCode : int {
+  success = 0,
+  failed = 1,           // the work could not be done: bad model, bad file, failed simulation
+  usage = 2,            // the command line is wrong
+  noJvm = 3,            // no JVM was found, or it could not be started
+  notExecutable = 126,  // exec: the program cannot be run
+  notFound = 127,       // exec: there is no such program
+  interrupted = 130
+};
+
+struct Failure : std::runtime_error {
+  explicit Failure(const std::string& sentence, ExitCode code = ExitCode::failed)
+      : std::runtime_error(sentence), exitCode(code) {}
+  ExitCode exitCode;
+};

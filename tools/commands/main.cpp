@@ -1,0 +1,92 @@
+// The program `zelvox`: picks the command and turns what goes wrong into one sentence and an exit
+// code.
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+
+#include "base/failure.h"
+#include "base/text.h"
+#include "commands/command.h"
+
+namespace {
+
+constexpr const char* examples = R"(
+From a Java model to a running FMU:
+  zelvox pack --jar motor.jar -o motor.fmu
+  zelvox info motor.fmu
+  zelvox simulate motor.fmu --stop-time 2 --start-value voltage=12 --plot-file motor.svg
+
+In an importer that knows nothing of Java, and when something does not work:
+  zelvox exec -- fmpy simulate motor.fmu
+  zelvox doctor
+
+`zelvox COMMAND --help` shows the options of a command.
+
+Exit codes: 0 success, 1 the work could not be done, 2 wrong command line, 3 no usable JVM,
+130 interrupted. `exec` ends with the exit code of its program.)";
+
+int complain(const char* sentence, ExitCode code) {
+  // Names from files may hold anything; the sentence stays one line.
+  std::fprintf(stderr, "zelvox: %s\n", printable(sentence).c_str());
+  return static_cast<int>(code);
+}
+
+std::string usageMessage(const CLI::App* app, const CLI::Error& error) {
+  if (app->get_subcommands().empty() && !app->remaining().empty())
+    return "zelvox: there is no command or option '" + app->remaining().front() +
+           "' (try zelvox --help)\n";
+  std::string command = "zelvox";
+  for (const CLI::App* chosen : app->get_subcommands()) command += " " + chosen->get_name();
+  return "zelvox: " + std::string(error.what()) + " (try " + command + " --help)\n";
+}
+
+int run(int argc, char* argv[]) {
+  CLI::App app{"Packs Java models as FMUs (FMI 2.0, co-simulation) and runs FMUs with a JVM.",
+               "zelvox"};
+  app.set_version_flag("--version", "zelvox " ZELVOX_VERSION, "Show the version and exit");
+  app.set_help_flag("-h,--help", "Show this help and exit");
+  app.require_subcommand(1);
+  app.footer(examples);
+  app.failure_message(usageMessage);
+  addPackCommand(app);
+  addInfoCommand(app);
+  addSimulateCommand(app);
+  addExecCommand(app);
+  addDoctorCommand(app);
+  try {
+    app.parse(argc, argv);
+    return static_cast<int>(ExitCode::success);
+  } catch (const CLI::ParseError& error) {
+    // --help and --version come this way too, with code 0.
+    return static_cast<int>(app.exit(error) == 0 ? ExitCode::success : ExitCode::usage);
+  }
+}
+
+}  // namespace
+
+void addJvmOptions(CLI::App& command, std::vector<std::filesystem::path>& classPath,
+                   std::vector<std::string>& jvmOptions) {
+  command
+      .add_option("--class-path", classPath, "Jars and directories behind zelvox.jar; repeatable")
+      ->allow_extra_args(false)
+      ->type_name("PATH")
+      ->group("The JVM");
+  command
+      .add_option("--jvm-option", jvmOptions,
+                  "An option as java takes it, such as -Xmx1g; repeatable")
+      ->allow_extra_args(false)
+      ->type_name("OPTION")
+      ->group("The JVM");
+}
+
+int main(int argc, char* argv[]) {
+  try {
+    return run(argc, argv);
+  } catch (const Failure& failure) {
+    return complain(failure.what(), failure.exitCode);
+  } catch (const std::exception& problem) {
+    return complain(problem.what(), ExitCode::failed);
+  } catch (...) {
+    return complain("something went wrong that has no name", ExitCode::failed);
+  }
+}

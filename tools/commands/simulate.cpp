@@ -1,0 +1,160 @@
+// `zelvox simulate`: co-simulates one FMU with the JVM in this process, from the options to the
+// summary.
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <memory>
+
+#include "base/failure.h"
+#include "base/interrupts.h"
+#include "base/temporary_directory.h"
+#include "base/text.h"
+#include "commands/command.h"
+#include "fmu_file/archive_reader.h"
+#include "fmu_file/description_reader.h"
+#include "importer/binary.h"
+#include "importer/simulation.h"
+#include "jvm.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct Options {
+  fs::path fmu;
+  SimulationOptions run;
+  std::vector<fs::path> classPath;
+  std::vector<std::string> jvmOptions;
+};
+
+std::string contentOf(const fs::path& file) {
+  std::ifstream stream(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+}
+
+// Whatever the FMU: one whose binary speaks of libjvm.so needs a JVM, and its class path must have
+// our simulation object before any of its code runs.
+void startJvmFor(const fs::path& binary, const Options& options) {
+  if (contentOf(binary).find("libjvm.so") == std::string::npos) return;
+  std::vector<fs::path> classPath = {zelvoxJar()};
+  classPath.insert(classPath.end(), options.classPath.begin(), options.classPath.end());
+  startJvm(locateJvm(), classPath, options.jvmOptions);
+}
+
+void failIfInterrupted(const std::string& sentence) {
+  if (interrupted()) throw Failure(sentence, ExitCode::interrupted);
+}
+
+void simulate(const Options& options) {
+  if (!options.run.plotFile.empty() && !isPlotFile(options.run.plotFile))
+    throw Failure(
+        "--plot-file " + options.run.plotFile.string() + ": expected a name with .svg or .png",
+        ExitCode::usage);
+  catchInterrupts();
+  // What is static is also put away when Java code ends the process: the directory is removed, and
+  // the rows so far reach their file.
+  static const TemporaryDirectory directory;
+  unpackArchive(options.fmu, directory.path());
+  failIfInterrupted("interrupted before the run began");
+  const fs::path descriptionFile = directory.path() / "modelDescription.xml";
+  if (!fs::is_regular_file(descriptionFile))
+    throw Failure(options.fmu.string() + " is no FMU: there is no modelDescription.xml in it");
+  static const ModelDescription model = readModelDescription(contentOf(descriptionFile));
+  if (!model.coSimulation)
+    throw Failure(options.fmu.string() + " is for model exchange only, expected co-simulation");
+
+  static Simulation simulation(options.run, model);
+  startJvmFor(fmuBinary(directory.path(), model), options);
+  simulation.run(directory.path());
+  if (!options.run.quiet) simulation.summarize();
+  std::fflush(stdout);
+  failIfInterrupted("interrupted at t=" + numberText(simulation.endTime()) +
+                    (options.run.outputFile.empty()
+                         ? std::string()
+                         : "; the rows so far are in " + options.run.outputFile.string()));
+  if (options.run.plotFile.empty()) return;
+  simulation.draw();
+  if (!options.run.quiet) std::printf("Drew %s\n", options.run.plotFile.c_str());
+}
+
+constexpr const char* examples = R"(
+Examples:
+  zelvox simulate motor.fmu
+  zelvox simulate motor.fmu --stop-time 2 --start-value R=0.8 --output-file motor.csv
+  zelvox simulate motor.fmu --input-file inputs.csv --output-variable speed --plot-file motor.svg
+
+An input file is a comma-separated table, for instance a voltage that jumps at 0.1 s:
+  "time","voltage"
+  0,0
+  0.1,0
+  0.1,12
+Real inputs are interpolated linearly between rows and hold before the first and behind the last.
+
+Ctrl-C ends the run in order and keeps the rows so far (exit code 130).)";
+
+}  // namespace
+
+void addSimulateCommand(CLI::App& app) {
+  auto options = std::make_shared<Options>();
+  CLI::App* const command =
+      app.add_subcommand("simulate", "Co-simulate an FMU, with a JVM in this process");
+  command->footer(examples);
+  command->add_option("fmu", options->fmu, "The FMU, a .fmu file of FMI 2.0")
+      ->required()
+      ->type_name("FMU");
+
+  const std::string run = "The run";
+  command
+      ->add_option("--start-time", options->run.time.startTime,
+                   "Where the run starts [FMU's default, 0]")
+      ->type_name("SECONDS")
+      ->group(run);
+  command
+      ->add_option("--stop-time", options->run.time.stopTime,
+                   "Where it ends [FMU's default, start + 1]")
+      ->type_name("SECONDS")
+      ->group(run);
+  command
+      ->add_option("--output-interval", options->run.time.outputInterval,
+                   "Step and distance of the rows [FMU's default, 1/500 of the run]")
+      ->type_name("SECONDS")
+      ->group(run);
+  command
+      ->add_option("--start-value", options->run.startValues,
+                   "Value of an input or a parameter at the start; repeatable")
+      ->allow_extra_args(false)
+      ->type_name("NAME=VALUE")
+      ->group(run);
+  command->add_option("--input-file", options->run.inputFile, "Inputs over time, see below")
+      ->type_name("CSV")
+      ->group(run);
+
+  const std::string results = "Results";
+  command->add_option("--output-file", options->run.outputFile, "Write the result as a table")
+      ->type_name("CSV")
+      ->group(results);
+  command
+      ->add_option("--output-variable", options->run.outputVariables,
+                   "A variable for the result; repeatable [all outputs]")
+      ->allow_extra_args(false)
+      ->type_name("NAME")
+      ->group(results);
+  command
+      ->add_option("--plot-file", options->run.plotFile,
+                   "Draw the result (.svg or .png; needs gnuplot)")
+      ->type_name("FILE")
+      ->group(results);
+  command->add_flag("--quiet", options->run.quiet, "No summary and no progress bar")
+      ->group(results);
+
+  const std::string insight = "Insight";
+  command
+      ->add_flag("--logging-on", options->run.logging.messages, "Show the FMU's messages on stderr")
+      ->group(insight);
+  command->add_flag("--log-fmi-calls", options->run.logging.calls, "Show every FMI call on stderr")
+      ->group(insight);
+
+  addJvmOptions(*command, options->classPath, options->jvmOptions);
+  command->callback([options] { simulate(*options); });
+}

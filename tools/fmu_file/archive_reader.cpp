@@ -1,0 +1,222 @@
+#include "fmu_file/archive_reader.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <string_view>
+
+#include "base/failure.h"
+#include "base/text.h"
+#include "fmu_file/libzip.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// What an archive may cost whoever opens it. FMUs hold binaries for some platforms and tables of
+// data: hundreds of megabytes are large, and the system's temporary directory must bear it.
+constexpr std::uint64_t largestUnpackedSize = std::uint64_t{4} << 30;
+constexpr std::uint64_t mostEntries = 100'000;
+// Deflate can reach 1000 : 1, but code and tables stay below 50. Small archives may do as they
+// like: an empty table is no attack.
+constexpr std::uint64_t largestCompressionRatio = 200;
+constexpr std::uint64_t unpackedSizeWithoutQuestions = std::uint64_t{64} << 20;
+// A text is held in memory, and its XML tree needs several times as much.
+constexpr std::uint64_t largestText = std::uint64_t{256} << 20;
+
+struct Entry {
+  std::uint64_t index;
+  std::string path;  // the name without the slash at the end of a directory's
+  bool isDirectory;
+  std::uint64_t size;
+};
+
+// An archive whose entries have been checked.
+struct CheckedArchive {
+  fs::path path;
+  Archive archive;
+  std::vector<Entry> entries;
+};
+
+[[noreturn]] void refuse(const fs::path& archive, const std::string& reason) {
+  throw Failure(printable(archive.string()) + " " + reason);
+}
+
+[[noreturn]] void refuseEntry(const fs::path& archive, std::string_view name,
+                              const std::string& reason) {
+  refuse(archive, "is refused: its entry " + inQuotes(name) + " " + reason);
+}
+
+// Refuses names that stand for the same file, or for a file and a directory.
+void refuseClashes(const fs::path& archive, const std::vector<Entry>& entries) {
+  std::vector<const Entry*> sorted;
+  for (const Entry& entry : entries) sorted.push_back(&entry);
+  // With '/' before every other character, what is below a path follows directly behind it.
+  const auto rank = [](char c) { return c == '/' ? 0 : static_cast<unsigned char>(c); };
+  std::ranges::sort(sorted, [&rank](const Entry* a, const Entry* b) {
+    return std::ranges::lexicographical_compare(a->path, b->path, {}, rank, rank);
+  });
+  for (std::size_t i = 1; i < sorted.size(); ++i) {
+    const Entry& entry = *sorted[i - 1];
+    const std::string& next = sorted[i]->path;
+    if (next == entry.path) refuseEntry(archive, entry.path, "is there twice");
+    if (!entry.isDirectory && next.starts_with(entry.path + '/')) {
+      refuseEntry(archive, entry.path, "is both a file and a directory");
+    }
+  }
+}
+
+Entry checkedEntry(zip_t* archive, const fs::path& path, std::uint64_t index) {
+  zip_stat_t stat;
+  const char* const name = zip_get_name(archive, index, ZIP_FL_ENC_RAW);
+  if (name == nullptr || zip_stat_index(archive, index, 0, &stat) != 0) {
+    refuse(path, std::string("cannot be read: ") + zip_strerror(archive));
+  }
+  if (const char* const problem = problemOf(name)) refuseEntry(path, name, problem);
+  // libzip makes UTF-8 of every name, from an old code page if need be: then the two differ.
+  if (const char* const utf8 = zip_get_name(archive, index, ZIP_FL_ENC_GUESS);
+      utf8 == nullptr || std::strcmp(utf8, name) != 0) {
+    refuseEntry(path, utf8 != nullptr ? utf8 : "", "has a name that is not UTF-8");
+  }
+  if ((stat.valid & ZIP_STAT_ENCRYPTION_METHOD) == 0 || stat.encryption_method != ZIP_EM_NONE) {
+    refuseEntry(path, name, "is encrypted");
+  }
+  zip_uint8_t system = 0;
+  zip_uint32_t attributes = 0;
+  zip_file_get_external_attributes(archive, index, 0, &system, &attributes);
+  // Unix modes are believed whatever system the entry claims to come from.
+  const mode_t kind = attributes >> 16 & S_IFMT;
+  if (kind == S_IFLNK) refuseEntry(path, name, "is a symbolic link");
+  if (kind != 0 && kind != S_IFREG && kind != S_IFDIR) refuseEntry(path, name, "is no plain file");
+  if ((stat.valid & ZIP_STAT_SIZE) == 0) refuseEntry(path, name, "has no size");
+  std::string entryPath = name;
+  const bool isDirectory = entryPath.back() == '/';
+  if (isDirectory) entryPath.pop_back();
+  return {index, std::move(entryPath), isDirectory, stat.size};
+}
+
+CheckedArchive openChecked(const fs::path& path) {
+  int error = 0;
+  CheckedArchive checked{path, Archive(zip_open(path.c_str(), ZIP_RDONLY, &error)), {}};
+  if (checked.archive == nullptr)
+    refuse(path, "cannot be opened as a zip archive: " + reasonOf(error));
+
+  const auto count = static_cast<std::uint64_t>(zip_get_num_entries(checked.archive.get(), 0));
+  if (count > mostEntries) {
+    refuse(path, "is refused: it has " + std::to_string(count) + " entries, more than " +
+                     std::to_string(mostEntries));
+  }
+  std::uint64_t unpackedSize = 0;
+  for (std::uint64_t index = 0; index < count; ++index) {
+    Entry entry = checkedEntry(checked.archive.get(), path, index);
+    if (entry.size > largestUnpackedSize - unpackedSize) {
+      refuse(path, "is refused: it unpacks to more than " +
+                       std::to_string(largestUnpackedSize >> 20) + " MiB");
+    }
+    unpackedSize += entry.size;
+    checked.entries.push_back(std::move(entry));
+  }
+  refuseClashes(path, checked.entries);
+  if (unpackedSize > unpackedSizeWithoutQuestions &&
+      unpackedSize / largestCompressionRatio > fs::file_size(path)) {
+    refuse(path, "is refused: it unpacks to " + std::to_string(unpackedSize >> 20) +
+                     " MiB, more than " + std::to_string(largestCompressionRatio) +
+                     " times its own size");
+  }
+  return checked;
+}
+
+// Hands the content over piece by piece. The sizes that were checked are only claims so far.
+void readEntry(const CheckedArchive& checked, const Entry& entry,
+               const std::function<void(std::string_view)>& take) {
+  const OpenEntry open(zip_fopen_index(checked.archive.get(), entry.index, 0));
+  if (open == nullptr) {
+    refuseEntry(checked.path, entry.path,
+                std::string("cannot be read: ") + zip_strerror(checked.archive.get()));
+  }
+  std::array<char, 1 << 16> buffer;
+  std::uint64_t size = 0;
+  while (const zip_int64_t length = zip_fread(open.get(), buffer.data(), buffer.size())) {
+    if (length < 0) {
+      refuseEntry(checked.path, entry.path,
+                  std::string("cannot be read: ") + zip_file_strerror(open.get()));
+    }
+    size += static_cast<std::uint64_t>(length);
+    if (size > entry.size) break;
+    take({buffer.data(), static_cast<std::size_t>(length)});
+  }
+  if (size != entry.size)
+    refuseEntry(checked.path, entry.path, "is not of the size that it states");
+}
+
+void unpackEntry(const CheckedArchive& checked, const Entry& entry, const fs::path& directory) {
+  const fs::path target = directory / entry.path;
+  const auto require = [&](bool success) {
+    if (!success) {
+      throw Failure("the entry " + inQuotes(entry.path) + " of " +
+                    printable(checked.path.string()) + " cannot be unpacked to " +
+                    directory.string() + ": " + std::strerror(errno));
+    }
+  };
+  std::error_code error;
+  fs::create_directories(entry.isDirectory ? target : target.parent_path(), error);
+  errno = error.value();
+  require(!error);
+  if (entry.isDirectory) return;
+
+  std::ofstream file(target, std::ios::binary);
+  require(file.is_open());
+  readEntry(checked, entry, [&](std::string_view piece) {
+    require(
+        static_cast<bool>(file.write(piece.data(), static_cast<std::streamsize>(piece.size()))));
+  });
+  file.close();
+  require(!file.fail());
+}
+
+}  // namespace
+
+void unpackArchive(const fs::path& archive, const fs::path& directory) {
+  const CheckedArchive checked = openChecked(archive);
+  std::error_code error;
+  fs::create_directories(directory, error);
+  if (error || !fs::is_empty(directory, error) || error) {
+    refuse(archive,
+           "cannot be unpacked to " + directory.string() + ", expected an empty directory");
+  }
+  try {
+    for (const Entry& entry : checked.entries) unpackEntry(checked, entry, directory);
+  } catch (...) {
+    for (const auto& unpacked : fs::directory_iterator(directory, error)) {
+      fs::remove_all(unpacked, error);
+    }
+    throw;
+  }
+}
+
+std::string readArchiveEntry(const fs::path& archive, const std::string& name) {
+  const CheckedArchive checked = openChecked(archive);
+  for (const Entry& entry : checked.entries) {
+    if (entry.isDirectory || entry.path != name) continue;
+    if (entry.size > largestText) refuseEntry(archive, name, "is too large for a text");
+    std::string text;
+    text.reserve(entry.size);
+    readEntry(checked, entry, [&text](std::string_view piece) { text += piece; });
+    return text;
+  }
+  refuse(archive, "has no entry " + inQuotes(name));
+}
+
+std::vector<std::string> archiveFiles(const fs::path& archive) {
+  std::vector<std::string> names;
+  for (Entry& entry : openChecked(archive).entries) {
+    if (!entry.isDirectory) names.push_back(std::move(entry.path));
+  }
+  return names;
+}

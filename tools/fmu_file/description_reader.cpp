@@ -1,0 +1,200 @@
+#include "fmu_file/description_reader.h"
+
+#include <algorithm>
+#include <charconv>
+#include <pugixml.hpp>
+#include <unordered_map>
+
+#include "base/failure.h"
+#include "base/text.h"
+
+namespace {
+
+constexpr std::array<const char*, 5> variableTypes = {"Real", "Integer", "Boolean", "String",
+                                                      "Enumeration"};
+
+class Reader {
+ public:
+  explicit Reader(std::string_view text) : xml(text) {}
+
+  ModelDescription read() {
+    const pugi::xml_node root = parse();
+    ModelDescription model;
+    readHead(root, model);
+    readExperiment(root.child("DefaultExperiment"), model);
+    for (const pugi::xml_node unit : root.child("UnitDefinitions").children("Unit")) {
+      model.units.push_back(readUnit(unit));
+    }
+    for (const pugi::xml_node type : root.child("TypeDefinitions").children("SimpleType")) {
+      declaredTypes.emplace(required(type, "name"), type);
+    }
+    for (const pugi::xml_node variable : root.child("ModelVariables").children("ScalarVariable")) {
+      model.variables.push_back(readVariable(variable));
+    }
+    return model;
+  }
+
+ private:
+  pugi::xml_node parse() {
+    const pugi::xml_parse_result result =
+        document.load_buffer(xml.data(), xml.size(), pugi::parse_default | pugi::parse_doctype);
+    if (!result) fail(result.offset, std::string("it is no XML: ") + result.description());
+    for (const pugi::xml_node node : document) {
+      if (node.type() == pugi::node_doctype) {
+        fail(node.offset_debug(), "it has a DOCTYPE, which no model description needs");
+      }
+    }
+    const pugi::xml_node root = document.document_element();
+    const std::string_view version = root.attribute("fmiVersion").value();
+    if (std::string_view(root.name()) != "fmiModelDescription") {
+      fail(root, "expected the element fmiModelDescription, got " + inQuotes(root.name()));
+    }
+    if (version != "2.0") fail(root, "expected an FMU of FMI 2.0, got FMI " + inQuotes(version));
+    return root;
+  }
+
+  void readHead(const pugi::xml_node& root, ModelDescription& model) {
+    model.modelName = required(root, "modelName");
+    model.guid = required(root, "guid");
+    model.description = root.attribute("description").value();
+    model.author = root.attribute("author").value();
+    model.version = root.attribute("version").value();
+    model.license = root.attribute("license").value();
+    model.copyright = root.attribute("copyright").value();
+    model.generationTool = root.attribute("generationTool").value();
+    model.generationDateAndTime = root.attribute("generationDateAndTime").value();
+    const pugi::xml_node coSimulation = root.child("CoSimulation");
+    const pugi::xml_node modelExchange = root.child("ModelExchange");
+    model.coSimulation = !coSimulation.empty();
+    model.modelExchange = !modelExchange.empty();
+    const pugi::xml_node kind = model.coSimulation ? coSimulation : modelExchange;
+    if (kind.empty()) fail(root, "it has neither CoSimulation nor ModelExchange");
+    model.modelIdentifier = required(kind, "modelIdentifier");
+    model.needsExecutionTool = isTrue(kind.attribute("needsExecutionTool"));
+  }
+
+  void readExperiment(const pugi::xml_node& experiment, ModelDescription& model) {
+    model.startTime = number(experiment, "startTime");
+    model.stopTime = number(experiment, "stopTime");
+    model.stepSize = number(experiment, "stepSize");
+    model.tolerance = number(experiment, "tolerance");
+  }
+
+  UnitDefinition readUnit(const pugi::xml_node& node) {
+    UnitDefinition unit;
+    unit.name = required(node, "name");
+    const pugi::xml_node base = node.child("BaseUnit");
+    unit.hasBaseUnit = !base.empty();
+    for (std::size_t i = 0; i < baseUnits.size(); ++i) {
+      if (const auto exponent = base.attribute(baseUnits[i])) {
+        unit.exponents[i] = integer<int>(base, exponent);
+      }
+    }
+    unit.factor = number(base, "factor").value_or(1.0);
+    unit.offset = number(base, "offset").value_or(0.0);
+    return unit;
+  }
+
+  ScalarVariable readVariable(const pugi::xml_node& node) {
+    ScalarVariable variable;
+    variable.name = required(node, "name");
+    required(node, "valueReference");
+    variable.valueReference = integer<std::uint32_t>(node, node.attribute("valueReference"));
+    variable.description = node.attribute("description").value();
+    variable.causality = node.attribute("causality").as_string("local");
+    variable.initial = node.attribute("initial").value();
+    const auto type = std::ranges::find_if(
+        variableTypes, [&node](const char* name) { return !node.child(name).empty(); });
+    if (type == variableTypes.end())
+      fail(node, "variable " + inQuotes(variable.name) + " has no type");
+    variable.type = *type;
+    variable.variability = node.attribute("variability")
+                               .as_string(variable.type == "Real" ? "continuous" : "discrete");
+    readType(node.child(*type), *type, variable);
+    return variable;
+  }
+
+  void readType(const pugi::xml_node& own, const char* type, ScalarVariable& variable) {
+    pugi::xml_node declared;
+    if (const auto name = own.attribute("declaredType")) {
+      const auto found = declaredTypes.find(name.value());
+      if (found == declaredTypes.end()) {
+        fail(own, "variable " + inQuotes(variable.name) + " is of the type " +
+                      inQuotes(name.value()) + ", which is not defined");
+      }
+      declared = found->second.child(type);
+    }
+    const auto inherited = [&](const char* name) {
+      return number(own.attribute(name).empty() ? declared : own, name);
+    };
+    const pugi::xml_attribute unit = own.attribute("unit");
+    variable.unit = (unit.empty() ? declared.attribute("unit") : unit).value();
+    if (variable.type == "Boolean") {
+      if (const auto start = own.attribute("start")) variable.start = isTrue(start) ? 1.0 : 0.0;
+    } else if (variable.type != "String") {
+      variable.start = number(own, "start");
+      variable.min = inherited("min");
+      variable.max = inherited("max");
+      variable.nominal = inherited("nominal");
+    }
+  }
+
+  const char* required(const pugi::xml_node& node, const char* name) {
+    const pugi::xml_attribute attribute = node.attribute(name);
+    if (attribute.empty()) {
+      fail(node, std::string("the element ") + node.name() + " has no attribute " + name);
+    }
+    return attribute.value();
+  }
+
+  std::optional<double> number(const pugi::xml_node& node, const char* name) {
+    const pugi::xml_attribute attribute = node.attribute(name);
+    if (attribute.empty()) return std::nullopt;
+    const std::optional<double> value = parseNumber(attribute.value());
+    if (!value) failNumber(node, attribute, "a number");
+    return value;
+  }
+
+  template <class Integer>
+  Integer integer(const pugi::xml_node& node, const pugi::xml_attribute& attribute) {
+    const std::string_view text = attribute.value();
+    Integer value{};
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size()) {
+      failNumber(node, attribute,
+                 std::is_signed_v<Integer> ? "a whole number" : "a whole number from 0 on");
+    }
+    return value;
+  }
+
+  static bool isTrue(const pugi::xml_attribute& attribute) {
+    const std::string_view text = attribute.value();
+    return text == "true" || text == "1";
+  }
+
+  [[noreturn]] void failNumber(const pugi::xml_node& node, const pugi::xml_attribute& attribute,
+                               const char* expected) {
+    fail(node, std::string("the attribute ") + attribute.name() + " is " +
+                   inQuotes(attribute.value()) + ", expected " + expected);
+  }
+
+  [[noreturn]] void fail(const pugi::xml_node& node, const std::string& reason) {
+    fail(node.offset_debug(), reason);
+  }
+
+  [[noreturn]] void fail(std::ptrdiff_t offset, const std::string& reason) {
+    const auto end = static_cast<std::size_t>(std::max(offset, std::ptrdiff_t{0}));
+    const auto line = 1 + std::ranges::count(xml.substr(0, end), '\n');
+    throw Failure("modelDescription.xml, line " + std::to_string(line) + ": " + reason);
+  }
+
+  std::string_view xml;
+  pugi::xml_document document;
+  std::unordered_map<std::string, pugi::xml_node> declaredTypes;
+};
+
+}  // namespace
+
+ModelDescription readModelDescription(std::string_view xml) {
+  return Reader(xml).read();
+}

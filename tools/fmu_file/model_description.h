@@ -1,0 +1,47 @@
+// What an FMU's modelDescription.xml says, as far as the commands care.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// The SI base units of FMI, in the order of UnitDefinition::exponents.
+inline constexpr std::array<const char*, 8> baseUnits = {"kg", "m",   "s",  "A",
+                                                         "K",  "mol", "cd", "rad"};
+
+struct UnitDefinition {
+  std::string name;
+  bool hasBaseUnit = false;
+  std::array<int, 8> exponents{};  // kg, m, s, A, K, mol, cd, rad
+  double factor = 1.0;
+  double offset = 0.0;
+};
+
+struct ScalarVariable {
+  std::string name;
+  std::uint32_t valueReference = 0;
+  std::string description;
+  std::string causality;    // input, output, parameter, local, independent, ...
+  std::string variability;  // continuous, tunable, ...
+  std::string initial;      // exact, calculated, or empty
+  std::string type;         // Real, Integer, Boolean, String, Enumeration
+  std::string unit;
+  std::optional<double> start, min, max, nominal;  // a Boolean starts at 0 or 1, a String nowhere
+};
+
+struct ModelDescription {
+  std::string modelName, description, guid, modelIdentifier;
+  std::string author, version, license, copyright, generationTool, generationDateAndTime;
+  bool coSimulation = false;
+  bool modelExchange = false;
+  bool needsExecutionTool = false;
+  std::optional<double> startTime, stopTime, stepSize, tolerance;  // DefaultExperiment, in seconds
+  std::vector<UnitDefinition> units;
+  std::vector<ScalarVariable> variables;
+};
+
+// The GUID that the library insists on; every packed model carries it.
+inline constexpr std::string_view zelvoxGuid = "{6F1C2D3A-8B4E-4F70-9A1D-2E5B7C9D0F13}";

@@ -1,0 +1,248 @@
+#include "importer/fmu_instance.h"
+
+#include <array>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
+#include <type_traits>
+
+#include "base/failure.h"
+#include "base/text.h"
+#include "importer/fmu_message.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// By fmi2Status.
+constexpr std::array<const char*, 6> statusNames = {"fmi2OK",    "fmi2Warning", "fmi2Discard",
+                                                    "fmi2Error", "fmi2Fatal",   "fmi2Pending"};
+
+const char* nameOf(fmi2Status status) {
+  const auto index = static_cast<std::size_t>(status);
+  return index < statusNames.size() ? statusNames[index] : "an unknown status";
+}
+
+constexpr const char* nameOf(bool value) {
+  return value ? "fmi2True" : "fmi2False";
+}
+
+// For people: without the last digits that start + i * interval leaves.
+std::string timeText(double time) {
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "%.10g", time);
+  return text.data();
+}
+
+std::string shown(fmi2Real value) {
+  return numberText(value);
+}
+std::string shown(fmi2Integer value) {
+  return std::to_string(value);
+}
+std::string shown(fmi2ValueReference value) {
+  return std::to_string(value);
+}
+std::string shown(fmi2String value) {
+  return value != nullptr ? "\"" + std::string(value) + "\"" : "NULL";
+}
+
+template <class Value>
+std::string listOf(std::span<Value> values) {
+  std::string text;
+  for (const auto& value : values) text += (text.empty() ? "" : ", ") + shown(value);
+  return "[" + text + "]";
+}
+
+// The file URI of the FMU's resources, which RFC 3986 wants escaped.
+std::string resourceUri(const fs::path& directory) {
+  constexpr std::string_view unescaped =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~/";
+  std::string uri = "file://";
+  for (const char character : (fs::absolute(directory) / "resources").string()) {
+    if (unescaped.find(character) != std::string_view::npos) {
+      uri += character;
+    } else {
+      std::array<char, 4> escape{};
+      std::snprintf(escape.data(), escape.size(), "%%%02X", static_cast<unsigned char>(character));
+      uri += escape.data();
+    }
+  }
+  return uri;
+}
+
+}  // namespace
+
+FmuInstance::FmuInstance(const fs::path& directory, const ModelDescription& description,
+                         FmuLogging show)
+    : model(description),
+      logging(show),
+      callbacks{receive, std::calloc, std::free, nullptr, this},
+      functions(loadBinary(fmuBinary(directory, model))) {
+  const std::string version = functions.getVersion();
+  showCall("fmi2GetVersion()", version.c_str());
+  if (version != "2.0")
+    throw Failure("the FMU's binary implements FMI " + version + ", expected 2.0");
+
+  const std::string uri = resourceUri(directory);
+  const fmi2Boolean loggingOn = logging.messages ? fmi2True : fmi2False;
+  component = functions.instantiate(model.modelName.c_str(), fmi2CoSimulation, model.guid.c_str(),
+                                    uri.c_str(), &callbacks, fmi2False, loggingOn);
+  showCall("fmi2Instantiate(instanceName=" + shown(model.modelName.c_str()) +
+               ", fmuType=fmi2CoSimulation, fmuGUID=" + shown(model.guid.c_str()) +
+               ", fmuResourceLocation=" + shown(uri.c_str()) +
+               ", visible=fmi2False, loggingOn=" + nameOf(logging.messages) + ")",
+           component != nullptr ? "an instance" : "NULL");
+  if (component == nullptr) fail("fmi2Instantiate");
+}
+
+FmuInstance::~FmuInstance() {
+  try {
+    if (running) terminate();
+  } catch (const Failure&) {  // another failure is on its way
+  }
+  if (!usable) return;
+  functions.freeInstance(component);
+  showCall("fmi2FreeInstance()", "");
+}
+
+void FmuInstance::setupExperiment(std::optional<double> tolerance, double startTime,
+                                  double stopTime) {
+  time = startTime;
+  lastError.clear();
+  const fmi2Status status =
+      functions.setupExperiment(component, tolerance ? fmi2True : fmi2False,
+                                tolerance.value_or(0.0), startTime, fmi2True, stopTime);
+  check(status, "fmi2SetupExperiment",
+        std::string("toleranceDefined=") + nameOf(tolerance.has_value()) +
+            ", tolerance=" + shown(tolerance.value_or(0.0)) + ", startTime=" + shown(startTime) +
+            ", stopTimeDefined=fmi2True, stopTime=" + shown(stopTime));
+}
+
+void FmuInstance::enterInitializationMode() {
+  lastError.clear();
+  check(functions.enterInitializationMode(component), "fmi2EnterInitializationMode");
+}
+
+void FmuInstance::exitInitializationMode() {
+  lastError.clear();
+  check(functions.exitInitializationMode(component), "fmi2ExitInitializationMode");
+  running = true;
+}
+
+bool FmuInstance::doStep(double communicationPoint, double stepSize) {
+  time = communicationPoint;
+  lastError.clear();
+  const fmi2Status status = functions.doStep(component, communicationPoint, stepSize, fmi2True);
+  std::string arguments;
+  if (logging.calls)
+    arguments = "currentCommunicationPoint=" + shown(communicationPoint) +
+                ", communicationStepSize=" + shown(stepSize) +
+                ", noSetFMUStatePriorToCurrentPoint=fmi2True";
+  if (status == fmi2Discard) {
+    fmi2Boolean terminated = fmi2False;
+    const fmi2Status answer = functions.getBooleanStatus(component, fmi2Terminated, &terminated);
+    if (answer == fmi2OK && terminated != fmi2False) {
+      showCall("fmi2DoStep(" + arguments + ")", nameOf(status));
+      return false;
+    }
+  }
+  check(status, "fmi2DoStep", arguments);
+  time = communicationPoint + stepSize;
+  return true;
+}
+
+void FmuInstance::terminate() {
+  running = false;
+  lastError.clear();
+  check(functions.terminate(component), "fmi2Terminate");
+}
+
+template <class Function, class Value>
+void FmuInstance::exchange(const char* name, Function* function, References vr,
+                           std::span<Value> value) {
+  if (vr.empty()) return;
+  lastError.clear();
+  const fmi2Status status = function(component, vr.data(), vr.size(), value.data());
+  std::string arguments;
+  if (logging.calls) {
+    arguments = "vr=" + listOf(vr);
+    // A get that failed has left nothing to show; what should be a text may not even be one.
+    if (std::is_const_v<Value> || status <= fmi2Warning) arguments += ", value=" + listOf(value);
+  }
+  check(status, name, arguments);
+}
+
+void FmuInstance::getReals(References vr, std::span<fmi2Real> value) {
+  exchange("fmi2GetReal", functions.getReal, vr, value);
+}
+void FmuInstance::setReals(References vr, std::span<const fmi2Real> value) {
+  exchange("fmi2SetReal", functions.setReal, vr, value);
+}
+void FmuInstance::getIntegers(References vr, std::span<fmi2Integer> value) {
+  exchange("fmi2GetInteger", functions.getInteger, vr, value);
+}
+void FmuInstance::setIntegers(References vr, std::span<const fmi2Integer> value) {
+  exchange("fmi2SetInteger", functions.setInteger, vr, value);
+}
+void FmuInstance::getBooleans(References vr, std::span<fmi2Boolean> value) {
+  exchange("fmi2GetBoolean", functions.getBoolean, vr, value);
+}
+void FmuInstance::setBooleans(References vr, std::span<const fmi2Boolean> value) {
+  exchange("fmi2SetBoolean", functions.setBoolean, vr, value);
+}
+void FmuInstance::getStrings(References vr, std::span<fmi2String> value) {
+  exchange("fmi2GetString", functions.getString, vr, value);
+}
+void FmuInstance::setStrings(References vr, std::span<const fmi2String> value) {
+  exchange("fmi2SetString", functions.setString, vr, value);
+}
+
+void FmuInstance::receive(fmi2ComponentEnvironment self, fmi2String, fmi2Status status,
+                          fmi2String category, fmi2String text, ...) {
+  va_list arguments;
+  va_start(arguments, text);
+  auto& instance = *static_cast<FmuInstance*>(self);
+  // The FMU is C: nothing may be thrown through it, and a message is not worth ending for.
+  try {
+    const std::string message = messageText(text, arguments, instance.model);
+    if (status >= fmi2Discard && !message.empty()) instance.lastError = message;
+    if (instance.logging.messages)
+      instance.showMessage(status, category != nullptr ? category : "", message);
+  } catch (...) {
+  }
+  va_end(arguments);
+}
+
+void FmuInstance::showMessage(fmi2Status status, const char* category,
+                              const std::string& text) const {
+  std::fprintf(stderr, "%s %s %s %s\n", timeText(time).c_str(), nameOf(status), category,
+               text.c_str());
+}
+
+void FmuInstance::showCall(const std::string& call, const char* result) const {
+  if (logging.calls)
+    std::fprintf(stderr, *result != '\0' ? "%s -> %s\n" : "%s\n", call.c_str(), result);
+}
+
+void FmuInstance::check(fmi2Status status, const char* function, const std::string& arguments) {
+  if (logging.calls) showCall(std::string(function) + "(" + arguments + ")", nameOf(status));
+  if (status == fmi2OK || status == fmi2Warning) return;
+  running = false;
+  usable = status != fmi2Fatal;
+  if (status == fmi2Pending)
+    throw Failure(std::string(function) +
+                  " is still computing when it returns, expected an FMU that steps synchronously");
+  if (lastError.empty()) lastError = std::string("the FMU gave no reason but ") + nameOf(status);
+  fail(function);
+}
+
+void FmuInstance::fail(const char* function) {
+  std::string reason = lastError.empty() ? "the FMU gave no reason" : printable(lastError);
+  // Many FMUs begin their messages with the name of the function.
+  const std::string prefix = std::string(function) + ": ";
+  if (reason.starts_with(prefix)) reason.erase(0, prefix.size());
+  const std::string place = component != nullptr ? " at t=" + timeText(time) : "";
+  throw Failure(function + place + " failed: " + reason);
+}

@@ -1,0 +1,69 @@
+// One co-simulation instance of an FMU's binary, loaded into this process: the functions that
+// `zelvox simulate` calls, with their statuses checked and the FMU's messages received. Any FMI 2.0
+// co-simulation FMU will do.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "importer/binary.h"
+
+// What is shown on stderr while the FMU runs.
+struct FmuLogging {
+  bool messages = false;  // the FMU's own, which it is asked to send
+  bool calls = false;     // every function that is called, with its status
+};
+
+class FmuInstance {
+ public:
+  // Loads the binary below `directory`, where the FMU was unpacked, and instantiates the model. All
+  // functions throw a Failure with the FMU's own reason when a call gives worse than a warning.
+  // `model` must outlive the instance.
+  FmuInstance(const std::filesystem::path& directory, const ModelDescription& model,
+              FmuLogging logging);
+  // Terminates the run, if one is going on and the state allows it, and frees the instance.
+  ~FmuInstance();
+  FmuInstance(const FmuInstance&) = delete;
+  FmuInstance& operator=(const FmuInstance&) = delete;
+
+  void setupExperiment(std::optional<double> tolerance, double startTime, double stopTime);
+  void enterInitializationMode();
+  void exitInitializationMode();
+  // False when the FMU ended the run by itself during this step.
+  bool doStep(double time, double stepSize);
+  void terminate();
+
+  // value[i] belongs to vr[i]. Booleans are integers 0 and 1. The texts that getStrings gives are
+  // valid until the next call.
+  using References = std::span<const fmi2ValueReference>;
+  void getReals(References vr, std::span<fmi2Real> value);
+  void getIntegers(References vr, std::span<fmi2Integer> value);
+  void getBooleans(References vr, std::span<fmi2Boolean> value);
+  void getStrings(References vr, std::span<fmi2String> value);
+  void setReals(References vr, std::span<const fmi2Real> value);
+  void setIntegers(References vr, std::span<const fmi2Integer> value);
+  void setBooleans(References vr, std::span<const fmi2Boolean> value);
+  void setStrings(References vr, std::span<const fmi2String> value);
+
+ private:
+  static void receive(fmi2ComponentEnvironment self, fmi2String instanceName, fmi2Status status,
+                      fmi2String category, fmi2String format, ...);
+  void showMessage(fmi2Status status, const char* category, const std::string& text) const;
+  void showCall(const std::string& call, const char* result) const;
+  void check(fmi2Status status, const char* function, const std::string& arguments = {});
+  [[noreturn]] void fail(const char* function);
+  template <class Function, class Value>
+  void exchange(const char* name, Function* function, References vr, std::span<Value> value);
+
+  const ModelDescription& model;
+  FmuLogging logging;
+  fmi2CallbackFunctions callbacks;  // the FMU keeps a pointer to them
+  FmuFunctions functions;
+  fmi2Component component = nullptr;
+  double time = 0.0;      // the communication point, for messages
+  std::string lastError;  // what the FMU said last about what went wrong in the current call
+  bool running = false;   // initialized and not terminated, and no call failed
+  bool usable = true;     // no call gave fmi2Fatal, after which nothing may be called
+};

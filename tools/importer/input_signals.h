@@ -1,0 +1,26 @@
+// The inputs of a simulation as functions of time, from the columns of a table: real continuous
+// variables are interpolated linearly between two rows, all others keep the value of the last row.
+// Before the first row and behind the last their values hold. Of rows with the same time the last
+// is valid from then on, so that two of them make a jump.
+#pragma once
+
+#include "importer/csv_reader.h"
+#include "importer/variable_values.h"
+
+class InputSignals {
+ public:
+  // No inputs at all.
+  InputSignals() : InputSignals(ModelDescription(), CsvTable()) {}
+  // Throws Failure with the place in the table for a column that names no input or tunable
+  // parameter, or has values that the variable cannot hold. The variables of `model` must outlive
+  // the object.
+  InputSignals(const ModelDescription& model, CsvTable columns);
+
+  void writeTo(FmuInstance& instance, double time);
+
+ private:
+  CsvTable table;
+  std::vector<const ScalarVariable*> driven;  // by column
+  std::vector<bool> interpolated;
+  VariableGroup values;
+};

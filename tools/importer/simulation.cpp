@@ -1,0 +1,160 @@
+#include "importer/simulation.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+
+#include "base/failure.h"
+#include "base/interrupts.h"
+#include "base/text.h"
+#include "output/progress_bar.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string valueText(const std::string& startValue) {
+  return startValue.substr(startValue.find('=') + 1);
+}
+
+}  // namespace
+
+Simulation::Simulation(const SimulationOptions& given, const ModelDescription& description)
+    : options(given),
+      model(description),
+      grid(options.time, model),
+      names(model),
+      observed(chooseObserved()),
+      row(observed),
+      started(chooseStarted()),
+      startRow(started) {
+  for (std::size_t i = 0; i < started.size(); ++i)
+    startRow.values[i] = parseValue(*started[i], valueText(options.startValues[i]));
+  if (!options.inputFile.empty()) inputs.emplace(model, readCsv(options.inputFile));
+  if (!options.plotFile.empty()) chooseLines();
+}
+
+std::vector<const ScalarVariable*> Simulation::chooseObserved() const {
+  std::vector<const ScalarVariable*> chosen;
+  for (const std::string& name : options.outputVariables)
+    chosen.push_back(&names.find(name, "--output-variable", [](const auto&) { return true; }));
+  if (!chosen.empty()) return chosen;
+  for (const ScalarVariable& variable : model.variables)
+    if (variable.causality == "output") chosen.push_back(&variable);
+  return chosen;
+}
+
+std::vector<const ScalarVariable*> Simulation::chooseStarted() const {
+  const auto settable = [](const ScalarVariable& variable) {
+    return variable.causality == "input" || variable.causality == "parameter";
+  };
+  std::vector<const ScalarVariable*> chosen;
+  for (const std::string& startValue : options.startValues) {
+    const std::size_t equals = startValue.find('=');
+    if (equals == std::string::npos)
+      throw Failure("--start-value " + printable(startValue) + " has no value, expected NAME=VALUE",
+                    ExitCode::usage);
+    const ScalarVariable& variable =
+        names.find(startValue.substr(0, equals), "--start-value", settable);
+    if (!settable(variable))
+      throw Failure("--start-value: '" + variable.name + "' is " + kindOf(variable) +
+                    ", expected an input or a parameter");
+    chosen.push_back(&variable);
+  }
+  return chosen;
+}
+
+void Simulation::chooseLines() {
+  for (const ScalarVariable* variable : observed)
+    if (variable->type != "String") lines.push_back({variable, {}});
+  if (lines.empty() || lines.size() > mostPlotLines)
+    throw Failure("cannot draw " + std::to_string(lines.size()) + " variables in " +
+                  options.plotFile.string() + ", expected 1 to " + std::to_string(mostPlotLines) +
+                  " with numbers; choose them with --output-variable");
+}
+
+void Simulation::run(const fs::path& directory) {
+  FmuInstance instance(directory, model, options.logging);
+  if (!options.outputFile.empty()) {
+    std::vector<std::string> header;
+    for (const ScalarVariable* variable : observed) header.push_back(variable->name);
+    output.emplace(options.outputFile, header);
+  }
+  initialize(instance);
+  record(instance, grid.start);
+  ProgressBar progress(!options.quiet && !options.logging.messages && !options.logging.calls);
+  const auto begin = std::chrono::steady_clock::now();
+  while (stepsDone < grid.steps && !endedByFmu && !interrupted()) {
+    step(instance);
+    progress.show(stepsDone, grid.steps);
+  }
+  wallTime = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+  instance.terminate();
+  if (output) output->close();
+}
+
+void Simulation::initialize(FmuInstance& instance) {
+  instance.setupExperiment(model.tolerance, grid.start, grid.stop);
+  startRow.writeTo(instance);
+  instance.enterInitializationMode();
+  if (inputs) inputs->writeTo(instance, grid.start);
+  instance.exitInitializationMode();
+}
+
+void Simulation::step(FmuInstance& instance) {
+  if (!instance.doStep(grid.point(stepsDone), grid.stepSize(stepsDone))) {
+    endedByFmu = true;
+    return;
+  }
+  ++stepsDone;
+  const double time = grid.point(stepsDone);
+  // Before the row is taken: what it says of an input is then what the next step starts from.
+  if (inputs) inputs->writeTo(instance, time);
+  record(instance, time);
+}
+
+void Simulation::record(FmuInstance& instance, double time) {
+  lastTime = time;
+  row.readFrom(instance);
+  if (output) output->write(time, row.values);
+  if (options.plotFile.empty()) return;
+  times.push_back(time);
+  auto line = lines.begin();
+  for (const Cell& cell : row.values)
+    if (const double* const number = std::get_if<double>(&cell))
+      (line++)->values.push_back(*number);
+}
+
+void Simulation::summarize() const {
+  std::printf("%s: %s from %.10g s to %.10g s in %.3g s", printable(model.modelName).c_str(),
+              counted(stepsDone, "step").c_str(), grid.start, lastTime, wallTime);
+  if (wallTime > 0.0) {
+    const double factor = (lastTime - grid.start) / wallTime;
+    std::printf(factor < 100.0 ? ", %.3g times real time" : ", %.0f times real time", factor);
+  }
+  std::printf("%s\n", endedByFmu ? "; the FMU ended the run" : "");
+
+  constexpr std::size_t mostShown = 20;
+  const std::size_t shown = std::min(observed.size(), mostShown);
+  std::size_t width = 0;
+  for (std::size_t i = 0; i < shown; ++i) width = std::max(width, widthOf(observed[i]->name));
+  for (std::size_t i = 0; i < shown; ++i) {
+    const double* const number = std::get_if<double>(&row.values[i]);
+    const std::string value = number != nullptr ? "" : std::get<std::string>(row.values[i]);
+    const std::string name = printable(observed[i]->name);
+    std::printf("  %s ", padded(name, std::min<std::size_t>(width, 40)).c_str());
+    if (number != nullptr) {
+      std::printf("%14.8g  %s\n", *number, printable(observed[i]->unit).c_str());
+    } else {
+      std::printf("%s\n", printable(value).c_str());
+    }
+  }
+  if (observed.size() > shown) std::printf("  and %zu more\n", observed.size() - shown);
+  if (output)
+    std::printf("Wrote %s with %s\n", options.outputFile.c_str(),
+                counted(stepsDone + 1, "row").c_str());
+}
+
+void Simulation::draw() const {
+  drawPlot(options.plotFile, model.modelName, times, lines);
+}

@@ -1,0 +1,103 @@
+#include "importer/variable_values.h"
+
+#include <cmath>
+#include <limits>
+#include <optional>
+#include <type_traits>
+
+#include "base/failure.h"
+#include "base/text.h"
+
+namespace {
+
+[[noreturn]] void refuse(const ScalarVariable& variable, const std::string& text,
+                         const std::string& expected) {
+  throw Failure("'" + printable(text) + "' is no value for '" + variable.name + "', expected " +
+                expected);
+}
+
+}  // namespace
+
+bool canHold(const ScalarVariable& variable, double value) {
+  if (variable.type == "Real") return std::isfinite(value);
+  if (variable.type == "Boolean") return value == 0.0 || value == 1.0;
+  if (variable.type == "String") return false;
+  using Limits = std::numeric_limits<fmi2Integer>;
+  return value == std::trunc(value) && value >= Limits::min() && value <= Limits::max();
+}
+
+Cell parseValue(const ScalarVariable& variable, const std::string& text) {
+  if (variable.type == "String") return text;
+  std::optional<double> number = parseNumber(text);
+  if (variable.type == "Boolean") {
+    if (text == "true") number = 1.0;
+    if (text == "false") number = 0.0;
+  }
+  if (!number || !canHold(variable, *number))
+    refuse(variable, text,
+           variable.type == "Real"      ? "a finite number"
+           : variable.type == "Boolean" ? "true, false, 1 or 0"
+                                        : "an integer");
+  return *number;
+}
+
+VariableGroup::VariableGroup(const std::vector<const ScalarVariable*>& variables)
+    : values(variables.size()) {
+  for (std::size_t i = 0; i < variables.size(); ++i) {
+    const ScalarVariable& variable = *variables[i];
+    if (variable.type == "Real") {
+      reals.add(i, variable.valueReference);
+    } else if (variable.type == "Boolean") {
+      booleans.add(i, variable.valueReference);
+    } else if (variable.type == "String") {
+      strings.add(i, variable.valueReference);
+    } else {
+      integers.add(i, variable.valueReference);
+    }
+  }
+}
+
+template <class Value>
+void VariableGroup::take(const Part<Value>& part) {
+  for (std::size_t i = 0; i < part.positions.size(); ++i) {
+    if constexpr (std::is_same_v<Value, fmi2String>) {
+      values[part.positions[i]] = std::string(part.values[i] != nullptr ? part.values[i] : "");
+    } else {
+      values[part.positions[i]] = static_cast<double>(part.values[i]);
+    }
+  }
+}
+
+template <class Value>
+void VariableGroup::give(Part<Value>& part) const {
+  for (std::size_t i = 0; i < part.positions.size(); ++i) {
+    const Cell& value = values[part.positions[i]];
+    if constexpr (std::is_same_v<Value, fmi2String>) {
+      part.values[i] = std::get<std::string>(value).c_str();
+    } else {
+      part.values[i] = static_cast<Value>(std::get<double>(value));
+    }
+  }
+}
+
+void VariableGroup::readFrom(FmuInstance& instance) {
+  instance.getReals(reals.references, reals.values);
+  take(reals);
+  instance.getIntegers(integers.references, integers.values);
+  take(integers);
+  instance.getBooleans(booleans.references, booleans.values);
+  take(booleans);
+  instance.getStrings(strings.references, strings.values);
+  take(strings);
+}
+
+void VariableGroup::writeTo(FmuInstance& instance) {
+  give(reals);
+  instance.setReals(reals.references, reals.values);
+  give(integers);
+  instance.setIntegers(integers.references, integers.values);
+  give(booleans);
+  instance.setBooleans(booleans.references, booleans.values);
+  give(strings);
+  instance.setStrings(strings.references, strings.values);
+}

@@ -1,0 +1,87 @@
+#include "packer/contents.h"
+
+#include <set>
+#include <system_error>
+
+#include "base/failure.h"
+#include "base/text.h"
+#include "fmu_file/description_writer.h"
+#include "jvm.h"
+#include "packer/index_page.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// Read by the Java side (ModelSource.java) when the FMU is instantiated.
+std::string modelProperties(const PackedModel& packed, const std::vector<fs::path>& jars) {
+  std::string text = "model=" + packed.javaClass + "\n";
+  for (std::size_t i = 0; i < jars.size(); ++i) {
+    text += "jar." + std::to_string(i + 1) + "=" + jars[i].filename().string() + "\n";
+  }
+  return text;
+}
+
+constexpr const char* externalDependencies =
+    "A Java virtual machine, version 8 or later, in the process that loads this FMU. It must run\n"
+    "before the FMU is instantiated, and the instantiating thread must be attached to it.\n"
+    "\n"
+    "zelvox.jar on the class path of that JVM. The model's own classes are in the FMU.\n"
+    "\n"
+    "\"zelvox simulate\" and \"zelvox exec\" provide both.\n";
+
+// The texts of the licences: the model's as its author worded it, and that of the library inside.
+void appendLicenses(std::vector<ArchiveEntry>& entries, const ModelDescription& model) {
+  std::string text;
+  for (const std::string& part : {model.copyright, model.license}) {
+    if (!part.empty()) text += part + "\n";
+  }
+  if (!text.empty()) entries.push_back({"documentation/licenses/license.txt", {}, text});
+  const fs::path here = fs::read_symlink("/proc/self/exe").parent_path();
+  for (const char* const place : {ZELVOX_INSTALLED_DOCS "/LICENSE", "../LICENSE"}) {
+    const fs::path license = (here / place).lexically_normal();
+    if (!fs::is_regular_file(license)) continue;
+    entries.push_back({"documentation/licenses/zelvox.txt", license, {}});
+    return;
+  }
+}
+
+}  // namespace
+
+void copyJars(const std::vector<fs::path>& jars, const fs::path& resources) {
+  fs::create_directories(resources);
+  std::set<std::string> names;
+  for (const fs::path& jar : jars) {
+    const std::string name = jar.filename().string();
+    // model.properties would need escapes for these, and importers stumble over them.
+    if (name.find('\\') != name.npos || name.starts_with(' ') || printable(name) != name) {
+      throw Failure("the jar " + inQuotes(name) + " needs a name without backslashes, control " +
+                    "characters and a leading blank");
+    }
+    if (!names.insert(name).second) {
+      throw Failure("two jars are called " + name + ", but they lie side by side in the FMU");
+    }
+    std::error_code error;
+    fs::copy_file(jar, resources / name, error);
+    if (error) throw Failure(jar.string() + " cannot be copied: " + error.message());
+  }
+}
+
+std::vector<ArchiveEntry> fmuContents(const PackedModel& packed, const std::vector<fs::path>& jars,
+                                      const fs::path& resources, const std::string& file) {
+  const ModelDescription& model = packed.description;
+  // The description comes first: that is where a reader of a stream looks.
+  std::vector<ArchiveEntry> entries = {
+      {"modelDescription.xml", {}, writeModelDescription(model)},
+      {"binaries/linux64/zelvox.so", zelvoxLibrary(), {}},
+      {"resources/model.properties", {}, modelProperties(packed, jars)},
+  };
+  for (const fs::path& jar : jars) {
+    const std::string name = jar.filename().string();
+    entries.push_back({"resources/" + name, resources / name, {}});
+  }
+  entries.push_back({"documentation/index.html", {}, indexHtml(model, file)});
+  entries.push_back({"documentation/externalDependencies.txt", {}, externalDependencies});
+  appendLicenses(entries, model);
+  return entries;
+}

@@ -1,0 +1,166 @@
+#include "packer/model_report.h"
+
+#include <jni.h>
+
+#include <cmath>
+#include <ctime>
+#include <optional>
+
+#include "base/failure.h"
+#include "base/text.h"
+#include "fmu_file/archive_writer.h"
+#include "jvm.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+[[noreturn]] void failVersion() {
+  throw Failure(zelvoxJar().string() + " is not of the version of this program");
+}
+
+// The texts of a report of the Java side, one after the other; ModelReport.java says which.
+class Report {
+ public:
+  explicit Report(std::string text) : rest(std::move(text)) {}
+
+  std::string text() {
+    const std::size_t end = rest.find('\0', position);
+    if (end == std::string::npos) failVersion();
+    std::string field = rest.substr(position, end - position);
+    position = end + 1;
+    return field;
+  }
+
+  double number() {
+    const std::optional<double> value = parseNumber(text());
+    if (!value) failVersion();
+    return *value;
+  }
+
+  // Empty for the infinite and undefined values that stand for "none".
+  std::optional<double> finite() {
+    const double value = number();
+    return std::isfinite(value) ? std::optional(value) : std::nullopt;
+  }
+
+  std::size_t count() { return static_cast<std::size_t>(number()); }
+
+ private:
+  std::string rest;
+  std::size_t position = 0;
+};
+
+std::string askJava(JNIEnv* env, const std::string& question) {
+  const jclass report = env->FindClass("com/zelvox/qorbetta/ModelReport");
+  const jmethodID answer =
+      report != nullptr ? env->GetStaticMethodID(report, "answer", "([B)[B") : nullptr;
+  const auto length = static_cast<jsize>(question.size());
+  const jbyteArray asked = answer != nullptr ? env->NewByteArray(length) : nullptr;
+  if (asked == nullptr) {
+    env->ExceptionClear();
+    failVersion();
+  }
+  env->SetByteArrayRegion(asked, 0, length, reinterpret_cast<const jbyte*>(question.data()));
+  const auto answered = static_cast<jbyteArray>(env->CallStaticObjectMethod(report, answer, asked));
+  if (env->ExceptionCheck() || answered == nullptr) {
+    env->ExceptionDescribe();
+    throw Failure("the model's description does not fit the JVM's memory (--jvm-option -Xmx4g)");
+  }
+  std::string text(static_cast<std::size_t>(env->GetArrayLength(answered)), '\0');
+  env->GetByteArrayRegion(answered, 0, static_cast<jsize>(text.size()),
+                          reinterpret_cast<jbyte*>(text.data()));
+  return text;
+}
+
+UnitDefinition readUnit(Report& report) {
+  UnitDefinition unit;
+  unit.name = report.text();
+  unit.hasBaseUnit = true;
+  for (int& exponent : unit.exponents) exponent = static_cast<int>(report.number());
+  unit.factor = report.number();
+  unit.offset = report.number();
+  return unit;
+}
+
+// Appends the next list of variables, which take the value references from `first` on.
+void readVariables(Report& report, ModelDescription& model, std::size_t first,
+                   const ScalarVariable& kind) {
+  const std::size_t count = report.count();
+  for (std::size_t i = 0; i < count; ++i) {
+    ScalarVariable variable = kind;
+    variable.valueReference = static_cast<std::uint32_t>(first + i);
+    variable.name = report.text();
+    variable.unit = report.text();
+    variable.description = report.text();
+    variable.start = report.number();
+    variable.min = report.finite();
+    variable.max = report.finite();
+    variable.nominal = report.number();
+    if (variable.nominal == 1.0) variable.nominal.reset();
+    // What is calculated has no start (FMI 2.0.2, 2.2.7).
+    if (variable.initial == "calculated") variable.start.reset();
+    model.variables.push_back(std::move(variable));
+  }
+}
+
+ScalarVariable kindOf(const char* causality, const char* variability, const char* initial) {
+  ScalarVariable kind;
+  kind.causality = causality;
+  kind.variability = variability;
+  kind.initial = initial;
+  kind.type = "Real";
+  return kind;
+}
+
+PackedModel readReport(Report report) {
+  if (const std::string problem = report.text(); !problem.empty())
+    throw Failure(printable(problem));
+  PackedModel packed{report.text(), {}};
+  ModelDescription& model = packed.description;
+  for (std::string* const text : {&model.modelName, &model.description, &model.author,
+                                  &model.version, &model.license, &model.copyright}) {
+    *text = report.text();
+  }
+  for (auto* const time : {&model.startTime, &model.stopTime, &model.stepSize, &model.tolerance}) {
+    *time = report.finite();
+  }
+  const std::size_t units = report.count();
+  for (std::size_t i = 0; i < units; ++i) model.units.push_back(readUnit(report));
+
+  // The library's layout: the outputs, their mirror, which importers do not see, and the rest.
+  readVariables(report, model, 0, kindOf("output", "continuous", "calculated"));
+  const std::size_t outputs = model.variables.size();
+  readVariables(report, model, 2 * outputs, kindOf("input", "continuous", ""));
+  readVariables(report, model, outputs + model.variables.size(),
+                kindOf("parameter", "tunable", "exact"));
+  return packed;
+}
+
+std::string utcTime(std::time_t seconds) {
+  std::tm utc{};
+  gmtime_r(&seconds, &utc);
+  char text[sizeof "9999-12-31T23:59:59Z"];
+  if (std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc) == 0) {
+    throw Failure("the year " + std::to_string(utc.tm_year + 1900) + " is too far away");
+  }
+  return text;
+}
+
+}  // namespace
+
+PackedModel askModel(const fs::path& resources, const std::string& model,
+                     const std::vector<fs::path>& jars,
+                     const std::vector<std::string>& jvmOptions) {
+  std::string question = resources.string() + '\0' + model + '\0';
+  for (const fs::path& jar : jars) question += jar.filename().string() + '\0';
+  JNIEnv* const env = startJvm(locateJvm(), {zelvoxJar()}, jvmOptions);
+  PackedModel packed = readReport(Report(askJava(env, question)));
+  packed.description.guid = zelvoxGuid;
+  packed.description.modelIdentifier = "zelvox";
+  packed.description.coSimulation = true;
+  packed.description.needsExecutionTool = true;
+  packed.description.generationTool = "zelvox " ZELVOX_VERSION;
+  packed.description.generationDateAndTime = utcTime(creationTime());
+  return packed;
+}

@@ -1,15 +1,12 @@
 package com.zelvox.qorbetta;
 
-import java.util.Arrays;
-import java.util.List;
 import java.util.Objects;
 
 /**
- * The life of one instance: its model object, its values and the order of its calls.
+ * The life of one instance: its model object and the order of its calls.
  *
- * <p>The values are laid out by value reference: outputs, a second range with the same outputs,
- * inputs, parameters. They and the model agree at all times but one: a parameter that the model
- * refuses stays in the layout as the importer set it, and the next initialization or step fails.
+ * <p>The model and the {@link Values} agree at all times but one: a parameter that the model
+ * refuses stays there as the importer set it, and the next initialization or step fails.
  *
  * <p>A reset of the importer is not heard of here. It shows in the next {@link #setUp}, which
  * therefore always begins with values as a new run has them: those that were set since the last
@@ -29,14 +26,7 @@ final class Instance {
     final String name;
     private final ModelSource source;
     private final ModelDescription description;
-    private final int firstInput;
-    private final int firstParameter;
-    private final double[] outputs;
-    private final double[] layout; // its output ranges are stale until somebody asks for the data
-
-    /** Counts the events that divide the sets of one run from those of the next. */
-    private long event = 1;
-    private final long[] setAtEvent; // by value reference; 0 for never
+    private final Values values;
 
     private Model model;
     private boolean modelUsed; // it has begun a run and cannot begin another
@@ -57,7 +47,7 @@ final class Instance {
         try {
             source = ModelSource.find(resourceLocation);
         } catch (Throwable e) {
-            throw new IllegalStateException("instance '" + name + "': no model: " + reason(e));
+            throw new IllegalStateException("instance '" + name + "': no model: " + Reason.of(e));
         }
         try {
             return new Instance(name, source);
@@ -72,15 +62,10 @@ final class Instance {
         this.source = source;
         model = newModel();
         description = describe();
-        firstInput = 2 * description.outputs().size();
-        firstParameter = firstInput + description.inputs().size();
-        outputs = new double[description.outputs().size()];
-        layout = new double[firstParameter + description.parameters().size()];
-        setAtEvent = new long[layout.length];
-        numberOfReals = Integer.toString(layout.length);
+        values = new Values(description);
+        numberOfReals = Integer.toString(values.size());
         numberOfInputs = Integer.toString(description.inputs().size());
-        numberOfOutputs = Integer.toString(outputs.length);
-        restoreStartValues();
+        numberOfOutputs = Integer.toString(description.outputs().size());
         handOverParameters();
         if (refusal != null) {
             freeQuietly(model);
@@ -89,7 +74,8 @@ final class Instance {
     }
 
     void setUp(double start, double stop) {
-        restoreStartValues();
+        values.startAnew();
+        stepped = false;
         phase = Phase.PREPARED;
         startTime = start;
         stopTime = stop;
@@ -98,17 +84,15 @@ final class Instance {
     }
 
     void set(int reference, double value) {
-        if (reference < 0 || reference >= layout.length) {
+        if (reference < 0 || reference >= values.size()) {
             refuse("there is no value reference " + Integer.toUnsignedString(reference)
-                    + ", expected one below " + layout.length);
-        } else if (reference >= firstInput) {
-            layout[reference] = value;
-            setAtEvent[reference] = event;
-            // A model whose run is over gets no more calls; the value waits for the next run's
-            // model.
-            if (reference >= firstParameter && phase != Phase.OVER) {
-                handOver(reference - firstParameter, value);
-            }
+                    + ", expected one below " + values.size());
+            return;
+        }
+        values.set(reference, value);
+        // A model whose run is over gets no more calls; the value waits for the next run's model.
+        if (values.parameterAt(reference) >= 0 && phase != Phase.OVER) {
+            handOver(values.parameterAt(reference), value);
         }
     }
 
@@ -119,13 +103,13 @@ final class Instance {
         }
         prepareModel();
         modelUsed = true;
-        event++;
+        values.markEvent();
         throwRefusal();
         try {
-            model.initialize(Arrays.copyOfRange(layout, firstInput, firstParameter), outputs);
+            model.initialize(values.inputs(), values.outputs());
         } catch (Throwable e) {
             throw failure("the model cannot be initialized at time " + startTime + ": "
-                    + reason(e));
+                    + Reason.of(e));
         }
         phase = Phase.RUNNING;
         nextTime = startTime;
@@ -149,14 +133,14 @@ final class Instance {
             throw failure("step at time " + time + " with " + inputs.length + " inputs, expected "
                     + description.inputs().size() + ": " + description.inputs());
         }
-        event++;
+        values.markEvent();
         phase = Phase.OVER; // unless this step succeeds
         throwRefusal();
         try {
-            model.step(time, stepSize, inputs, outputs);
+            model.step(time, stepSize, inputs, values.outputs());
         } catch (Throwable e) {
             throw failure("the model cannot step from time " + time + " by " + stepSize + ": "
-                    + reason(e));
+                    + Reason.of(e));
         }
         phase = Phase.RUNNING;
         stepped = true;
@@ -168,23 +152,18 @@ final class Instance {
      * that start values reach it, and the outputs from then on. The arrays are this object's own.
      */
     double[] data() {
-        if (stepped) {
-            return outputs;
-        }
-        System.arraycopy(outputs, 0, layout, 0, outputs.length);
-        System.arraycopy(outputs, 0, layout, outputs.length, outputs.length);
-        return layout;
+        return stepped ? values.outputs() : values.all();
     }
 
     void terminate() {
         if (phase == Phase.RUNNING) {
-            event++;
+            values.markEvent();
             phase = Phase.OVER;
             try {
                 model.terminate();
             } catch (Throwable e) {
                 throw failure("the model cannot be terminated at time " + nextTime + ": "
-                        + reason(e));
+                        + Reason.of(e));
             }
         }
     }
@@ -193,47 +172,17 @@ final class Instance {
         try {
             model.free();
         } catch (Throwable e) {
-            throw failure("the model cannot be freed: " + reason(e));
+            throw failure("the model cannot be freed: " + Reason.of(e));
         } finally {
             source.release();
         }
-    }
-
-    /**
-     * The message of an exception, or its class when it has none. Errors need more than that: what
-     * a missing class has to say is its name, and what fails in a static initializer is a cause.
-     * What Java throws for a slip of the author, an index out of bounds, tells its class and place.
-     */
-    static String reason(Throwable e) {
-        if (e instanceof LinkageError) {
-            boolean bare = e.getMessage() == null && e.getCause() != null;
-            return e + (bare ? ": " + reason(e.getCause()) : "");
-        }
-        boolean slip = e instanceof RuntimeException && e.getClass().getClassLoader() == null
-                && e.getClass() != IllegalStateException.class
-                && e.getClass() != IllegalArgumentException.class;
-        return slip || e.getMessage() == null ? e + place(e) : e.getMessage();
-    }
-
-    /** Where the model's own code was, if it was anywhere. */
-    private static String place(Throwable e) {
-        for (StackTraceElement frame : e.getStackTrace()) {
-            String name = frame.getClassName();
-            if (name.startsWith("com.zelvox.qorbetta.")) {
-                break; // what comes now called us
-            }
-            if (!name.matches("(javax?|jdk|sun)\\..*")) {
-                return " at " + frame;
-            }
-        }
-        return "";
     }
 
     private Model newModel() {
         try {
             return source.newModel();
         } catch (Throwable e) {
-            throw failure("the model cannot be constructed: " + reason(e));
+            throw failure("the model cannot be constructed: " + Reason.of(e));
         }
     }
 
@@ -242,7 +191,7 @@ final class Instance {
             return Objects.requireNonNull(model.describe(), "got null, expected a description");
         } catch (Throwable e) {
             freeQuietly(model);
-            throw failure("the model cannot be described: " + reason(e));
+            throw failure("the model cannot be described: " + Reason.of(e));
         }
     }
 
@@ -254,7 +203,7 @@ final class Instance {
             modelUsed = false;
             modelSetUp = false;
             refusal = null; // the new model is asked anew
-            restoreOutputs();
+            values.startOutputs();
             handOverParameters();
             freeQuietly(old);
         }
@@ -263,36 +212,16 @@ final class Instance {
                 model.setUp(startTime, stopTime);
             } catch (Throwable e) {
                 modelUsed = true;
-                throw failure("the model cannot be set up at time " + startTime + ": " + reason(e));
+                throw failure("the model cannot be set up at time " + startTime + ": "
+                        + Reason.of(e));
             }
             modelSetUp = true;
         }
     }
 
-    private void restoreStartValues() {
-        stepped = false;
-        restoreOutputs();
-        restoreStartValues(firstInput, description.inputs());
-        restoreStartValues(firstParameter, description.parameters());
-    }
-
-    private void restoreStartValues(int first, List<Variable> variables) {
-        for (int i = 0; i < variables.size(); i++) {
-            if (setAtEvent[first + i] != event) {
-                layout[first + i] = variables.get(i).start();
-            }
-        }
-    }
-
-    private void restoreOutputs() {
-        for (int i = 0; i < outputs.length; i++) {
-            outputs[i] = description.outputs().get(i).start();
-        }
-    }
-
     private void handOverParameters() {
         for (int i = 0; i < description.parameters().size(); i++) {
-            handOver(i, layout[firstParameter + i]);
+            handOver(i, values.parameter(i));
         }
     }
 
@@ -306,7 +235,7 @@ final class Instance {
         try {
             model.set(parameter, value);
         } catch (Throwable e) {
-            refuse("parameter " + variable + " cannot be " + value + ": " + reason(e));
+            refuse("parameter " + variable + " cannot be " + value + ": " + Reason.of(e));
         }
     }
 

@@ -25,36 +25,10 @@ import java.util.Set;
  * {@link IllegalArgumentException} at the line that makes it.
  */
 public final class ModelDescription {
-    private final String name;
-    private final String description;
-    private final String author;
-    private final String version;
-    private final String license;
-    private final String copyright;
-    private final List<Variable> inputs;
-    private final List<Variable> outputs;
-    private final List<Variable> parameters;
-    private final List<Unit> units;
-    private final double startTime;
-    private final double stopTime;
-    private final double stepSize;
-    private final double tolerance;
+    private final Facts facts;
 
-    private ModelDescription(Builder builder) {
-        name = builder.name;
-        description = builder.description;
-        author = builder.author;
-        version = builder.version;
-        license = builder.license;
-        copyright = builder.copyright;
-        inputs = frozen(builder.inputs);
-        outputs = frozen(builder.outputs);
-        parameters = frozen(builder.parameters);
-        units = frozen(builder.units);
-        startTime = builder.startTime;
-        stopTime = builder.stopTime;
-        stepSize = builder.stepSize;
-        tolerance = builder.tolerance;
+    private ModelDescription(Facts facts) {
+        this.facts = facts;
     }
 
     /**
@@ -63,57 +37,57 @@ public final class ModelDescription {
      * @param name the model's name, as tools show it
      */
     public static Builder named(String name) {
-        return new Builder(checkedName("the model", name));
+        return new Builder(Checked.name("the model", name));
     }
 
     /** The model's name. */
     public String name() {
-        return name;
+        return facts.name;
     }
 
     /** What the model is, in a sentence; may be empty, as may the four texts that follow. */
     public String description() {
-        return description;
+        return facts.description;
     }
 
     /** Who wrote the model. */
     public String author() {
-        return author;
+        return facts.author;
     }
 
     /** Which version of the model it is. */
     public String version() {
-        return version;
+        return facts.version;
     }
 
     /** Under which licence it may be used. */
     public String license() {
-        return license;
+        return facts.license;
     }
 
     /** Who holds the copyright. */
     public String copyright() {
-        return copyright;
+        return facts.copyright;
     }
 
     /** The inputs in the order of declaration; this list and the others cannot be changed. */
     public List<Variable> inputs() {
-        return inputs;
+        return facts.inputs;
     }
 
     /** The outputs in the order of declaration. */
     public List<Variable> outputs() {
-        return outputs;
+        return facts.outputs;
     }
 
     /** The parameters in the order of declaration. */
     public List<Variable> parameters() {
-        return parameters;
+        return facts.parameters;
     }
 
     /** The units that the model defines; variables may use others besides. */
     public List<Unit> units() {
-        return units;
+        return facts.units;
     }
 
     /**
@@ -121,61 +95,58 @@ public final class ModelDescription {
      * experiment.
      */
     public double startTime() {
-        return startTime;
+        return facts.startTime;
     }
 
     /** Where such a run stops; NaN when the model names no experiment. */
     public double stopTime() {
-        return stopTime;
+        return facts.stopTime;
     }
 
     /** The communication step size of such a run; NaN when the model names no experiment. */
     public double stepSize() {
-        return stepSize;
+        return facts.stepSize;
     }
 
     /** The relative tolerance of such a run; NaN when the model names none. */
     public double tolerance() {
-        return tolerance;
+        return facts.tolerance;
     }
 
-    static String checkedName(String what, String name) {
-        if (name == null || name.isEmpty()) {
-            throw new IllegalArgumentException(what + " has no name");
+    /** What a description holds; its builder fills it in. */
+    private static final class Facts implements Cloneable {
+        String name;
+        String description = "";
+        String author = "";
+        String version = "";
+        String license = "";
+        String copyright = "";
+        List<Variable> inputs = new ArrayList<>();
+        List<Variable> outputs = new ArrayList<>();
+        List<Variable> parameters = new ArrayList<>();
+        List<Unit> units = new ArrayList<>();
+        double startTime = Double.NaN;
+        double stopTime = Double.NaN;
+        double stepSize = Double.NaN;
+        double tolerance = Double.NaN;
+
+        /** A copy that does not change when this one does. */
+        Facts frozen() {
+            try {
+                Facts copy = (Facts) clone();
+                copy.inputs = frozen(inputs);
+                copy.outputs = frozen(outputs);
+                copy.parameters = frozen(parameters);
+                copy.units = frozen(units);
+                return copy;
+            } catch (CloneNotSupportedException e) {
+                throw new AssertionError(e); // it is Cloneable
+            }
         }
-        if (!isText(name, "") || !name.trim().equals(name)) {
-            throw new IllegalArgumentException(what + " is called '" + name
-                    + "', expected a name without control characters and without blanks around it");
+
+        private static <T> List<T> frozen(List<T> list) {
+            return Collections.unmodifiableList(new ArrayList<>(list));
         }
-        return name;
-    }
-
-    static double checkedNumber(String what, double value) {
-        if (Double.isNaN(value) || Double.isInfinite(value)) {
-            throw new IllegalArgumentException(what + " is " + value
-                    + ", expected a finite number");
-        }
-        return value;
-    }
-
-    private static String checkedText(String what, String text) {
-        if (text == null || !isText(text, "\n\t")) {
-            throw new IllegalArgumentException(what + " is "
-                    + (text == null ? "null" : "'" + text + "'")
-                    + ", expected a text without control characters");
-        }
-        return text;
-    }
-
-    /** Whether every character may stand in the XML file that tools make of the description. */
-    private static boolean isText(String text, String legalControls) {
-        return text.codePoints().allMatch(c -> legalControls.indexOf(c) >= 0
-                || !Character.isISOControl(c) && Character.getType(c) != Character.SURROGATE
-                && c != 0xFFFE && c != 0xFFFF);
-    }
-
-    private static <T> List<T> frozen(List<T> list) {
-        return Collections.unmodifiableList(new ArrayList<>(list));
     }
 
     /**
@@ -183,56 +154,42 @@ public final class ModelDescription {
      * {@link IllegalArgumentException} when it is given something that no description may hold.
      */
     public static final class Builder {
-        private final String name;
-        private String description = "";
-        private String author = "";
-        private String version = "";
-        private String license = "";
-        private String copyright = "";
-        private final List<Variable> inputs = new ArrayList<>();
-        private final List<Variable> outputs = new ArrayList<>();
-        private final List<Variable> parameters = new ArrayList<>();
-        private final List<Unit> units = new ArrayList<>();
-        private double startTime = Double.NaN;
-        private double stopTime = Double.NaN;
-        private double stepSize = Double.NaN;
-        private double tolerance = Double.NaN;
-
+        private final Facts facts = new Facts();
         private final Set<String> variableNames = new HashSet<>();
         private final Set<String> unitNames = new HashSet<>();
         private List<Variable> latest = Collections.emptyList();
 
         private Builder(String name) {
-            this.name = name;
+            facts.name = name;
         }
 
         /** Says what the model is, in a sentence. */
         public Builder describedAs(String text) {
-            description = checkedText("the description", text);
+            facts.description = Checked.text("the description", text);
             return this;
         }
 
         /** Says who wrote the model. */
         public Builder author(String text) {
-            author = checkedText("the author", text);
+            facts.author = Checked.text("the author", text);
             return this;
         }
 
         /** Says which version of the model it is. */
         public Builder version(String text) {
-            version = checkedText("the version", text);
+            facts.version = Checked.text("the version", text);
             return this;
         }
 
         /** Says under which licence the model may be used. */
         public Builder license(String text) {
-            license = checkedText("the licence", text);
+            facts.license = Checked.text("the licence", text);
             return this;
         }
 
         /** Says who holds the copyright. */
         public Builder copyright(String text) {
-            copyright = checkedText("the copyright", text);
+            facts.copyright = Checked.text("the copyright", text);
             return this;
         }
 
@@ -243,13 +200,13 @@ public final class ModelDescription {
             if (!unitNames.add(unit.name())) {
                 throw new IllegalArgumentException("unit '" + unit.name() + "' is defined twice");
             }
-            units.add(unit);
+            facts.units.add(unit);
             return this;
         }
 
         /** Declares an input, which is {@code start} until the importer sets it. */
         public Builder input(String name, String unit, String description, double start) {
-            return declare(inputs, name, unit, description, start);
+            return declare(facts.inputs, name, unit, description, start);
         }
 
         /** Declares an output that is 0 until the model is initialized. */
@@ -259,12 +216,12 @@ public final class ModelDescription {
 
         /** Declares an output that is {@code start} until the model is initialized. */
         public Builder output(String name, String unit, String description, double start) {
-            return declare(outputs, name, unit, description, start);
+            return declare(facts.outputs, name, unit, description, start);
         }
 
         /** Declares a parameter, which is {@code start} until the importer sets it. */
         public Builder parameter(String name, String unit, String description, double start) {
-            return declare(parameters, name, unit, description, start);
+            return declare(facts.parameters, name, unit, description, start);
         }
 
         /**
@@ -275,13 +232,7 @@ public final class ModelDescription {
          * @param max the largest legal value; positive infinity for no limit
          */
         public Builder range(double min, double max) {
-            Variable v = latest("range");
-            if (!(min <= v.start() && v.start() <= max)) {
-                throw new IllegalArgumentException("variable '" + v.name() + "' starts at "
-                        + v.start() + ", expected a start in its range from " + min + " to " + max);
-            }
-            return replaceLatest(new Variable(v.name(), v.unit(), v.description(), v.start(),
-                    min, max, v.nominal()));
+            return replaceLatest(latest("range").limited(min, max));
         }
 
         /**
@@ -290,54 +241,43 @@ public final class ModelDescription {
          * @param value a finite number greater than 0
          */
         public Builder nominal(double value) {
-            Variable v = latest("nominal");
-            requirePositive("the nominal value of variable '" + v.name() + "'", value);
-            return replaceLatest(new Variable(v.name(), v.unit(), v.description(), v.start(),
-                    v.min(), v.max(), value));
+            return replaceLatest(latest("nominal").scaled(value));
         }
 
         /** Says how the model is best run: over which time and with which step size, in seconds. */
         public Builder experiment(double start, double stop, double step) {
-            checkedNumber("the start time", start);
-            checkedNumber("the stop time", stop);
+            Checked.finite("the start time", start);
+            Checked.finite("the stop time", stop);
             if (stop <= start) {
                 throw new IllegalArgumentException("the experiment goes from " + start + " to "
                         + stop + ", expected a stop time behind the start time");
             }
-            requirePositive("the step size", step);
-            startTime = start;
-            stopTime = stop;
-            stepSize = step;
+            Checked.positive("the step size", step);
+            facts.startTime = start;
+            facts.stopTime = stop;
+            facts.stepSize = step;
             return this;
         }
 
         /** The same, with the relative tolerance for importers that have a use for it. */
         public Builder experiment(double start, double stop, double step,
                 double relativeTolerance) {
-            requirePositive("the tolerance", relativeTolerance);
-            tolerance = relativeTolerance;
+            facts.tolerance = Checked.positive("the tolerance", relativeTolerance);
             return experiment(start, stop, step);
         }
 
         /** The finished description. */
         public ModelDescription build() {
-            return new ModelDescription(this);
+            return new ModelDescription(facts.frozen());
         }
 
         private Builder declare(List<Variable> group, String name, String unit, String description,
                 double start) {
-            checkedName("a variable", name);
-            String variable = "variable '" + name + "'";
+            Variable variable = Variable.of(name, unit, description, start);
             if (!variableNames.add(name)) {
-                throw new IllegalArgumentException(variable + " is declared twice");
+                throw new IllegalArgumentException("variable '" + name + "' is declared twice");
             }
-            if (unit == null || !unit.isEmpty()) {
-                checkedName("the unit of " + variable, unit);
-            }
-            group.add(new Variable(name, unit,
-                    checkedText("the description of " + variable, description),
-                    checkedNumber("the start of " + variable, start),
-                    Double.NEGATIVE_INFINITY, Double.POSITIVE_INFINITY, 1));
+            group.add(variable);
             latest = group;
             return this;
         }
@@ -353,13 +293,6 @@ public final class ModelDescription {
         private Builder replaceLatest(Variable variable) {
             latest.set(latest.size() - 1, variable);
             return this;
-        }
-
-        private static void requirePositive(String what, double value) {
-            if (checkedNumber(what, value) <= 0) {
-                throw new IllegalArgumentException(what + " is " + value
-                        + ", expected more than 0");
-            }
         }
     }
 }

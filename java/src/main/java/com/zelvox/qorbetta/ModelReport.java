@@ -41,7 +41,7 @@ final class ModelReport {
             report.addModel(directory, texts.get(1), texts.subList(2, texts.size() - 1));
         } catch (Throwable e) {
             report.texts.setLength(0);
-            report.add(Instance.reason(e).replace('\0', ' '));
+            report.add(Reason.of(e).replace('\0', ' '));
         }
         return report.texts.toString().getBytes(StandardCharsets.UTF_8);
     }
@@ -176,7 +176,7 @@ final class ModelReport {
 
     private static IllegalStateException failure(Class<?> model, String what, Throwable e) {
         return new IllegalStateException(
-                "the model " + model.getName() + " " + what + ": " + Instance.reason(e));
+                "the model " + model.getName() + " " + what + ": " + Reason.of(e));
     }
 
     private void addDescription(ModelDescription description) {

@@ -115,7 +115,7 @@ final class ModelSource {
                 urls[i] = jar.toURI().toURL();
             } catch (IOException e) {
                 throw new IllegalStateException(jars.get(i) + " is no readable jar: "
-                        + Instance.reason(e) + localeHint(jar.getPath()));
+                        + Reason.of(e) + localeHint(jar.getPath()));
             }
         }
         return new URLClassLoader(urls, ModelSource.class.getClassLoader());
@@ -152,7 +152,7 @@ final class ModelSource {
         } catch (ServiceConfigurationError e) {
             // The message begins with the name of the file.
             throw new IllegalStateException("META-INF/services/" + e.getMessage()
-                    + (e.getCause() == null ? "" : ": " + Instance.reason(e.getCause())));
+                    + (e.getCause() == null ? "" : ": " + Reason.of(e.getCause())));
         }
         return found;
     }
@@ -162,7 +162,7 @@ final class ModelSource {
         try (Reader reader = Files.newBufferedReader(file.toPath())) {
             properties.load(reader);
         } catch (IOException | IllegalArgumentException e) {
-            throw new IllegalStateException(file + " cannot be read: " + Instance.reason(e));
+            throw new IllegalStateException(file + " cannot be read: " + Reason.of(e));
         }
         String name = properties.getProperty("model");
         if (name == null) {

@@ -27,7 +27,7 @@ public final class Unit {
      * @throws IllegalArgumentException when the name is empty or not printable
      */
     public static Unit of(String name) {
-        return new Unit(ModelDescription.checkedName("a unit", name), new int[8], 1, 0);
+        return new Unit(Checked.name("a unit", name), new int[8], 1, 0);
     }
 
     public Unit kg(int exponent) {
@@ -71,7 +71,8 @@ public final class Unit {
             throw new IllegalArgumentException("unit '" + name
                     + "': factor 0, expected another number");
         }
-        return new Unit(name, exponents, checked("factor", newFactor), offset);
+        return new Unit(name, exponents,
+                Checked.finite("unit '" + name + "': factor", newFactor), offset);
     }
 
     /**
@@ -79,7 +80,8 @@ public final class Unit {
      * @throws IllegalArgumentException when it is not
      */
     public Unit offset(double newOffset) {
-        return new Unit(name, exponents, factor, checked("offset", newOffset));
+        return new Unit(name, exponents, factor,
+                Checked.finite("unit '" + name + "': offset", newOffset));
     }
 
     /** The name that variables use. */
@@ -111,9 +113,5 @@ public final class Unit {
         int[] changed = Arrays.copyOf(exponents, exponents.length);
         changed[index] = exponent;
         return new Unit(name, changed, factor, offset);
-    }
-
-    private double checked(String what, double value) {
-        return ModelDescription.checkedNumber("unit '" + name + "': " + what, value);
     }
 }

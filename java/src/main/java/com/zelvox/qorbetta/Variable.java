@@ -10,7 +10,7 @@ public final class Variable {
     private final double max;
     private final double nominal;
 
-    Variable(String name, String unit, String description, double start,
+    private Variable(String name, String unit, String description, double start,
             double min, double max, double nominal) {
         this.name = name;
         this.unit = unit;
@@ -19,6 +19,33 @@ public final class Variable {
         this.min = min;
         this.max = max;
         this.nominal = nominal;
+    }
+
+    /** A variable without limits; checks what it is given. */
+    static Variable of(String name, String unit, String description, double start) {
+        String variable = "variable '" + Checked.name("a variable", name) + "'";
+        if (unit == null || !unit.isEmpty()) {
+            Checked.name("the unit of " + variable, unit);
+        }
+        return new Variable(name, unit,
+                Checked.text("the description of " + variable, description),
+                Checked.finite("the start of " + variable, start),
+                Double.NEGATIVE_INFINITY, Double.POSITIVE_INFINITY, 1);
+    }
+
+    /** The same variable with limits, between which it starts. */
+    Variable limited(double newMin, double newMax) {
+        if (!(newMin <= start && start <= newMax)) {
+            throw new IllegalArgumentException("variable '" + name + "' starts at " + start
+                    + ", expected a start in its range from " + newMin + " to " + newMax);
+        }
+        return new Variable(name, unit, description, start, newMin, newMax, nominal);
+    }
+
+    /** The same variable with another order of magnitude. */
+    Variable scaled(double newNominal) {
+        Checked.positive("the nominal value of variable '" + name + "'", newNominal);
+        return new Variable(name, unit, description, start, min, max, newNominal);
     }
 
     /** The name, unique in the model. */

@@ -178,7 +178,7 @@ public class ZelvoxSim {
     }
 
     private boolean failed(RuntimeException e) {
-        lastError = Instance.reason(e);
+        lastError = Reason.of(e);
         return false;
     }
 }

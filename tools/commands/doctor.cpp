@@ -14,10 +14,13 @@
 #include <optional>
 
 #include "base/failure.h"
+#include "base/installation.h"
 #include "base/text.h"
 #include "commands/command.h"
 #include "fmi2FunctionTypes.h"
-#include "jvm.h"
+#include "jvm/find.h"
+#include "jvm/options.h"
+#include "jvm/start.h"
 
 namespace fs = std::filesystem;
 
@@ -132,7 +135,7 @@ std::string loadLibjvm(const JvmLocation& location) {
 JNIEnv* startFor(const JvmLocation& location, const Options& options) {
   std::vector<fs::path> classPath = {zelvoxJar()};
   classPath.insert(classPath.end(), options.classPath.begin(), options.classPath.end());
-  return startJvm(location, classPath, options.jvmOptions);
+  return startJvm(location.libjvm, jvmOptions(classPath, options.jvmOptions));
 }
 
 std::string systemProperty(JNIEnv* env, const char* name) {
@@ -147,7 +150,7 @@ std::string systemProperty(JNIEnv* env, const char* name) {
 }
 
 std::string startTheJvm(const JvmLocation& location, const Options& options) {
-  JNIEnv* const env = startJvm(location, {}, options.jvmOptions);
+  JNIEnv* const env = startJvm(location.libjvm, jvmOptions({}, options.jvmOptions));
   return "Java " + systemProperty(env, "java.version") + ", " + systemProperty(env, "java.vm.name");
 }
 

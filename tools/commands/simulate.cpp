@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "base/failure.h"
+#include "base/installation.h"
 #include "base/interrupts.h"
 #include "base/temporary_directory.h"
 #include "base/text.h"
@@ -15,7 +16,9 @@
 #include "fmu_file/description_reader.h"
 #include "importer/binary.h"
 #include "importer/simulation.h"
-#include "jvm.h"
+#include "jvm/find.h"
+#include "jvm/options.h"
+#include "jvm/start.h"
 
 namespace fs = std::filesystem;
 
@@ -39,7 +42,7 @@ void startJvmFor(const fs::path& binary, const Options& options) {
   if (contentOf(binary).find("libjvm.so") == std::string::npos) return;
   std::vector<fs::path> classPath = {zelvoxJar()};
   classPath.insert(classPath.end(), options.classPath.begin(), options.classPath.end());
-  startJvm(locateJvm(), classPath, options.jvmOptions);
+  startJvm(locateJvm().libjvm, jvmOptions(classPath, options.jvmOptions));
 }
 
 void failIfInterrupted(const std::string& sentence) {

@@ -4,9 +4,9 @@
 #include <system_error>
 
 #include "base/failure.h"
+#include "base/installation.h"
 #include "base/text.h"
 #include "fmu_file/description_writer.h"
-#include "jvm.h"
 #include "packer/index_page.h"
 
 namespace fs = std::filesystem;

@@ -7,9 +7,12 @@
 #include <optional>
 
 #include "base/failure.h"
+#include "base/installation.h"
 #include "base/text.h"
 #include "fmu_file/archive_writer.h"
-#include "jvm.h"
+#include "jvm/find.h"
+#include "jvm/options.h"
+#include "jvm/start.h"
 
 namespace fs = std::filesystem;
 
@@ -154,7 +157,7 @@ PackedModel askModel(const fs::path& resources, const std::string& model,
                      const std::vector<std::string>& jvmOptions) {
   std::string question = resources.string() + '\0' + model + '\0';
   for (const fs::path& jar : jars) question += jar.filename().string() + '\0';
-  JNIEnv* const env = startJvm(locateJvm(), {zelvoxJar()}, jvmOptions);
+  JNIEnv* const env = startJvm(locateJvm().libjvm, ::jvmOptions({zelvoxJar()}, jvmOptions));
   PackedModel packed = readReport(Report(askJava(env, question)));
   packed.description.guid = zelvoxGuid;
   packed.description.modelIdentifier = "zelvox";

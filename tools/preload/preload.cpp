@@ -7,10 +7,12 @@
 #include <algorithm>
 #include <array>
 #include <climits>
+#include <cstdio>
 #include <string_view>
 
+#include "base/failure.h"
 #include "carried.h"
-#include "jvm_start.h"
+#include "jvm/start.h"
 
 namespace {
 
@@ -29,6 +31,25 @@ bool needsNoJvm() noexcept {
   return std::find(withoutJvm.begin(), withoutJvm.end(), name) != withoutJvm.end();
 }
 
+std::vector<std::string> linesOf(std::string_view text) {
+  std::vector<std::string> lines;
+  while (!text.empty()) {
+    const std::size_t length = std::min(text.find('\n'), text.size());
+    if (length > 0) lines.emplace_back(text.substr(0, length));
+    text.remove_prefix(std::min(length + 1, text.size()));
+  }
+  return lines;
+}
+
+void startJvm(const Carried& carried) noexcept {
+  try {
+    ::startJvm(carried.jvmLibrary, linesOf(carried.jvmOptions));
+  } catch (const Failure& failure) {
+    std::fprintf(stderr, "zelvox exec: %s\n", failure.what());
+    _exit(static_cast<int>(failure.exitCode));
+  }
+}
+
 }  // namespace
 
 extern "C" {
@@ -41,8 +62,7 @@ using Hook = void (*)();
 [[gnu::visibility("default")]] int __libc_start_main(Main main, int argc, char** argv, Hook init,
                                                      Hook fini, Hook loaderFini, void* stackEnd) {
   const Carried carried = takeFromEnvironment();
-  if (carried.jvmLibrary != nullptr && !needsNoJvm())
-    startJvm(carried.jvmLibrary, carried.jvmOptions);
+  if (carried.jvmLibrary != nullptr && !needsNoJvm()) startJvm(carried);
   const auto next =
       reinterpret_cast<decltype(&__libc_start_main)>(dlsym(RTLD_NEXT, "__libc_start_main"));
   return next(main, argc, argv, init, fini, loaderFini, stackEnd);

@@ -4,7 +4,7 @@
 // replaces itself by the program. The object then creates the JVM in the program's main thread,
 // which stays attached, before main() and the program's own static constructors run. It takes the
 // variables and the objects out of the environment first: neither main() nor a child process sees
-// them. When the process replaces its own image (exec without fork, as `env`, a console script's
+// them. A JVM that cannot be created ends the process with one sentence, as in any command. When the process replaces its own image (exec without fork, as `env`, a console script's
 // shell or a pyenv shim does), they are put back, so that the program at the end of such a chain
 // has the JVM. Programs that do nothing but run others, shells above all, get none themselves.
 // A wrapper that starts the program as its child (a script without "exec", a debugger) ends the
@@ -30,9 +30,5 @@ inline constexpr const char* objects = "ZELVOX_PRELOAD_OBJECTS";
 
 // "1": everything stays in the environment, and every child process starts a JVM of its own.
 inline constexpr const char* follow = "ZELVOX_PRELOAD_FOLLOW";
-
-// How the process ends, with one sentence on stderr and without main(), when the JVM cannot be
-// loaded or created: the noJvm of command.h. `zelvox exec` ends with it too when it finds no JVM.
-inline constexpr int noJvmExitCode = 3;
 
 }  // namespace preload

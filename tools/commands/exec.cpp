@@ -8,9 +8,11 @@
 #include <cstring>
 
 #include "base/failure.h"
+#include "base/installation.h"
 #include "base/text.h"
 #include "commands/command.h"
-#include "jvm.h"
+#include "jvm/find.h"
+#include "jvm/options.h"
 #include "preload/preload.h"
 
 namespace fs = std::filesystem;
@@ -32,10 +34,8 @@ void setVariable(const char* name, const std::string& value) {
 std::string jvmOptionsFor(const Options& options) {
   std::vector<fs::path> classPath = {zelvoxJar()};
   classPath.insert(classPath.end(), options.classPath.begin(), options.classPath.end());
-  std::vector<std::string> all = jvmOptions(classPath);
-  all.insert(all.end(), options.jvmOptions.begin(), options.jvmOptions.end());
   std::string text;
-  for (const std::string& option : all) {
+  for (const std::string& option : jvmOptions(classPath, options.jvmOptions)) {
     if (option.find('\n') != std::string::npos)
       throw Failure("the JVM option '" + printable(option) +
                         "' has a line break in it, which cannot be passed on",

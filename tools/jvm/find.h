@@ -1,0 +1,15 @@
+// Which JVM is used, and why that one.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+struct JvmLocation {
+  std::filesystem::path libjvm;    // libjvm.so
+  std::filesystem::path javaHome;  // the directory with bin/ and lib/
+  std::string reason;              // why this one: "JAVA_HOME is set", "java on the PATH"
+};
+
+// JAVA_HOME decides, then the `java` on the PATH. Throws Failure (noJvm) that says what was looked
+// for and what to do.
+JvmLocation locateJvm();

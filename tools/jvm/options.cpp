@@ -1,0 +1,19 @@
+#include "jvm/options.h"
+
+namespace fs = std::filesystem;
+
+std::vector<std::string> jvmOptions(const std::vector<fs::path>& classPath,
+                                    const std::vector<std::string>& users) {
+  std::string paths;
+  for (const fs::path& path : classPath) paths += (paths.empty() ? "" : ":") + path.string();
+  std::vector<std::string> options = {
+      "-Djava.class.path=" + paths,
+      "-Xss8m",  // the JVM's guard pages would otherwise cap the main thread's stack at 1 MiB
+      "-Xrs",    // Ctrl-C has to reach the program, Python for instance
+      // Without signals the JVM opens its attach socket at once, and a program that is killed
+      // or replaces itself leaves that and the performance file behind.
+      "-XX:+DisableAttachMechanism", "-XX:-UsePerfData",
+      "-XX:-MaxFDLimit"};  // the program's limits are not the JVM's to raise
+  options.insert(options.end(), users.begin(), users.end());
+  return options;
+}

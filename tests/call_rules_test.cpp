@@ -146,6 +146,54 @@ TEST_F(Running, EveryFunctionIsAllowedInItsStatesAndRefusedInAllOthers) {
   }
 }
 
+// What a thread does while another one is in a callback of fmi2SetReal.
+TEST_F(Running, ACallThatMayReachJavaIsRefusedWhileAnotherThreadIsInOne) {
+  const std::string reachingJava =
+      " FreeInstance SetupExperiment ExitInitializationMode Terminate GetReal GetInteger "
+      "GetBoolean "
+      "GetString SetReal DoStep ";
+  const C outer = initialized("outer", fmi2True);
+  const auto usual = importer.onCallback;
+  const auto overlapped = [&](const std::function<void()>& work) {
+    bool begun = false;
+    importer.onCallback = [&] {
+      if (!std::exchange(begun, true)) onForeignThread(work);
+    };
+    EXPECT_EQ(FMI(fmi2SetReal)(outer, nullptr, 0, nullptr), fmi2OK);
+    importer.onCallback = usual;
+    EXPECT_EQ(calls(), Lines{"getProp#2 outer number_of_reals"});
+    auto told = log();
+    EXPECT_EQ(told.back(), "OK logFmiCall outer: fmi2SetReal: nvr = 0");
+    told.pop_back();
+    return told;
+  };
+  const auto refusal = [](const std::string& name, const std::string& function) {
+    return Lines{"Error logError " + name + ": " + function + ": The call overlaps another one."};
+  };
+  const C c = instantiate("m");
+  seen();
+  for (const auto& f : everyFunction) {
+    const std::string name = f.name;
+    record(c).state = static_cast<InstanceState>(f.allowed & -f.allowed);
+    const auto before = std::pair(contents(c), record(c).state);
+    auto result = fmi2Fatal;
+    const Lines told = overlapped([&] {
+      EXPECT_EQ(f.call(nullptr), fmi2Error);
+      result = f.call(c);
+    });
+    if (reachingJava.find(' ' + name.substr(4) + ' ') < reachingJava.size()) {
+      EXPECT_EQ(std::pair(result, told), std::pair(fmi2Error, refusal("m", name)));
+      EXPECT_TRUE(before == std::pair(contents(c), record(c).state)) << name;
+    } else {
+      EXPECT_EQ(result, f.result) << name;
+    }
+  }
+  EXPECT_EQ(overlapped([&] { EXPECT_EQ(instantiate("n"), nullptr); }),
+            refusal("n", "fmi2Instantiate"));
+  onForeignThread([&] { EXPECT_EQ(set(outer, 4, 40), fmi2OK) << "no call is under way any more"; });
+  seen();
+}
+
 TEST_F(Running, BadArgumentsAreRefusedByNameBeforeAnythingHappens) {
   const C c = instantiate();
   seen();
@@ -165,6 +213,7 @@ TEST_F(Running, BadArgumentsAreRefusedByNameBeforeAnythingHappens) {
 
 TEST_F(Running, StatusQueriesDiscardTheKindsThatTheyDoNotAnswer) {
   const C c = initialized("m", fmi2True);
+  record(c).time = 2.5;
   const Lines kinds = {"DoStepStatus", "PendingStatus", "LastSuccessfulTime", "Terminated"};
   for (const std::string name : {"fmi2GetStatus", "fmi2GetRealStatus", "fmi2GetIntegerStatus",
                                  "fmi2GetBooleanStatus", "fmi2GetStringStatus"}) {
@@ -173,9 +222,17 @@ TEST_F(Running, StatusQueriesDiscardTheKindsThatTheyDoNotAnswer) {
     for (const int kind : {0, 1, 2, 3, 7, -1}) {
       double value = 7;
       const auto result = query(c, kind, &value);
-      if ((name == "fmi2GetRealStatus" && kind == 2) ||
-          (name == "fmi2GetBooleanStatus" && kind == 3))
+      if (name == "fmi2GetRealStatus" && kind == 2) {
+        EXPECT_EQ(std::tuple(result, value, seen()), std::tuple(fmi2OK, 2.5, ""));
         continue;
+      }
+      if (name == "fmi2GetBooleanStatus" && kind == 3) {
+        record(c).eventInfo.terminateSimulation = 5;
+        int flag = 7;
+        EXPECT_EQ(query(c, kind, &flag), fmi2OK);
+        EXPECT_EQ(std::tuple(flag, seen()), std::tuple(5, ""));
+        continue;
+      }
       const bool known = kind >= 0 && kind <= 3;
       const auto text = known ? "fmi2" + kinds[static_cast<unsigned>(kind)] : "unknown";
       EXPECT_EQ(seen(),

@@ -104,8 +104,9 @@ class Host : public testing::Test {
     ASSERT_EQ(JNI_CreateJavaVM(&vm, reinterpret_cast<void**>(&env), &arguments), JNI_OK)
         << "a process can have one JVM in its life: run the tests with ctest";
     jni = env->functions;
-    sim = env->FindClass("com/zelvox/qorbetta/ZelvoxSim");
+    const jclass found = env->FindClass("com/zelvox/qorbetta/ZelvoxSim");
     env->ExceptionClear();
+    sim = static_cast<jclass>(env->NewGlobalRef(found));  // also seen from within native methods
   }
 
   // ZelvoxSim.play, also while the library has left an exception behind or a test has replaced

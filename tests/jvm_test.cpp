@@ -168,6 +168,20 @@ TEST_F(Running, ACallOnAForeignThreadIsAttachedOncePerBracketAndDetachedAgain) {
   EXPECT_TRUE(seen().ends_with("getProp#2 n number_of_reals @7"));
 }
 
+// A logger that instantiates takes the place of the reason that follows.
+TEST_F(Running, TheReasonOfAFailedConnectionIsThatOfItsOwn) {
+  play("doInitConnection", "false");
+  bool begun = false;
+  const auto usual = std::exchange(importer.onCallback, [&] {
+    if (std::exchange(begun, true)) return;
+    play("doInitConnection");
+    EXPECT_NE(instantiate("n"), nullptr);
+  });
+  EXPECT_EQ(instantiate(), nullptr);
+  importer.onCallback = usual;
+  EXPECT_EQ(joined(log()), processError("Not connected"));
+}
+
 TEST_F(Host, WithoutAJvmOrItsClassNothingIsConnected) {
   EXPECT_EQ(run("new"), processError("") + " -> Error");
   start("no-such.jar");
@@ -187,7 +201,13 @@ TEST_F(Running, TextsKeepEveryCharacterBothWays) {
            {"a\xED\xA0\xBDz", "a{FFFD}z"},
            {"a\xF4\x90\x80\x80z", "a{FFFD}z"},
            {"a\xF0\x9F\x98z", "a{FFFD}z"},
-           {"a\xE2\x82", "a{FFFD}"}}) {
+           {"a\xF0\x80\x80\xAFz", "a{FFFD}z"},
+           {"a\xE2\x82", "a{FFFD}"},
+           {"a\xF0\x9F\x98", "a{FFFD}"},
+           {"0123456789abcdef\xC3\xA4"
+            "0123456789abcdef",
+            "0123456789abcdef{E4}0123456789abcdef"},
+           {"0123456789abcdef\xC3", "0123456789abcdef{FFFD}"}}) {
     const C c = instantiate(given.c_str());
     auto calls = seen();
     // How many replacements stand for one broken character is not the point.
@@ -198,9 +218,10 @@ TEST_F(Running, TextsKeepEveryCharacterBothWays) {
   }
   initialized();
   play("doStepModel", "false");
-  play("getLasterror", "Gr{F6}{DF}e {D83D}{DE00} {D83D}z{0}!");
-  EXPECT_TRUE(
-      run("step 1 1").ends_with("m: Error: Größe \U0001F600 \uFFFDz\uFFFD! -> Error [1024]"));
+  play("getLasterror", "Gr{F6}{DF}e {D83D}{DE00} {D83D}z{0}{DE00}{D83D}{D83D}{DE00}! {D83D}");
+  EXPECT_TRUE(run("step 1 1")
+                  .ends_with("m: Error: Größe \U0001F600 \uFFFDz\uFFFD\uFFFD\uFFFD\U0001F600! "
+                             "\uFFFD -> Error [1024]"));
   EXPECT_NE(instantiate("n", fmi2False, fmi2CoSimulation, nullptr), nullptr);
   EXPECT_NE(seen().find(" n  | "), std::string::npos) << "no location is an empty one";
 }
@@ -239,23 +260,135 @@ TEST_F(Running, AnExceptionThatTheLoggerLeavesIsClearedBeforeJavaIsCalled) {
   log();
 }
 
-// As loggers do that pass messages on to Java.
+// As loggers do that pass messages on to Java. A thread that comes back gets the address of its
+// environment again, but nothing else of what it had.
 TEST_F(Running, ALoggerMayDetachTheThreadThatACallAttached) {
   const C c = initialized("m", 1);
-  const auto callback = std::exchange(importer.onCallback, [&] {
-    void* own = nullptr;
+  const C other = initialized("other", 1);
+  void* own = nullptr;
+  const auto detach = [&] {
     EXPECT_EQ(vm->AttachCurrentThread(&own, nullptr), JNI_OK);
     vm->DetachCurrentThread();
-  });
+  };
+  const auto detachAndAttach = [&] {
+    detach();
+    EXPECT_EQ(vm->AttachCurrentThread(&own, nullptr), JNI_OK);
+  };
+  bool nested = false;
+  const auto setAnother = [&] {
+    if (std::exchange(nested, true)) return detach();
+    EXPECT_EQ(set(other, 5, 50), fmi2OK);
+    nested = false;
+  };
+  const auto usual = importer.onCallback;
+  for (const std::function<void()>& logger :
+       std::initializer_list<std::function<void()>>{detach, detachAndAttach, setAnother}) {
+    importer.onCallback = logger;
+    onForeignThread([&] {
+      for (int i = 0; i < 30; ++i) EXPECT_EQ(set(c, 4, 40), fmi2OK);
+    });
+    importer.onCallback = usual;
+    const auto called = calls();
+    EXPECT_EQ(
+        std::ranges::count_if(called, [](auto& l) { return l.starts_with("setReal#2 m 4 40.0"); }),
+        30);
+    log();
+  }
+  importer.onCallback = detach;
   onForeignThread([&] {
-    EXPECT_EQ(set(c, 4, 40), fmi2OK);
     EXPECT_EQ(FMI(fmi2DoStep)(c, 1, 0.5, 0), fmi2OK);
     EXPECT_EQ(set(c, 9, 1), fmi2Error);
   });
-  importer.onCallback = callback;
-  const auto called = calls();
-  EXPECT_EQ(std::ranges::count_if(called, [](auto& l) { return l.starts_with("setReal m 4"); }), 1);
+  importer.onCallback = usual;
   EXPECT_EQ(log().back(), "Error logError m: fmi2SetReal: Illegal value reference 9.");
+}
+
+std::function<void()> onEnter;
+
+// As when the model is an importer itself. What the inner call makes on the thread ends with it.
+TEST_F(Running, JavaMayCallTheLibraryInTheMiddleOfACall) {
+  const C c = initialized("m", 1);
+  const C other = initialized("other", 1);
+  const JNINativeMethod enter = {const_cast<char*>("enter"), const_cast<char*>("()V"),
+                                 reinterpret_cast<void*>(+[](JNIEnv*, jclass) { onEnter(); })};
+  ASSERT_EQ(env->RegisterNatives(sim, &enter, 1), JNI_OK);
+  onEnter = [&] {
+    play("setReal");
+    EXPECT_EQ(FMI(fmi2SetDebugLogging)(other, 1, 0, nullptr), fmi2OK);
+    EXPECT_EQ(set(other, 5, 50), fmi2OK);
+    EXPECT_EQ(FMI(fmi2DoStep)(other, 0, 1, 0), fmi2OK);
+    EXPECT_EQ(FMI(fmi2Instantiate)("n", fmi2CoSimulation, "wrong", "", &functions, 0, 0), nullptr);
+  };
+  play("setReal", "enter");
+  const fmi2ValueReference vr[] = {4, 5, 6};
+  const double values[] = {40, 50, 60};
+  EXPECT_EQ(FMI(fmi2SetReal)(c, vr, 3, values), fmi2OK);
+  const std::string called = joined(calls());
+  for (const char* call : {"setReal#2 m 4 40.0", "setReal#2 m 5 50.0", "setReal#2 m 6 60.0",
+                           "setReal#2 other 5 50.0", "doStepModel#2 other 0.0 1.0"})
+    EXPECT_NE(called.find(call), std::string::npos) << called;
+  log();
+}
+
+// One importer's thread: steps an instance of its own and sees its own values, or a refusal.
+struct Stepper {
+  C c;
+  std::string told;
+  int right = 0;
+
+  bool succeeds(fmi2Status status) {
+    const auto message = std::exchange(told, "");
+    if (status == fmi2OK) return true;
+    EXPECT_TRUE(status == fmi2Error && message == "%s: The call overlaps another one.") << message;
+    return false;
+  }
+};
+
+void tellStepper(fmi2ComponentEnvironment environment, fmi2String, fmi2Status, fmi2String,
+                 fmi2String format, ...) {
+  static_cast<Stepper*>(environment)->told = format;
+}
+
+TEST_F(Running, TwoThreadsAtOnceGetRightResultsOrRefusals) {
+  play("getData", "echo");
+  std::array<Stepper, 2> steppers;
+  std::array<fmi2CallbackFunctions, 2> callbacks;
+  std::vector<std::thread> threads;
+  for (std::size_t k : {0u, 1u}) {
+    callbacks[k] = {tellStepper, allocateMemory, freeMemory, nullptr, &steppers[k]};
+    C& c = steppers[k].c;
+    c = FMI(fmi2Instantiate)(k == 0 ? "left" : "right", fmi2CoSimulation, guid, "", &callbacks[k],
+                             0, 0);
+    EXPECT_EQ(FMI(fmi2EnterInitializationMode)(c), fmi2OK);
+    EXPECT_EQ(FMI(fmi2ExitInitializationMode)(c), fmi2OK);
+  }
+  const auto [setReal, getReal, doStep] =
+      std::tuple(FMI(fmi2SetReal), FMI(fmi2GetReal), FMI(fmi2DoStep));
+  for (auto& s : steppers)
+    threads.emplace_back([&, setReal = setReal, getReal = getReal, doStep = doStep] {
+      void* own = nullptr;
+      vm->AttachCurrentThread(&own, nullptr);
+      const fmi2ValueReference input = 4, output = 0;
+      for (int i = 0; s.right < 10'000; ++i) {
+        const double sent = 2 * i + static_cast<double>(&s - steppers.data());
+        double got = -1;
+        if (!s.succeeds(setReal(s.c, &input, 1, &sent)) || !s.succeeds(doStep(s.c, i, 1, 0)) ||
+            !s.succeeds(getReal(s.c, &output, 1, &got))) {
+          std::this_thread::yield();
+          continue;
+        }
+        EXPECT_EQ(got, sent);
+        ++s.right;
+      }
+      vm->DetachCurrentThread();
+    });
+  for (auto& thread : threads) thread.join();
+  play("lines");
+  for (auto& s : steppers) {
+    EXPECT_EQ(FMI(fmi2Terminate)(s.c), fmi2OK);
+    FMI(fmi2FreeInstance)(s.c);
+  }
+  seen();
 }
 
 // As when the model, or the importer that listens, imports another unit.

@@ -12,6 +12,22 @@ std::size_t requestsLeft = 0;
 
 }  // namespace
 
+// The process's own comes before the JVM's. It answers so many queries as the JVM does, and then
+// `vmCode`, with what the JVM filled in.
+int queriesLeft = -1;
+jint vmCode = JNI_OK;
+JavaVM* secondVm = nullptr;  // reported behind the real one
+
+extern "C" [[gnu::visibility("default")]] jint JNICALL JNI_GetCreatedJavaVMs(JavaVM** vms,
+                                                                             jsize length,
+                                                                             jsize* count) {
+  static const auto real =
+      reinterpret_cast<decltype(&JNI_GetCreatedJavaVMs)>(dlsym(RTLD_NEXT, "JNI_GetCreatedJavaVMs"));
+  const jint code = real(vms, length, count);
+  if (secondVm != nullptr && ++*count == 2 && length == 2) vms[1] = secondVm;
+  return queriesLeft == 0 ? vmCode : (--queriesLeft, code);
+}
+
 // The library shares the C++ runtime of the process, and so these two.
 [[gnu::noinline]] void* operator new(std::size_t size) {
   void* const memory = requestsLeft == 1 ? nullptr : std::malloc(size);
@@ -121,6 +137,110 @@ TEST_F(MachineFaults, AThreadThatTheJvmRefusesCallsNothing) {
   vm->functions = original;
   EXPECT_EQ(log(), Lines{"Error logError m: Error: "});
   EXPECT_EQ(calls(), Lines{});
+}
+
+TEST_F(MachineFaults, AQueryForTheJvmThatFailsFailsItsCallAndLeavesNoThreadAttached) {
+  const auto c = initialized();
+  vmCode = JNI_ERR;
+  const auto query = [&](int answered, const std::function<void()>& work) {
+    record(c).state = InstanceState::StepComplete;
+    onForeignThread([&] {
+      queriesLeft = answered;
+      work();
+      queriesLeft = -1;
+    });
+    return seen();
+  };
+  for (const int answered : {0, 1})
+    EXPECT_EQ(query(answered, [&] { EXPECT_EQ(set(c, 4, 1), fmi2Error); }),
+              "Error logError m: fmi2SetReal: Illegal value reference 4.");
+  // Two queries open the bracket and two the nested one; the last two are for detaching.
+  for (const int answered : {4, 5})
+    EXPECT_NE(query(answered, [&] { EXPECT_EQ(set(c, 4, 1), fmi2OK); }), "");
+  secondVm = reinterpret_cast<JavaVM*>(&vmCode);
+  EXPECT_NE(query(-1, [&] { EXPECT_EQ(set(c, 4, 1), fmi2OK) << "the first JVM serves"; }), "");
+  secondVm = nullptr;
+}
+
+// The JNI calls that the library makes; what they call themselves is the JVM's own business.
+const JNINativeInterface_* jvmFunctions;
+std::string jniCalls;
+int jniDepth = 0;
+
+template <auto function>
+struct Recorded;
+template <class Result, class... Arguments,
+          Result (JNICALL* JNINativeInterface_::*function)(JNIEnv*, Arguments...)>
+struct Recorded<function> {
+  static inline const char* name;
+  static Result JNICALL call(JNIEnv* env, Arguments... arguments) {
+    if (jniDepth++ == 0) jniCalls += std::string(jniCalls.empty() ? "" : " ") + name;
+    const struct Leave {
+      ~Leave() { --jniDepth; }
+    } leave;
+    return (jvmFunctions->*function)(env, arguments...);
+  }
+};
+
+TEST_F(MachineFaults, EveryCallLooksUpAnewAndMakesTheseJniCallsOnly) {
+  const auto c = initialized();
+  jvmFunctions = env->functions;
+  JNINativeInterface_ table = *jvmFunctions;
+#define RECORD(function)                                       \
+  Recorded<& JNINativeInterface_::function>::name = #function; \
+  table.function = Recorded<&JNINativeInterface_::function>::call
+  RECORD(FindClass);
+  RECORD(GetMethodID);
+  RECORD(CallBooleanMethodV);
+  RECORD(CallObjectMethodV);
+  RECORD(CallVoidMethodV);
+  RECORD(DeleteGlobalRef);
+  RECORD(DeleteLocalRef);
+  RECORD(NewStringUTF);
+  RECORD(GetStringUTFChars);
+  RECORD(ReleaseStringUTFChars);
+  RECORD(GetArrayLength);
+  RECORD(NewDoubleArray);
+  RECORD(GetDoubleArrayElements);
+  RECORD(ReleaseDoubleArrayElements);
+  RECORD(SetDoubleArrayRegion);
+  RECORD(ExceptionCheck);
+  RECORD(IsInstanceOf);
+  RECORD(IsSameObject);
+  RECORD(GetObjectClass);
+  RECORD(GetDoubleArrayRegion);
+  RECORD(ExceptionOccurred);
+#undef RECORD
+  // DeleteLocalRef is left out: when a short-lived reference goes is not the point.
+  const std::string open = "ExceptionCheck FindClass ",
+                    count = open +
+                            "GetMethodID NewStringUTF NewStringUTF CallObjectMethodV "
+                            "ExceptionCheck GetStringUTFChars "
+                            "ReleaseStringUTFChars ";
+  const auto made = [&](auto function, auto... arguments) {
+    env->functions = &table;
+    EXPECT_EQ(function(c, arguments...), fmi2OK);
+    env->functions = jvmFunctions;
+    std::string calls = std::exchange(jniCalls, "") + ' ';
+    for (std::size_t at; (at = calls.find("DeleteLocalRef ")) < calls.size();) calls.erase(at, 15);
+    return calls;
+  };
+  const fmi2ValueReference vr[] = {4, 5};
+  double values[] = {40, 50};
+  const std::string setOne =
+      "GetMethodID NewStringUTF ExceptionCheck CallVoidMethodV ExceptionCheck ";
+  EXPECT_EQ(made(FMI(fmi2SetReal), vr, 2, values), open + count + setOne + setOne);
+  EXPECT_EQ(made(FMI(fmi2DoStep), 0, 1, 0),
+            open + count + count +
+                "ExceptionCheck GetMethodID NewStringUTF NewDoubleArray SetDoubleArrayRegion "
+                "CallBooleanMethodV ExceptionCheck GetMethodID ExceptionCheck NewStringUTF "
+                "CallObjectMethodV ExceptionCheck GetArrayLength GetDoubleArrayElements "
+                "ReleaseDoubleArrayElements ExceptionCheck ExceptionCheck ");
+  EXPECT_EQ(made(FMI(fmi2GetReal), vr, 2, values), open + count + count);
+  EXPECT_EQ(made(FMI(fmi2GetReal), vr, 2, values), count);
+  EXPECT_EQ(made(FMI(fmi2Terminate)),
+            open + "GetMethodID NewStringUTF CallVoidMethodV ExceptionCheck ");
+  seen();
 }
 
 TEST_F(MachineFaults, AThreadMayDieAttached) {

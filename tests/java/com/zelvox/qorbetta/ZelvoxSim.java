@@ -17,6 +17,8 @@ public class ZelvoxSim {
             new ArrayList<>(Arrays.asList(Thread.currentThread()));
     private static final List<WeakReference<ZelvoxSim>> objects = new ArrayList<>();
 
+    private static final Map<String, double[]> latestInputs = new HashMap<>();
+
     private String number = "";
 
     /** Notes that the JVM was asked to describe it. */
@@ -27,9 +29,10 @@ public class ZelvoxSim {
     }
 
     /**
-     * From now on `key`, a method or a property, plays `behaviour`: "usual", "throw", "null", or an
-     * answer as a text, with {X} for the UTF-16 unit X and for every unit that is not ASCII. Two
-     * keys ask instead: "lines" for the calls since the last time, "objects" for the number of
+     * From now on `key`, a method or a property, plays `behaviour`: "usual", "throw", "null",
+     * "enter", which calls the host before the usual, or an answer as a text, with {X} for the
+     * UTF-16 unit X and for every unit that is not ASCII. getData can also "echo" the latest
+     * inputs. Two keys ask instead: "lines" for the calls since the last time, "objects" for the number of
      * simulation objects that somebody still holds.
      */
     static String play(String key, String behaviour) {
@@ -51,6 +54,9 @@ public class ZelvoxSim {
                 .collect(Collectors.joining());
     }
 
+    /** What the host does in the middle of a call. */
+    private static native void enter();
+
     private static String played(String key, String usual, String line, Object... arguments) {
         Thread thread = Thread.currentThread();
         if (!threads.contains(thread)) {
@@ -65,6 +71,9 @@ public class ZelvoxSim {
         String behaviour = script.getOrDefault(key, "usual");
         if (behaviour.equals("throw")) {
             throw new Played();
+        } else if (behaviour.equals("enter")) {
+            enter();
+            return usual;
         }
         return behaviour.equals("null") ? null : behaviour.equals("usual") ? usual : behaviour;
     }
@@ -112,11 +121,15 @@ public class ZelvoxSim {
 
     public double[] getData(String name) {
         String values = played("getData", "1.5 -2.5", "getData" + number, name);
+        if ("echo".equals(values)) {
+            return latestInputs.get(name);
+        }
         return values == null ? null : Arrays.stream(values.split(" ")).filter(v -> !v.isEmpty())
                 .mapToDouble(Double::parseDouble).toArray();
     }
 
     public boolean doStepModel(String name, double time, double stepSize, double[] inputs) {
+        latestInputs.put(name, inputs);
         return answer("doStepModel", name, time, stepSize, inputs);
     }
 }

@@ -44,8 +44,6 @@ void clearException(JNIEnv* env) {
   env->ExceptionClear();
 }
 
-int openBrackets = 0;
-
 struct Bracket {
   Bracket() {
     JavaVM* const vm = findJvm();
@@ -53,11 +51,10 @@ struct Bracket {
     attached = vm->GetEnv(&found, JNI_VERSION_1_8) == JNI_EDETACHED;
     if (attached) vm->AttachCurrentThread(&found, nullptr);
     env = static_cast<JNIEnv*>(found);
-    if (openBrackets++ == 0) clearException(env);  // the importer may have left one
+    clearException(env);  // somebody may have left one
     simClass = env->FindClass(simClassName);
   }
   ~Bracket() {
-    --openBrackets;
     env->DeleteLocalRef(simClass);
     if (attached) findJvm()->DetachCurrentThread();
   }
@@ -89,6 +86,7 @@ int askCount(const std::string& instanceName, const char* key) {
 
 void fetchOutputs(JNIEnv* env, jclass simClass, const std::string& instanceName, double* reals) {
   const jmethodID getData = env->GetMethodID(simClass, "getData", "(Ljava/lang/String;)[D");
+  clearException(env);
   const jstring name = env->NewStringUTF(instanceName.c_str());
   const auto array = static_cast<jdoubleArray>(env->CallObjectMethod(simObject, getData, name));
   clearException(env);
@@ -98,6 +96,7 @@ void fetchOutputs(JNIEnv* env, jclass simClass, const std::string& instanceName,
   env->ReleaseDoubleArrayElements(array, elements, 0);
   env->DeleteLocalRef(array);
   env->DeleteLocalRef(name);
+  clearException(env);
 }
 
 // What FloorInstance keeps for all instances. Method identifiers are the same on all threads.
@@ -147,10 +146,10 @@ void BareInstance::setReal(const fmi2ValueReference vr[], std::size_t nvr, const
   for (std::size_t i = 0; i < nvr; ++i) {
     trace(values, "fmi2SetReal: #r%d# = %.16g", static_cast<int>(vr[i]), value[i]);
     values.reals[vr[i]] = value[i];
-    if (values.logging) clearException(env);  // the logger may have left one
     const jmethodID setReal =
         env->GetMethodID(bracket.simClass, "setReal", "(Ljava/lang/String;ID)V");
     const jstring nameText = env->NewStringUTF(name.c_str());
+    clearException(env);
     env->CallVoidMethod(simObject, setReal, nameText, static_cast<jint>(vr[i]), value[i]);
     clearException(env);
     env->DeleteLocalRef(nameText);
@@ -178,6 +177,7 @@ void BareInstance::doStep(double time, double stepSize) {
   JNIEnv* const env = bracket.env;
   const int numberOfInputs = askCount(name, "number_of_inputs");
   const int numberOfOutputs = askCount(name, "number_of_outputs");
+  clearException(env);
   const jmethodID doStepModel =
       env->GetMethodID(bracket.simClass, "doStepModel", "(Ljava/lang/String;DD[D)Z");
   const jstring nameText = env->NewStringUTF(name.c_str());
@@ -190,6 +190,7 @@ void BareInstance::doStep(double time, double stepSize) {
   env->DeleteLocalRef(inputs);
   env->DeleteLocalRef(nameText);
   fetchOutputs(env, bracket.simClass, name, values.reals.data());
+  clearException(env);
   values.dirty = true;
 }
 

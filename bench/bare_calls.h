@@ -3,8 +3,9 @@
 // BareInstance makes exactly the JNI calls that the design demands: nothing is kept from one call
 // to the next but the simulation object, so the VM, the environment, the class and the methods are
 // looked up each time, counts are asked each time, strings and arrays are made anew. It deletes
-// what it made and copies each value once. It checks nothing that Java answers, and asks for a
-// pending exception as seldom as JNI allows.
+// what it made, copies each value once, and asks for an exception where the design does: when a
+// bracket opens, before values go out and after each call of Java. It checks nothing that Java
+// answers.
 //
 // FloorInstance makes the calls of the Java methods alone and one copy; everything else was made
 // beforehand. No bridge to this Java object can be faster.

@@ -92,7 +92,7 @@ std::string j_getProp(const char* instanceName, const char* key) {
   if (method == nullptr) return {};
   const JavaText name(instanceName);
   if (!name) return {};
-  const JavaText keyText(key);
+  const LocalRef keyText(jniEnv->NewStringUTF(key));  // one of ours, in ASCII
   return keyText ? callText(method, name.get(), keyText.get()) : std::string();
 }
 

@@ -12,14 +12,14 @@ static_assert(std::atomic<std::thread::id>::is_always_lock_free);
 }  // namespace
 
 JavaTurn::JavaTurn(bool reachesJava) noexcept {
-  if (isOurs()) {
+  const auto self = std::this_thread::get_id();
+  if (owner.load(std::memory_order_relaxed) == self) {
     place = Place::nested;
     outer = setAccessAside();
   } else if (reachesJava) {
     std::thread::id nobody;
-    const bool taken = owner.compare_exchange_strong(nobody, std::this_thread::get_id(),
-                                                     std::memory_order_acquire);
-    place = taken ? Place::first : Place::refused;
+    place = owner.compare_exchange_strong(nobody, self, std::memory_order_acquire) ? Place::first
+                                                                                   : Place::refused;
   }
 }
 

@@ -33,6 +33,21 @@ fmi2Real getReal(const FmuInstance& instance, fmi2ValueReference vr) {
   return instance.reals[vr];
 }
 
+// Not inlined, so that the first loop has the registers for itself.
+[[gnu::noinline]] fmi2Status readReals(FmuInstance& instance, const fmi2ValueReference vr[],
+                                       size_t nvr, fmi2Real value[], fmi2ValueReference count) {
+  size_t i = 0;
+  // Without a message there is no callback that could switch the trace on.
+  if (!categoryIsOn(instance, LogCategory::logFmiCall))
+    for (; i < nvr && vr[i] < count; ++i) value[i] = getReal(instance, vr[i]);
+  for (; i < nvr; ++i) {
+    if (vrOutOfRange(instance, rules::getReal.function, vr[i], count)) return fmi2Error;
+    value[i] = getReal(instance, vr[i]);
+    logTrace(instance, "fmi2GetReal: #r%u# = %.16g", vr[i], value[i]);
+  }
+  return fmi2OK;
+}
+
 fmi2Status getOtherType(fmi2Component c, const CallRule& rule, const fmi2ValueReference vr[],
                         size_t nvr, const void* value) {
   return exportedCall(c, rule, [=, &rule](FmuInstance& instance) {
@@ -63,16 +78,7 @@ fmi2Status fmi2GetReal(fmi2Component c, const fmi2ValueReference vr[], size_t nv
     if (nvr > 0) refreshOutputs(instance);
     const std::int32_t numberOfReals = getNumberOfReals(instance.instanceName);
     if (numberOfReals <= 0) return fmi2OK;
-    const fmi2ValueReference count = validReals(instance, numberOfReals);
-    // Only a callback could switch the trace on, and without it there is none before the last
-    // value.
-    const bool traced = categoryIsOn(instance, LogCategory::logFmiCall);
-    for (size_t i = 0; i < nvr; ++i) {
-      if (vrOutOfRange(instance, rule.function, vr[i], count)) return fmi2Error;
-      value[i] = getReal(instance, vr[i]);
-      if (traced) logTrace(instance, "fmi2GetReal: #r%u# = %.16g", vr[i], value[i]);
-    }
-    return fmi2OK;
+    return readReals(instance, vr, nvr, value, validReals(instance, numberOfReals));
   });
 }
 

@@ -73,11 +73,11 @@ set format x "%g"; set format y "%g"
 set xrange [2:150000]
 set key left top Left reverse
 plot data index 0 using 1:($2/1e3) with linespoints pt 7 ps 0.7 lw 2 lc rgb blue title "(a) the library", \
-     "" index 0 using 1:($3/1e3) with linespoints pt 6 ps 1.1 lw 1.5 dt 2 lc rgb red title "(b) bare JNI calls", \
+     "" index 0 using 1:($3/1e3) with linespoints pt 6 ps 1.1 lw 1.5 dt 2 lc rgb red title "(b) the JNI calls of the design, made by hand", \
      "" index 0 using 1:($4/1e3) with linespoints pt 4 ps 0.7 lw 1.5 lc rgb grey title "(c) the floor"
 
 set origin 0,0; set size 1,0.61
-set title "The library against bare JNI calls, (a)/(b)"
+set title "The library against the JNI calls of its design, (a)/(b)"
 unset logscale
 unset ylabel
 unset key

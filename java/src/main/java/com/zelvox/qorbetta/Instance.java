@@ -31,6 +31,7 @@ final class Instance {
     private Model model;
     private boolean modelUsed; // it has begun a run and cannot begin another
     private boolean modelSetUp;
+    private boolean begun;
     private Phase phase = Phase.PREPARED;
     private boolean stepped;
     private double startTime = 0;
@@ -73,7 +74,13 @@ final class Instance {
         }
     }
 
+    /** Whether the importer has set up an experiment, or gone on without one. */
+    boolean hasBegun() {
+        return begun;
+    }
+
     void setUp(double start, double stop) {
+        begun = true;
         values.startAnew();
         stepped = false;
         phase = Phase.PREPARED;
@@ -101,6 +108,7 @@ final class Instance {
             throw outOfOrder("initialized a second time, expected a reset and an experiment setup"
                     + " before");
         }
+        begun = true;
         prepareModel();
         modelUsed = true;
         values.markEvent();
@@ -125,7 +133,7 @@ final class Instance {
             throw failure("step size " + stepSize + " at time " + time
                     + ", expected a finite one above 0");
         }
-        if (!(Math.abs(time - nextTime) <= stepSize / 2)) {
+        if (!continues(time, stepSize)) {
             throw outOfOrder("step at time " + time + ", expected one at time " + nextTime
                     + (stepped ? ", where the last step ended" : ", where the run starts"));
         }
@@ -217,6 +225,13 @@ final class Instance {
             }
             modelSetUp = true;
         }
+    }
+
+    /** Whether a step begins where the last one ended, but for rounding. */
+    private boolean continues(double time, double stepSize) {
+        double gap = Math.abs(time - nextTime);
+        return gap <= 1e-6 * stepSize
+                || gap <= 4 * Math.ulp(Math.min(Math.abs(time), Math.abs(nextTime)));
     }
 
     private void handOverParameters() {

@@ -1,17 +1,14 @@
 package com.zelvox.qorbetta;
 
 import java.io.File;
-import java.io.IOException;
 import java.lang.reflect.Modifier;
-import java.net.URLClassLoader;
 import java.nio.charset.StandardCharsets;
 import java.util.Arrays;
-import java.util.Enumeration;
 import java.util.List;
+import java.util.Map;
 import java.util.Set;
+import java.util.TreeMap;
 import java.util.TreeSet;
-import java.util.jar.JarEntry;
-import java.util.jar.JarFile;
 
 /**
  * Tells the packer, which is no Java program, what the model in some jars says about itself.
@@ -47,61 +44,50 @@ final class ModelReport {
     }
 
     private void addModel(File directory, String wanted, List<String> jars) throws Throwable {
-        URLClassLoader loader = ModelSource.open(directory, jars);
-        try {
-            Class<? extends Model> model = wanted.isEmpty()
-                    ? onlyModel(loader, directory, jars) : ModelSource.load(loader, wanted, jars);
-            add(model.getName());
-            String first = described(model);
-            if (!first.equals(described(model))) {
-                throw new IllegalStateException("two objects of " + model.getName()
-                        + " describe themselves differently, expected the same description always");
-            }
-            texts.append(first);
-        } finally {
-            ModelSource.close(loader);
+        UnitResources unit = new UnitResources(directory, wanted, jars);
+        JarLoader loader = unit.open();
+        Class<? extends Model> model = wanted.isEmpty() ? onlyModel(unit, loader) : unit.load(loader);
+        add(model.getName());
+        String first = described(model);
+        if (!first.equals(described(model))) {
+            throw new IllegalStateException("two objects of " + model.getName()
+                    + " describe themselves differently, expected the same description always");
         }
+        texts.append(first);
     }
 
     /** The only class that the jars name as a model; throws the candidates when there is none. */
-    private static Class<? extends Model> onlyModel(URLClassLoader loader, File directory,
-            List<String> jars) throws IOException {
-        Set<String> named = new TreeSet<>();
+    private static Class<? extends Model> onlyModel(UnitResources unit, JarLoader loader) {
+        Map<String, Class<? extends Model>> named = new TreeMap<>();
         for (Class<? extends Model> model : ModelSource.named(loader)) {
             // The class path may have models as well; they are not the ones to be packed.
             if (model.getClassLoader() == loader) {
-                named.add(model.getName());
+                named.put(model.getName(), model);
             }
         }
         if (named.size() == 1) {
-            return ModelSource.load(loader, named.iterator().next(), jars);
+            return named.values().iterator().next();
         }
-        Set<String> candidates = named.isEmpty() ? models(loader, directory, jars) : named;
+        Set<String> candidates = named.isEmpty() ? models(loader) : named.keySet();
         throw new IllegalStateException("META-INF/services/" + Model.class.getName() + " in "
-                + String.join(", ", jars)
+                + unit.jarNames()
                 + (named.isEmpty() ? " names no class" : " names " + named.size() + " classes")
                 + (candidates.isEmpty() ? ", and no public class there implements that interface"
                 : "; choose the model with --model: " + String.join(", ", candidates)));
     }
 
     /** The classes in the jars that could be models. */
-    private static Set<String> models(URLClassLoader loader, File directory, List<String> jars)
-            throws IOException {
+    private static Set<String> models(JarLoader loader) {
         Set<String> found = new TreeSet<>();
-        for (String name : jars) {
-            try (JarFile jar = new JarFile(new File(directory, name))) {
-                for (Enumeration<JarEntry> e = jar.entries(); e.hasMoreElements();) {
-                    String entry = e.nextElement().getName();
-                    if (entry.endsWith(".class") && isModel(loader, entry)) {
-                        found.add(className(entry));
-                    }
-                }
+        for (String entry : loader.names()) {
+            if (entry.endsWith(".class") && isModel(loader, entry)) {
+                found.add(className(entry));
             }
         }
         return found;
     }
 
-    private static boolean isModel(URLClassLoader loader, String entry) {
+    private static boolean isModel(JarLoader loader, String entry) {
         try {
             Class<?> candidate = Class.forName(className(entry), false, loader);
             return Model.class.isAssignableFrom(candidate)

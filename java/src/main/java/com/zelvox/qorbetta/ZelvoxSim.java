@@ -39,15 +39,25 @@ public class ZelvoxSim {
     }
 
     /**
-     * Begins an instance. A name that is in use is taken over: the importer has given up the old
-     * instance, and a free that it called after another instance's may never have arrived.
+     * Begins an instance. A name that is in use is taken over when the old instance has begun an
+     * experiment: the importer has given it up, and a free that it called after another instance's
+     * may never have arrived. While the old one waits for its experiment, the importer means both.
      *
      * @param resourceLocation the URI of the unit's resources; may be empty
      */
     public boolean doInstantiate(String instanceName, String resourceLocation) {
-        doFreeInstance(instanceName);
         try {
-            instances.put(instanceName, Instance.begin(instanceName, resourceLocation));
+            Instance old = instances.get(instanceName);
+            if (old != null && !old.hasBegun()) {
+                throw namesake(instanceName);
+            }
+            Instance instance = Instance.begin(instanceName, resourceLocation);
+            if (old != null ? !instances.replace(instanceName, old, instance)
+                    : instances.putIfAbsent(instanceName, instance) != null) {
+                instance.free();
+                throw namesake(instanceName); // it came while the model was made
+            }
+            free(old);
             return true;
         } catch (RuntimeException e) {
             return failed(e);
@@ -122,15 +132,7 @@ public class ZelvoxSim {
 
     /** Frees the model and forgets the instance, if there is one of that name. */
     public void doFreeInstance(String instanceName) {
-        Instance instance = instances.remove(instanceName);
-        latest = null;
-        if (instance != null) {
-            try {
-                instance.free();
-            } catch (RuntimeException e) {
-                failed(e);
-            }
-        }
+        free(instances.remove(instanceName));
     }
 
     /**
@@ -175,6 +177,23 @@ public class ZelvoxSim {
                     + "', expected one that was instantiated and not freed");
         }
         return instance;
+    }
+
+    /** Frees an instance that is not among those in use any more, if it is one. */
+    private void free(Instance instance) {
+        latest = null;
+        if (instance != null) {
+            try {
+                instance.free();
+            } catch (RuntimeException e) {
+                failed(e);
+            }
+        }
+    }
+
+    private static IllegalStateException namesake(String instanceName) {
+        return new IllegalStateException("there is an instance '" + instanceName
+                + "' already that has not begun: give each instance a name of its own");
     }
 
     private boolean failed(RuntimeException e) {

@@ -4,8 +4,8 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/install-missing.sh
 
-install_missing g++ cmake ninja-build pkg-config default-jdk-headless libutfcpp-dev libgtest-dev libcli11-dev \
-  libpugixml-dev libzip-dev gnuplot-nox libxml2-utils python3 python3-venv maven
+install_missing g++ cmake ninja-build pkg-config default-jdk-headless libutfcpp-dev libgtest-dev \
+  libcli11-dev libpugixml-dev libzip-dev junit4 gnuplot-nox libxml2-utils python3 python3-venv maven
 
 for preset in release sanitize; do
   say "Building and testing: $preset"

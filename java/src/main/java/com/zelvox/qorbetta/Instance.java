@@ -1,7 +1,5 @@
 package com.zelvox.qorbetta;
 
-import java.util.Objects;
-
 /**
  * The life of one instance: its model object and the order of its calls.
  *
@@ -196,7 +194,11 @@ final class Instance {
 
     private ModelDescription describe() {
         try {
-            return Objects.requireNonNull(model.describe(), "got null, expected a description");
+            ModelDescription answer = model.describe();
+            if (answer == null) {
+                throw new IllegalStateException("it answers null, expected a description");
+            }
+            return answer;
         } catch (Throwable e) {
             freeQuietly(model);
             throw failure("the model cannot be described: " + Reason.of(e));

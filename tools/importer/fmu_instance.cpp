@@ -135,22 +135,25 @@ bool FmuInstance::doStep(double communicationPoint, double stepSize) {
   time = communicationPoint;
   lastError.clear();
   const fmi2Status status = functions.doStep(component, communicationPoint, stepSize, fmi2True);
-  std::string arguments;
   if (logging.calls)
-    arguments = "currentCommunicationPoint=" + shown(communicationPoint) +
-                ", communicationStepSize=" + shown(stepSize) +
-                ", noSetFMUStatePriorToCurrentPoint=fmi2True";
-  if (status == fmi2Discard) {
-    fmi2Boolean terminated = fmi2False;
-    const fmi2Status answer = functions.getBooleanStatus(component, fmi2Terminated, &terminated);
-    if (answer == fmi2OK && terminated != fmi2False) {
-      showCall("fmi2DoStep(" + arguments + ")", nameOf(status));
-      return false;
-    }
-  }
-  check(status, "fmi2DoStep", arguments);
+    showCall("fmi2DoStep(currentCommunicationPoint=" + shown(communicationPoint) +
+                 ", communicationStepSize=" + shown(stepSize) +
+                 ", noSetFMUStatePriorToCurrentPoint=fmi2True)",
+             nameOf(status));
+  if (status == fmi2Discard && hasTerminated()) return false;
+  require(status, "fmi2DoStep");
   time = communicationPoint + stepSize;
   return true;
+}
+
+bool FmuInstance::hasTerminated() {
+  fmi2Boolean value = fmi2False;
+  const fmi2Status status = functions.getBooleanStatus(component, fmi2Terminated, &value);
+  const bool terminated = value != fmi2False;
+  showCall(std::string("fmi2GetBooleanStatus(s=fmi2Terminated, value=") + nameOf(terminated) + ")",
+           nameOf(status));
+  if (status == fmi2Fatal) require(status, "fmi2GetBooleanStatus");
+  return status == fmi2OK && terminated;
 }
 
 void FmuInstance::terminate() {
@@ -228,6 +231,10 @@ void FmuInstance::showCall(const std::string& call, const char* result) const {
 
 void FmuInstance::check(fmi2Status status, const char* function, const std::string& arguments) {
   if (logging.calls) showCall(std::string(function) + "(" + arguments + ")", nameOf(status));
+  require(status, function);
+}
+
+void FmuInstance::require(fmi2Status status, const char* function) {
   if (status == fmi2OK || status == fmi2Warning) return;
   running = false;
   usable = status != fmi2Fatal;

@@ -52,7 +52,11 @@ class FmuInstance {
                       fmi2String category, fmi2String format, ...);
   void showMessage(fmi2Status status, const char* category, const std::string& text) const;
   void showCall(const std::string& call, const char* result) const;
+  // Whether the FMU discarded a step because the run ended in it.
+  bool hasTerminated();
+  // check() also shows the call.
   void check(fmi2Status status, const char* function, const std::string& arguments = {});
+  void require(fmi2Status status, const char* function);
   [[noreturn]] void fail(const char* function);
   template <class Function, class Value>
   void exchange(const char* name, Function* function, References vr, std::span<Value> value);

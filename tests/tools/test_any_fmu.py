@@ -1,0 +1,269 @@
+"""`zelvox simulate` and `zelvox info` with an FMU that is not ours, has every type of variable, needs no
+Java, writes down what is called (stub/stub.c) and misbehaves on demand."""
+
+import os
+import re
+import unittest
+from pathlib import Path
+
+from test_zelvox import Case
+
+STUB = Path(os.environ["STUB"]).read_bytes()
+VARIABLE = ('<ScalarVariable name="%s" valueReference="%d" causality="%s" variability="%s" description="%s">%s'
+            "</ScalarVariable>")
+XML = """<?xml version="1.0"?>
+<fmiModelDescription fmiVersion="2.0" modelName="stub" guid="g &amp; h" description="Repeats" author="Ann" version="3"
+    copyright="(c) Ann" license="MIT" generationTool="hand" generationDateAndTime="2000-01-01T00:00:00Z">
+  <ModelExchange modelIdentifier="other" needsExecutionTool="true"/>
+  <CoSimulation modelIdentifier="stub" needsExecutionTool="false"/>
+  <UnitDefinitions><Unit name="mm"><BaseUnit m="1" factor="0.001"/></Unit><Unit name="kg"/></UnitDefinitions>
+  <TypeDefinitions>
+    <SimpleType name="Length"><Real unit="mm" max="9"/></SimpleType>
+    <SimpleType name="Gear"><Enumeration><Item name="low" value="1"/></Enumeration></SimpleType>
+  </TypeDefinitions>
+  <DefaultExperiment startTime="0" stopTime="1" stepSize="0.25" tolerance="1e-6"/>
+  <ModelVariables>""" + "".join(VARIABLE % variable for variable in (
+    ("set", 0, "input", "continuous", "where to", '<Real declaredType="Length" start="1.5"/>'),
+    ("moved", 1, "output", "continuous", "", '<Real declaredType="Length"/>'),
+    ("mass", 2, "parameter", "tunable", "", '<Real unit="kg" start="2"/>'),
+    ("ratio", 3, "output", "continuous", "set per mass", '<Real declaredType="Length" unit="mm/kg"/>'),
+    ("count", 0, "input", "discrete", "", '<Integer start="-3"/>'),
+    ("counted", 1, "output", "discrete", "", "<Integer/>"),
+    ("gear", 2, "parameter", "fixed", "", '<Enumeration declaredType="Gear" start="2"/>'),
+    ("engaged", 3, "output", "discrete", "", '<Enumeration declaredType="Gear"/>'),
+    ("locked", 0, "input", "discrete", "", '<Boolean start="true"/>'),
+    ("held", 1, "output", "discrete", "", "<Boolean/>"),
+    ("label", 0, "parameter", "fixed", "", '<String start="none"/>'),
+    ("shown", 1, "output", "discrete", "", "<String/>"),
+    ("locale", 3, "local", "constant", "", "<String/>"))) + "</ModelVariables>\n</fmiModelDescription>"
+
+
+class AnyFmu(Case):
+    def stub(self, xml=XML, binary=STUB):
+        self.archive(("modelDescription.xml", xml), ("binaries/linux64/stub.so", binary),
+                     ("binaries/win32/stub.dll", ""), name="stub.fmu")
+        return "stub.fmu"
+
+    def run_stub(self, *arguments, env={}, plan="", xml=XML, binary=STUB, **options):
+        """What is written to stdout and to stderr, and the calls; there is no JVM."""
+        (self.home / "trace").write_text("")
+        env = {"JAVA_HOME": "/nowhere", "STUB_TRACE": str(self.home / "trace"), "STUB_PLAN": plan, **env}
+        out, err = self.zelvox("simulate", self.stub(xml, binary), *arguments, env=env, **options)
+        return out, err, (self.home / "trace").read_text().splitlines()
+
+    def test_calls_come_in_order_and_pass_values_of_every_type(self):
+        self.write("in.csv", "time,set,count,locked\n1,0,1,1\n2,8,5,0\n")
+        observed = ("moved", "engaged", "held", "shown", "counted", "ratio", "set")
+        starts = ("mass=4", 'label=a "b", c', "gear=1", "count=7", "locked=false", "set=2.5")
+        out, err, calls = self.run_stub(
+            "--start-time=1", "--stop-time=2", "--output-interval=0.5", "--input-file=in.csv", "--output-file=out.csv",
+            "--log-fmi-calls", *(f"--output-variable={name}" for name in observed),
+            *(f"--start-value={start}" for start in starts))
+        self.assertEqual(calls, err.splitlines())
+        self.assertRegex(calls.pop(1), re.escape(
+            'fmi2Instantiate(instanceName="stub", fmuType=fmi2CoSimulation, fmuGUID="g & h", fmuResourceLocation="'
+            + (self.home / "tmp").as_uri()) + r'/zelvox-[^/]{6}/resources", visible=\w+False, loggingOn=\w+False\)')
+        step = ("fmi2DoStep(currentCommunicationPoint=%s, communicationStepSize=0.5, "
+                "noSetFMUStatePriorToCurrentPoint=fmi2True)")
+
+        def inputs(real, integer, boolean):
+            return [f"fmi2SetReal(vr=[0], value=[{real}])", f"fmi2SetInteger(vr=[0], value=[{integer}])",
+                    f"fmi2SetBoolean(vr=[0], value=[{boolean}])"]
+
+        def outputs(reals, integers, boolean):
+            return [f"fmi2GetReal(vr=[1, 3, 0], value=[{reals}])", f"fmi2GetInteger(vr=[3, 1], value=[{integers}])",
+                    f"fmi2GetBoolean(vr=[1], value=[{boolean}])", 'fmi2GetString(vr=[1], value=["a "b", c"])']
+        self.assertEqual([call.removesuffix(" -> fmi2OK") for call in calls], [
+            "fmi2GetVersion() -> 2.0", "fmi2SetupExperiment(toleranceDefined=fmi2True, tolerance=1e-06, "
+            "startTime=1, stopTimeDefined=fmi2True, stopTime=2)",
+            "fmi2SetReal(vr=[2, 0], value=[4, 2.5])", "fmi2SetInteger(vr=[2, 0], value=[1, 7])",
+            "fmi2SetBoolean(vr=[0], value=[0])", 'fmi2SetString(vr=[0], value=["a "b", c"])',
+            "fmi2EnterInitializationMode()", *inputs(0, 1, 1), "fmi2ExitInitializationMode()",
+            *outputs("0, 0, 0", "1, 1", 1), step % 1, *inputs(4, 1, 1),
+            *outputs("0, 0, 4", "1, 1", 1), step % 1.5, *inputs(8, 5, 0),
+            *outputs("4, 1, 8", "1, 1", 1), "fmi2Terminate()", "fmi2FreeInstance()"])
+        self.assertEqual(list(self.simulated("", run=False).items()), [
+            ("time", ["1", "1.5", "2"]), ("moved", ["0", "0", "4"]), ("engaged", ["1"] * 3), ("held", ["1"] * 3),
+            ("shown", ['a "b", c'] * 3), ("counted", ["1"] * 3), ("ratio", ["0", "0", "1"]), ("set", ["0", "4", "8"])])
+        head, *rows, end = out.splitlines()
+        wall, factor = re.fullmatch(r"stub: 2 steps from 1 s to 2 s in (\S+) s, (\S+) times real time", head).groups()
+        self.assertAlmostEqual(float(wall) * float(factor), 2 - 1, delta=0.011)  # three digits each
+        self.assertEqual([row.split() for row in rows], [
+            ["moved", "4", "mm"], ["engaged", "1"], ["held", "1"], ["shown", "a", '"b",', "c"], ["counted", "1"],
+            ["ratio", "1", "mm/kg"], ["set", "8", "mm"]])
+        self.assertEqual(end, "Wrote out.csv with 3 rows")
+
+    def test_values_that_a_type_cannot_hold_are_refused(self):
+        for option, reason in (
+                ("count=1.5", "'1.5' is no value for 'count', expected an integer"), ("count=2147483648", "an integer"),
+                ("gear=low", "an integer"), ("locked=2", "true, false, 1 or 0"), ("set=nan", "a finite number"),
+                ("held=1", "'held' is an output, expected an input"), ("locale=C", "'locale' is a local variable"),
+                ("Gaer=1", "did you mean 'gear'"), ("lockd=1", "'locked'"), ("shoulder=1", "zelvox info")):
+            self.refuses(reason, "simulate", self.stub(), f"--start-value={option}")
+        for column, cell, reason in (
+                ("count", "0.5", "line 2, column 2: 0.5 is no value for 'count' of type Integer"),
+                ("count", "-2147483649", "no value for 'count'"), ("locked", "0.5", "of type Boolean"),
+                ("gear", "1", "'gear' is a fixed parameter, expected an input or a tunable"),
+                ("counted", "1", "'counted' is an output")):
+            self.refuses(reason, "simulate", self.stub(), "--input-file",
+                         self.write("in.csv", f"time,{column}\n0,{cell}\n"))
+
+    def test_status_decides_what_is_said_and_what_may_still_be_called(self):
+        step, free = "fmi2DoStep(currentCommunicationPoint=0.25,", " fmi2FreeInstance"
+        asked, ended, at = " fmi2GetBooleanStatus", " fmi2Terminate" + free, "fmi2DoStep at t=0.25 failed: "
+        for plan, terminates, reason, last in (
+                (f"1 1 {step}|odd", "1", None, "fmi2GetString" + ended),
+                (f"2 0 {step}", "1", None, "fmi2DoStep" + asked + ended),
+                (f"2 2 {step}|too\tlong", None, at + "too long", "fmi2DoStep" + asked + free),
+                (f"2 0 {step}\n2 0 fmi2GetBooleanS", "1", at + "the FMU gave no reason but fmi2Discard",
+                 "fmi2DoStep" + asked + free),
+                (f"2 0 {step}\n4 4 fmi2GetBooleanS|gone", "1", "fmi2GetBooleanStatus at t=0.25 failed: gone",
+                 "fmi2DoStep" + asked),
+                (f"3 3 {step}|fmi2DoStep: #r1# tore 100 %s", "1", at + r"moved tore 100 %s\.", "fmi2DoStep" + free),
+                (f"0 3 {step}|one\n0 2 {step}|two\n3 1 {step}|three", None, at + "two", "fmi2DoStep" + free),
+                (f"0 3 fmi2DoStep(currentCommunicationPoint=0,|stale\n3 0 {step}", None, at + "the FMU gave no reason",
+                 "fmi2DoStep" + free),
+                (f"4 4 {step}|gone", "1", at + "gone", "fmi2DoStep"),
+                (f"5 0 {step}", None, "fmi2DoStep is still computing", "fmi2DoStep" + free),
+                (f"7 0 {step}", None, at + "the FMU gave no reason but an unknown status", "fmi2DoStep" + free),
+                ("3 3 fmi2Instantiate|no memory", None, "fmi2Instantiate failed: no memory", "fmi2Instantiate"),
+                ("3 0 fmi2Instantiate", None, "fmi2Instantiate failed: the FMU gave no reason", "fmi2Instantiate"),
+                *((f"{status} 3 {call}|no", None, f"{call} at t={time} failed: no", call + (free if status < 4 else ""))
+                  for status in (2, 3, 4) for call, time in (
+                      ("fmi2SetupExperiment", 0), ("fmi2SetReal", 0), ("fmi2EnterInitializationMode", 0),
+                      ("fmi2ExitInitializationMode", 0), ("fmi2GetString", 0), ("fmi2Terminate", 1)))):
+            with self.subTest(plan):
+                out, err, calls = self.run_stub(
+                    "--start-value=set=1", "--output-file=out.csv", "--log-fmi-calls", plan=plan,
+                    code=int(reason is not None), env={"STUB_TERMINATED": terminates})
+                log, sentence = re.fullmatch(r"((?:fmi2.*\n)*)(.*\n)?", err).groups()
+                self.assertRegex(sentence or "", rf"\Azelvox: {reason}" if reason else r"\A\Z")
+                names, logged = ([re.sub(r"\(.*\)", "", call) for call in lines] for lines in (calls, log.splitlines()))
+                self.assertEqual(names, logged)
+                self.assertRegex(" ".join(name.split()[0] for name in names), last + r"\Z")
+                if asked + ended in last:
+                    self.assertRegex(out, r"1 step from 0 s to 0\.25 s .*; the FMU ended the run\n")
+                    self.assertEqual(self.simulated("", run=False)["time"], ["0", "0.25"])
+        self.assertIn("implements FMI 2.1, expected 2.0\n", self.run_stub(code=1, env={"STUB_VERSION": "2.1"})[1])
+
+    def test_messages_are_shown_with_names_for_references(self):
+        statuses = ("fmi2OK", "fmi2Warning", "fmi2Discard", "fmi2Error", "fmi2Fatal", "fmi2Pending",
+                    "an unknown status")
+        for status, (message, shown) in enumerate((
+                ("#r1# and #r0#", "moved and set"), ("#i1##b1##s1#", "countedheldshown"), ("#i3#", "engaged"),
+                ("## #r1##", "# moved#"), ("100 %d", "100 %d"), ("#r4# #x1# #r# #-# #",) * 2,
+                ("", ""))):
+            plan = f"0 {status} fmi2DoStep(currentCommunicationPoint=0.3,|{message or 'NULL'}"
+            out, err, calls = self.run_stub("--logging-on", "--output-interval=0.1", plan=plan)
+            self.assertEqual(err, f"0.3 {statuses[status]} " + (f"plan {shown}.\n" if message else " \n"))
+            self.assertIn("loggingOn=fmi2True", calls[1])
+            self.assertEqual(self.run_stub("--output-interval=0.1", plan=plan)[1], "")
+
+    def test_tolerance_is_passed_on_or_undefined(self):
+        without = XML.replace(' tolerance="1e-6"', "")
+        plan = "3 3 fmi2SetupExperiment(toleranceDefined=fmi2False, tolerance=0,|needs a tolerance"
+        self.assertRegex(self.run_stub(plan=plan, xml=without, code=1)[1], "t=0 failed: needs a tolerance")
+        self.run_stub(plan=plan)
+
+    def test_java_starts_for_a_binary_that_needs_it_and_leaves_the_locale_alone(self):
+        java = {"env": {"JAVA_HOME": os.environ["JAVA_HOME"]}, "binary": STUB + b"libjvm.so"}
+        for options in ({}, java):
+            self.run_stub("--output-variable=locale", "--output-file=out.csv", **options)
+            self.assertEqual(set(self.simulated("", run=False)["locale"]), {"C"})
+        self.assertIn("JAVA_HOME is /nowhere", self.run_stub(binary=java["binary"], code=3)[1])
+
+    def test_rows_are_in_the_file_while_a_long_run_goes_on(self):
+        os.mkfifo(self.home / "gate")
+        env = {"STUB_GATE": "gate", "STUB_TRACE": str(self.home / "trace")}
+        process = self.start("simulate", self.stub(), "--stop-time=4", "--output-interval=1", "--output-file=out.csv",
+                             env=env)
+        with open(self.home / "gate", "wb"):  # waits for the third step
+            self.assertEqual(self.simulated("", run=False)["time"], ["0", "1", "2"])
+        out = self.finish(process)[0]
+        wall, factor = map(float, re.search(r" in (\S+) s, (\S+) times", out).groups())
+        self.assertGreaterEqual(wall, 1)
+        self.assertAlmostEqual(wall * factor, 4, delta=0.1)
+
+    def test_picture_keeps_every_extreme_of_a_long_run(self):
+        self.write("gnuplot", '#!/bin/sh\ncp "$1" script\n[ ! -e broken ] || { cat broken >&2; exit 3; }\n')
+        (self.home / "gnuplot").chmod(0o755)
+        draw = {"env": {"PATH": f"{self.home}:{os.environ['PATH']}"}}
+        self.write("in.csv", "time,set\n0,0\n2000,0\n2001,9\n2002,0\n3776,0\n3777,-9\n3778,0\n4999,0\n5000,1\n")
+        names = ("moved", "held", "shown", "set", "ratio")
+        out = self.run_stub("--stop-time=5000", "--output-interval=1", "--input-file=in.csv", "--output-file=out.csv",
+                            "--plot-file=out.svg", *(f"--output-variable={name}" for name in names), **draw)[0]
+        self.assertIn("Drew out.svg", out)
+        script = (self.home / "script").read_text()
+        rows = self.simulated("", run=False)
+        for line, name in enumerate(name for name in names if name != "shown"):
+            points = re.search(rf"\$line{line} << END\n(.*?)END\n", script, re.S)[1].split("\n")[:-1]
+            self.assertLess(len(points), 4100)
+            known = list(zip(rows["time"], rows[name]))
+            taken = [tuple(point.split()) for point in points]
+            self.assertEqual([point for point in taken if point not in known], [])
+            self.assertEqual([float(time) for time, _ in taken], sorted(float(time) for time, _ in taken))
+            self.assertEqual({value for _, value in taken}, {value for _, value in known})
+            self.assertEqual(taken[-1], known[-1])
+        # One panel per unit, steps for what jumps, and gaps where there is no number.
+        self.assertEqual(re.findall("set ylabel '(.*?)'", script), ["[mm]", "held", "ratio [mm/kg]"])
+        self.assertEqual(re.findall(r"\$line(\d using 1:2 with \w+) .*? title ('\w+')", script), [
+            ("0 using 1:2 with lines", "'moved'"), ("2 using 1:2 with lines", "'set'"),
+            ("1 using 1:2 with steps", "'held'"), ("3 using 1:2 with lines", "'ratio'")])
+        self.write("broken", "no\nfont")
+        err = self.run_stub("--plot-file=out.svg", "--start-value=mass=0", "--start-value=set=0", code=1, **draw)[1]
+        self.assertEqual(err, "zelvox: cannot draw out.svg: gnuplot gave up: no font\n")
+        self.assertIn("\n\n", (self.home / "script").read_text())
+
+    def test_info_tells_every_fact(self):
+        out = self.zelvox("info", self.stub(binary=os.urandom(100 << 10)))[0]
+        self.assertEqual(re.sub("Size         10[0-9] KiB", "Size", out), """\
+Model        stub, version 3
+Description  Repeats
+Author       Ann
+Copyright    (c) Ann
+Licence      MIT
+Kind         FMI 2.0, co-simulation and model exchange
+Experiment   start 0 s, stop 1 s, step 0.25 s, tolerance 1e-06
+Platforms    linux64, win32
+Made by      hand, 2000-01-01T00:00:00Z
+GUID         g & h
+Size, 3 files
+
+Inputs (3)
+  set      1.5  mm  where to
+  count     -3
+  locked  true
+
+Outputs (6)
+  moved    mm
+  ratio    mm/kg  set per mass
+  counted
+  engaged
+  held
+  shown
+
+Parameters (3)
+  mass   2  kg
+  gear   2
+  label
+""")
+        long = "ü" * 50
+        many = [VARIABLE % (f"p{i} {long}", i, "parameter", "fixed", f"d{i} {long * 4}", "<Boolean start='0'/>")
+                for i in range(10)]
+        for xml, size, facts in (
+                (XML.replace("g &amp; h", "{6F1C2D3A-8B4E-4F70-9A1D-2E5B7C9D0F13}"), 2 << 20,
+                 ["Needs        a JVM in the importer's process, with zelvox.jar", "Size         2.0 MiB, 3 files"]),
+                (XML.replace("<CoS", "<!--").replace('"false"/>', "-->").replace(' version="3"', ""), 0,
+                 ["Model        stub", "Kind         FMI 2.0, model exchange", "Needs        the tool that made it"]),
+                (XML.replace("</ModelV", "".join(many[:6]) + "</ModelV"), 0,
+                 ["Parameters (9)", f"  p5 {long[:36]}…  false      d5 {long}{long[:6]}…"]),
+                (XML.replace("</ModelV", "".join(many[:7]) + "</ModelV"), 0,
+                 ["Parameters (10)", "  ... and 2 more (--all shows them)"])):
+            out = self.zelvox("info", self.stub(xml, os.urandom(size)))[0].splitlines()
+            self.assertEqual([fact for fact in facts if fact not in out], [])
+        out = self.zelvox("info", "--all", "stub.fmu")[0].splitlines()
+        self.assertIn(f"  p6 {long}  false      d6 {long * 4}", out)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,20 +1,24 @@
 """`zelvox simulate` and `zelvox info` with an FMU that is not ours, has every type of variable, needs no
 Java, writes down what is called (stub/stub.c) and misbehaves on demand."""
 
+import contextlib
 import os
 import re
+import signal
+import subprocess
 import unittest
 from pathlib import Path
 
-from test_zelvox import Case
+from case import SANITIZERS, ZELVOX, Case
 
 STUB = Path(os.environ["STUB"]).read_bytes()
-VARIABLE = ('<ScalarVariable name="%s" valueReference="%d" causality="%s" variability="%s" description="%s">%s'
-            "</ScalarVariable>")
+VARIABLE = '<ScalarVariable name="%s" valueReference="%d" %s>%s</ScalarVariable>'
+INPUT, OUTPUT, PARAMETER = (f'causality="{causality}"' for causality in ("input", "output", "parameter"))
+DISCRETE, FIXED = (f'variability="{variability}"' for variability in ("discrete", "fixed"))
 XML = """<?xml version="1.0"?>
 <fmiModelDescription fmiVersion="2.0" modelName="stub" guid="g &amp; h" description="Repeats" author="Ann" version="3"
     copyright="(c) Ann" license="MIT" generationTool="hand" generationDateAndTime="2000-01-01T00:00:00Z">
-  <ModelExchange modelIdentifier="other" needsExecutionTool="true"/>
+  <ModelExchange modelIdentifier="other" needsExecutionTool="1"/>
   <CoSimulation modelIdentifier="stub" needsExecutionTool="false"/>
   <UnitDefinitions><Unit name="mm"><BaseUnit m="1" factor="0.001"/></Unit><Unit name="kg"/></UnitDefinitions>
   <TypeDefinitions>
@@ -23,19 +27,20 @@ XML = """<?xml version="1.0"?>
   </TypeDefinitions>
   <DefaultExperiment startTime="0" stopTime="1" stepSize="0.25" tolerance="1e-6"/>
   <ModelVariables>""" + "".join(VARIABLE % variable for variable in (
-    ("set", 0, "input", "continuous", "where to", '<Real declaredType="Length" start="1.5"/>'),
-    ("moved", 1, "output", "continuous", "", '<Real declaredType="Length"/>'),
-    ("mass", 2, "parameter", "tunable", "", '<Real unit="kg" start="2"/>'),
-    ("ratio", 3, "output", "continuous", "set per mass", '<Real declaredType="Length" unit="mm/kg"/>'),
-    ("count", 0, "input", "discrete", "", '<Integer start="-3"/>'),
-    ("counted", 1, "output", "discrete", "", "<Integer/>"),
-    ("gear", 2, "parameter", "fixed", "", '<Enumeration declaredType="Gear" start="2"/>'),
-    ("engaged", 3, "output", "discrete", "", '<Enumeration declaredType="Gear"/>'),
-    ("locked", 0, "input", "discrete", "", '<Boolean start="true"/>'),
-    ("held", 1, "output", "discrete", "", "<Boolean/>"),
-    ("label", 0, "parameter", "fixed", "", '<String start="none"/>'),
-    ("shown", 1, "output", "discrete", "", "<String/>"),
-    ("locale", 3, "local", "constant", "", "<String/>"))) + "</ModelVariables>\n</fmiModelDescription>"
+    ("set", 0, INPUT + ' description="where to"', '<Real declaredType="Length" start="1.5"/>'),
+    ("moved", 1, OUTPUT, '<Real declaredType="Length"/>'),
+    ("mass", 2, f"{PARAMETER} {FIXED}", '<Real unit="kg" start="2"/>'),
+    ("ratio", 3, OUTPUT + ' description="set per mass"', '<Real declaredType="Length" unit="mm/kg"/>'),
+    ("count", 0, INPUT, '<Integer start="-3"/>'),
+    ("counted", 1, OUTPUT, "<Integer/>"),
+    ("gear", 2, f"{PARAMETER} {FIXED}", '<Enumeration declaredType="Gear" start="2"/>'),
+    ("engaged", 3, OUTPUT, '<Enumeration declaredType="Gear"/>'),
+    ("locked", 0, f"{INPUT} {DISCRETE}", '<Boolean start="true"/>'),
+    ("held", 1, f"{OUTPUT} {DISCRETE}", "<Boolean/>"),
+    ("label", 0, f"{PARAMETER} {FIXED}", '<String start="none"/>'),
+    ("shown", 1, OUTPUT, "<String/>"),
+    ("slack", 2, 'causality="calculatedParameter"', "<Boolean/>"),
+    ("locale", 3, DISCRETE, "<String/>"))) + "</ModelVariables>\n</fmiModelDescription>"
 
 
 class AnyFmu(Case):
@@ -98,7 +103,8 @@ class AnyFmu(Case):
                 ("count=1.5", "'1.5' is no value for 'count', expected an integer"), ("count=2147483648", "an integer"),
                 ("gear=low", "an integer"), ("locked=2", "true, false, 1 or 0"), ("set=nan", "a finite number"),
                 ("held=1", "'held' is an output, expected an input"), ("locale=C", "'locale' is a local variable"),
-                ("Gaer=1", "did you mean 'gear'"), ("lockd=1", "'locked'"), ("shoulder=1", "zelvox info")):
+                ("slack=1", "is a calculated parameter"), ("GERA=1", "did you mean 'gear'"), ("ste=1", "mean 'set'"),
+                ("lockd=1", "mean 'locked'"), ("heldd=1", "zelvox info"), ("shoulder=1", "zelvox info")):
             self.refuses(reason, "simulate", self.stub(), f"--start-value={option}")
         for column, cell, reason in (
                 ("count", "0.5", "line 2, column 2: 0.5 is no value for 'count' of type Integer"),
@@ -142,7 +148,7 @@ class AnyFmu(Case):
                 self.assertEqual(names, logged)
                 self.assertRegex(" ".join(name.split()[0] for name in names), last + r"\Z")
                 if asked + ended in last:
-                    self.assertRegex(out, r"1 step from 0 s to 0\.25 s .*; the FMU ended the run\n")
+                    self.assertRegex(out, r"(?s)1 step from 0 s to 0\.25 s .*; the FMU ended the run\n.* with 2 rows\n")
                     self.assertEqual(self.simulated("", run=False)["time"], ["0", "0.25"])
         self.assertIn("implements FMI 2.1, expected 2.0\n", self.run_stub(code=1, env={"STUB_VERSION": "2.1"})[1])
 
@@ -159,11 +165,38 @@ class AnyFmu(Case):
             self.assertIn("loggingOn=fmi2True", calls[1])
             self.assertEqual(self.run_stub("--output-interval=0.1", plan=plan)[1], "")
 
-    def test_tolerance_is_passed_on_or_undefined(self):
-        without = XML.replace(' tolerance="1e-6"', "")
+    def test_run_that_fails_in_the_command_is_terminated(self):
+        err, calls = self.run_stub("--output-file=/dev/full", "--output-interval=1e-4", code=1)[1:]
+        self.assertRegex(err, r"\Azelvox: cannot write /dev/full: No space left")
+        self.assertLess(len(calls), 10_000)
+        self.assertEqual([call.split("(")[0] for call in calls[-2:]], ["fmi2Terminate", "fmi2FreeInstance"])
+
+    def test_experiment_may_be_left_out(self):
+        without = re.sub("<DefaultExperiment.*?/>", "", XML)
         plan = "3 3 fmi2SetupExperiment(toleranceDefined=fmi2False, tolerance=0,|needs a tolerance"
         self.assertRegex(self.run_stub(plan=plan, xml=without, code=1)[1], "t=0 failed: needs a tolerance")
-        self.run_stub(plan=plan)
+        self.assertRegex(self.run_stub(xml=without)[0], r"\Astub: 500 steps from 0 s to 1 s in ")
+        self.assertRegex(self.run_stub("--start-time=3", xml=without)[0], r"\Astub: 500 steps from 3 s to 4 s in ")
+
+    def test_summary_is_short_or_left_out(self):
+        many = [f"--output-variable={name}" for name in ["moved"] * 20 + ["held", "shown"]]
+        self.assertRegex(self.run_stub(*many)[0], r"\A[^\n]+\n(  moved +1\.5  mm\n){20}  and 2 more\n\Z")
+        self.assertEqual(self.run_stub("--quiet", *many)[:2], ("", ""))
+
+    def test_progress_is_shown_to_those_who_watch_and_erased(self):
+        bar = r"\r\[#{10} +\]  25 %.*\r\[#{40}\] 100 %\r\x1b\[K\Z"
+        for option, bar in (("--output-variable=set", bar), ("--quiet", r"\A\Z")):
+            terminal, stderr = os.openpty()
+            env = {**os.environ, "STUB_TRACE": str(self.home / "trace"), "LD_PRELOAD": SANITIZERS or ""}
+            subprocess.run([ZELVOX, "simulate", self.stub(), option], cwd=self.home, env=env, stderr=stderr,
+                           stdout=subprocess.DEVNULL, check=True)
+            os.write(stderr, b".")
+            seen = b""
+            while not seen.endswith(b"."):
+                seen += os.read(terminal, 10_000)
+            self.assertRegex(seen[:-1].decode(), f"(?s){bar}")
+            os.close(stderr)
+            os.close(terminal)
 
     def test_java_starts_for_a_binary_that_needs_it_and_leaves_the_locale_alone(self):
         java = {"env": {"JAVA_HOME": os.environ["JAVA_HOME"]}, "binary": STUB + b"libjvm.so"}
@@ -179,19 +212,35 @@ class AnyFmu(Case):
                              env=env)
         with open(self.home / "gate", "wb"):  # waits for the third step
             self.assertEqual(self.simulated("", run=False)["time"], ["0", "1", "2"])
-        out = self.finish(process)[0]
+            process.send_signal(signal.SIGINT)
+        out, err = self.finish(process, 130)
+        self.assertRegex(err, "interrupted at t=3; the rows so far are in out.csv")
         wall, factor = map(float, re.search(r" in (\S+) s, (\S+) times", out).groups())
         self.assertGreaterEqual(wall, 1)
-        self.assertAlmostEqual(wall * factor, 4, delta=0.1)
+        self.assertAlmostEqual(wall * factor, 3, delta=0.1)
+
+    def test_second_interrupt_ends_an_fmu_that_hangs(self):
+        os.mkfifo(self.home / "gate")
+        env = {"STUB_GATE": "gate", "STUB_TRACE": str(self.home / "trace")}
+        process = self.start("simulate", self.stub(), "--stop-time=4", "--output-interval=1", env=env)
+        with open(self.home / "gate", "wb"):
+            for _ in range(100):  # two that come together are one
+                process.send_signal(signal.SIGINT)
+                with contextlib.suppress(subprocess.TimeoutExpired):
+                    process.wait(0.1)
+                    break
+        process.communicate()
+        self.assertEqual(process.returncode, -signal.SIGINT)
 
     def test_picture_keeps_every_extreme_of_a_long_run(self):
         self.write("gnuplot", '#!/bin/sh\ncp "$1" script\n[ ! -e broken ] || { cat broken >&2; exit 3; }\n')
         (self.home / "gnuplot").chmod(0o755)
         draw = {"env": {"PATH": f"{self.home}:{os.environ['PATH']}"}}
-        self.write("in.csv", "time,set\n0,0\n2000,0\n2001,9\n2002,0\n3776,0\n3777,-9\n3778,0\n4999,0\n5000,1\n")
+        self.write("in.csv", "time,set\n0,0\n2000,0\n2001,9\n2002,0\n3776,0\n3777,-9\n3778,0\n4998,0\n4999,2\n5000,1\n")
         names = ("moved", "held", "shown", "set", "ratio")
+        xml = XML.replace('modelName="stub"', 'modelName="Ann\'s"')
         out = self.run_stub("--stop-time=5000", "--output-interval=1", "--input-file=in.csv", "--output-file=out.csv",
-                            "--plot-file=out.svg", *(f"--output-variable={name}" for name in names), **draw)[0]
+                            "--plot-file=out.svg", *(f"--output-variable={name}" for name in names), xml=xml, **draw)[0]
         self.assertIn("Drew out.svg", out)
         script = (self.home / "script").read_text()
         rows = self.simulated("", run=False)
@@ -204,6 +253,7 @@ class AnyFmu(Case):
             self.assertEqual([float(time) for time, _ in taken], sorted(float(time) for time, _ in taken))
             self.assertEqual({value for _, value in taken}, {value for _, value in known})
             self.assertEqual(taken[-1], known[-1])
+        self.assertIn(" title 'Ann''s'\n", script)
         # One panel per unit, steps for what jumps, and gaps where there is no number.
         self.assertEqual(re.findall("set ylabel '(.*?)'", script), ["[mm]", "held", "ratio [mm/kg]"])
         self.assertEqual(re.findall(r"\$line(\d using 1:2 with \w+) .*? title ('\w+')", script), [
@@ -213,6 +263,9 @@ class AnyFmu(Case):
         err = self.run_stub("--plot-file=out.svg", "--start-value=mass=0", "--start-value=set=0", code=1, **draw)[1]
         self.assertEqual(err, "zelvox: cannot draw out.svg: gnuplot gave up: no font\n")
         self.assertIn("\n\n", (self.home / "script").read_text())
+        for names in (["shown"], ["moved"] * 61):
+            self.refuses(f"cannot draw {len(names) if len(names) > 1 else 0} variables", "simulate", self.stub(),
+                         "--plot-file=out.svg", *(f"--output-variable={name}" for name in names))
 
     def test_info_tells_every_fact(self):
         out = self.zelvox("info", self.stub(binary=os.urandom(100 << 10)))[0]
@@ -248,7 +301,7 @@ Parameters (3)
   label
 """)
         long = "ü" * 50
-        many = [VARIABLE % (f"p{i} {long}", i, "parameter", "fixed", f"d{i} {long * 4}", "<Boolean start='0'/>")
+        many = [VARIABLE % (f"p{i} {long}", i, f'{PARAMETER} description="d{i} {long * 4}"', "<Boolean start='0'/>")
                 for i in range(10)]
         for xml, size, facts in (
                 (XML.replace("g &amp; h", "{6F1C2D3A-8B4E-4F70-9A1D-2E5B7C9D0F13}"), 2 << 20,

@@ -15,7 +15,8 @@ public class Odd implements Model {
     @Override
     public ModelDescription describe() {
         ModelDescription.Builder odd = ModelDescription.named("Prüfstand <1> & 𝄞")
-                .describedAs("All that is \"odd\",\nin two lines");
+                .describedAs("All that is \"odd\",\nin two lines")
+                .author("Ann & Bö").copyright("(c) Ann").license("<free>");
         switch (mood) {
             case "null": return null;
             case "empty": return ModelDescription.named("Empty").build();

@@ -3,6 +3,7 @@ as one test."""
 
 import json
 import os
+import re
 import resource
 import shutil
 import signal
@@ -53,6 +54,26 @@ class Pack(Case):
         self.assertEqual(" ".join(c.get("name") for c in root.find("LogCategories") if c.get("description")),
                          "logAll logError logFmiCall logEvent")
 
+    def test_odd_names_and_numbers_arrive(self):
+        root = self.description(odd())
+        self.assertEqual({unit.get("name"): unit.find("BaseUnit") is not None and unit[0].attrib
+                          for unit in root.find("UnitDefinitions")},
+                         {"°C": {"K": "1", "offset": "273.15"}, "flock": False, "s": False, "ms": False,
+                          "kN": {"kg": "1", "m": "1", "s": "-2", "factor": "1000"}})
+        variables = {v.get("name"): v[0].attrib for v in root.find("ModelVariables")}
+        self.assertEqual([variables['in, "quoted"'], variables["Größe"], variables["gain"], variables["sleep"]], [
+            {"unit": "°C", "min": "-273.15", "max": "1e+300", "start": "0.1"}, {"unit": "kN", "nominal": "0.001"},
+            {"start": "0.3333333333333333"}, {"unit": "ms", "min": "0", "max": "1000", "start": "0"}])
+        self.assertEqual(root.find("DefaultExperiment").attrib,
+                         {"startTime": "-1", "stopTime": "1", "stepSize": "0.25", "tolerance": "1e-05"})
+        with zipfile.ZipFile(odd()) as archive:
+            page = ElementTree.fromstring(archive.read("documentation/index.html").partition(b"\n")[2])
+            self.assertEqual(archive.read("documentation/licenses/license.txt").decode(), "(c) Ann\n<free>\n")
+        texts = [element.text for element in page.iter()]
+        for text in ("Prüfstand <1> & 𝄞", "Ann & Bö", "-1 s to 1 s in steps of 0.25 s", 'in, "quoted"', "°C", "<&>",
+                     "-273.15 … 1e+300", "zelvox simulate odd.fmu\nzelvox exec -- fmpy simulate odd.fmu\n"):
+            self.assertIn(text, texts)
+
     def test_fmu_has_all_files_and_the_same_input_gives_the_same_bytes(self):
         fmus = []
         for zone in ("UTC", "Asia/Tokyo"):
@@ -62,6 +83,7 @@ class Pack(Case):
         self.assertEqual(self.description(self.home / "motor.fmu").get("generationDateAndTime"),
                          "1970-01-02T00:00:00Z")
         with zipfile.ZipFile(self.home / "motor.fmu") as archive:
+            self.assertEqual({entry.date_time[0] for entry in archive.infolist()}, {1980})  # the first that zip knows
             self.assertEqual(archive.namelist()[:3], [
                 "modelDescription.xml", "binaries/linux64/zelvox.so", "resources/model.properties"])
             self.assertTrue(archive.read("binaries/linux64/zelvox.so") == Path(LIBRARY).read_bytes())
@@ -178,7 +200,8 @@ class Simulate(Case):
         for run, times, last in (
                 ((), "-1 -0.75 -0.5 -0.25 0 0.25 0.5 0.75 1", 0.25),
                 ((1, 2.05, 0.25), "1 1.25 1.5 1.75 2 2.05", 2.05 - 2), ((0, 0.3, 0.1), "0 0.1 0.2 0.3", 0.1),
-                ((0, 1, 0.3), "0 0.3 0.6 0.8999999999999999 1", 1 - 3 * 0.3), ((-2, -1.5, 8), "-2 -1.5", 0.5)):
+                ((0, 1, 0.3), "0 0.3 0.6 0.8999999999999999 1", 1 - 3 * 0.3), ((-2, -1.5, 8), "-2 -1.5", 0.5),
+                ((0, 3.00001, 1), "0 1 2 3 3.00001", 3.00001 - 3), ((0, 2.99999, 1), "0 1 2 2.99999", 2.99999 - 2)):
             names = ("--start-time", "--stop-time", "--output-interval")
             result = self.simulated(odd(), *(word for option in zip(names, run) for word in option))
             self.assertEqual(result["time"], times.split())
@@ -255,11 +278,11 @@ class Inputs(Case):
         # A step computes with what was set at its beginning; a parameter changes by steps only.
         self.assertEqual(used[1:], set_[:-1])
         self.assertEqual(gained[1:], [2 * (1 if t < 2 else 2 if t < 3.5 else 5) for t in times[:-1]])
-        # Jumps at the start, and where 3 * 0.3 falls short of 0.9.
-        self.write("in.csv", "time,held\n0,5\n0,1\n0.9,1\n0.9,3\n")
+        # Jumps at the start, a little behind a point, and where 3 * 0.3 falls short of 0.9.
+        self.write("in.csv", "time,held\n0,5\n0,1\n0.3000001,1\n0.3000001,2\n0.9,2\n0.9,3\n1.5,5000\n")
         result = self.simulated(odd(), "--start-time=0", "--stop-time=1.2", "--output-interval=0.3",
                                 "--input-file=in.csv", "--output-variable=held")
-        self.assertEqual(result["held"], ["1", "1", "1", "3", "3"])
+        self.assertEqual(result["held"], ["1", "1", "2", "3", "2501.5"])
 
     def test_odd_but_right_tables_are_understood(self):
         plain = "time,voltage,load\n0,1,0\n1,12,0.5\n"
@@ -280,7 +303,8 @@ class Inputs(Case):
                 (head + "1,\n", "line 3, column 2: the cell is empty"), (head + "1,0x10\n", "'0x10' is not a number"),
                 (head + "1,1.2.3\n", "line 3, column 2: '1.2.3' is not a number"), (head + "\0", "line 3, column"),
                 (head + "1,nan\n", "line 3, column 2: 'nan' cannot be used"), (head + "-inf,1\n", "column 1: '-inf'"),
-                (head + "1,1e999\n", "'1e999'"), (head + "1,2\x1b[2J\n", "not a number"),
+                (head + "1,1e999\n", "'1e999'"), (head + "1,+-1\n", "'\\+-1' is not a number"),
+                (head + "1,2\x1b[2J\n", "not a number"),
                 ('time,"vol\ntage\n0,0\n', "line 1, column 2: a quote is not closed"),
                 (head + '1,"2"3\n', "line 3, column 2: expected a comma"),
                 (head.encode("utf-16"), "header that begins with"), (b"time,\xff\xfe\n0,0\n", "column 2")):
@@ -310,9 +334,11 @@ class Hostile(Case):
             info.create_system, info.external_attr = 3, (kind | 0o777) << 16
             return info, "../escaped"
 
-        def lie(field, size, value):  # of the directory, about the description
-            at = fine.index(b"PK\1\2") + field
-            return fine[:at] + value.to_bytes(size, "little") + fine[at + size:]
+        def lie(field, size, value, entries=1, content=None):  # of the directory, about the first entries
+            content = bytearray(content or fine)
+            for entry in list(re.finditer(b"PK\1\2", content))[:entries]:
+                content[entry.start() + field:entry.start() + field + size] = value.to_bytes(size, "little")
+            return bytes(content)
 
         fine, size = self.fmu(("a", "text")), len(self.XML % "")
         names = {"/tmp/escaped": "absolute", "../escaped": "would leave", "a/../../escaped": "would leave",
@@ -322,12 +348,20 @@ class Hostile(Case):
                 (b"", "cannot be opened"), (b"no zip at all", "cannot be opened"), (lie(8, 2, 1), "is encrypted"),
                 *((lie(*claim), "inconsistent|cannot be read|of the size|unpacks to") for claim in (
                     (10, 2, 99), (16, 4, 7), (24, 4, 0), (24, 4, size - 1), (24, 4, size + 1), (24, 4, 2**32 - 16))),
+                (lie(24, 4, 3 << 30, entries=2), "unpacks to more than 4096 MiB"),
                 (self.fmu(("a", bytes(100 << 20))), "100 MiB, more than 200 times its own size"),
                 (self.fmu(special(stat.S_IFLNK)), "symbolic link"), (self.fmu(special(stat.S_IFIFO)), "no plain file"),
                 (self.fmu(("twin1", ""), ("twin2", "")).replace(b"twin2", b"twin1"), "'twin1' is there twice"),
-                (self.fmu(("a", ""), ("a/b", "")), "both a file and a directory"),
+                (self.fmu(("a", ""), ("a-b", ""), ("a/b", "")), "'a' is both a file and a directory"),
+                (self.fmu(("abc", "")).replace(b"abc", b"\xe9bc"), "is not UTF-8"),
                 *((self.fmu((name, "text")), reason) for name, reason in names.items())):
             self.every_command_refuses(content, reason)
+        # What is far larger than the directory says is not read to its end.
+        self.write("new.fmu", lie(24, 4, 1, content=self.archive(("a", bytes(1 << 20)))))
+        self.refuses("'a' is not of the size", "simulate", "new.fmu",
+                     preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (100_000, 100_000)))
+        self.write("new.fmu", lie(24, 4, 300 << 20, content=self.fmu(("a", os.urandom(2 << 20)))))
+        self.refuses("too large for a text", "info", "new.fmu")
 
     def test_bad_description_is_refused_by_every_command(self):
         xml, variable = self.XML, self.VARIABLE
@@ -336,15 +370,19 @@ class Hostile(Case):
                 ("", "no XML"), (xml[:100], "no XML"), ("<a>" * 200_000, "no XML"), (doctype + xml, "DOCTYPE"),
                 ("<html/>", "fmiModelDescription, got 'html'"), (xml.replace(' guid="g"', ""), "no attribute guid"),
                 (xml.replace("CoSimulation", "Simulation"), "neither CoSimulation"),
-                (xml % variable % (-1, "<Real/>"), "valueReference is '-1'"),
+                ("\n" + xml % ("\n\r\n" + variable % (-1, "<Real/>")), "valueReference is '-1'"),
                 (xml % variable % (2**32, "<Real/>"), "'4294967296'"), (xml % variable % (1, ""), "'v' has no type"),
                 (xml % variable % (1, '<Real start="one&#10;two"/>'), "start is 'one two'"),
                 (xml % variable % (1, '<Real declaredType="T"/>'), "'T', which is not defined")):
             content = self.archive(("modelDescription.xml", text))
-            self.every_command_refuses(content, f"modelDescription.xml, line 1: .*{reason}")
+            self.every_command_refuses(content, f"modelDescription.xml, line {1 + text.count(chr(10))}: .*{reason}")
 
-
-    def test_large_description_is_no_attack(self):
+    def test_what_is_large_is_no_attack(self):
+        self.fmu(*((f"resources/{i}", "") for i in range(99_998)), ("table", bytes(60 << 20)))
+        self.assertIn(", 100000 files\n", self.zelvox("info", "new.fmu")[0])
+        with zipfile.ZipFile(self.home / "new.fmu", "a") as archive:
+            archive.writestr("one", "")
+        self.refuses("has 100001 entries, more than 100000", "info", "new.fmu")
         many = "".join(self.VARIABLE % (i, "<Real/>") for i in range(100_000))
         self.archive(("modelDescription.xml", self.XML % many))
         out = self.zelvox("info", "new.fmu")[0]
@@ -377,6 +415,29 @@ class Exec(Importer):
         others = ":".join(filter(None, (SANITIZERS, "libm.so.6")))
         self.assertEqual(self.report(env={"LD_PRELOAD": others}), ["True", "False", others, [], []])
         self.assertEqual(self.report(options=("--follow",))[:2], ["True", "True"])
+
+    def test_image_that_is_replaced_has_the_jvm_and_the_environment_that_it_is_given(self):
+        for call in ("execve(PATH, ARGUMENTS, GIVEN)", "execvpe(PATH, ARGUMENTS, GIVEN)",
+                     "execveat(-100, PATH, ARGUMENTS, GIVEN, 0)", "fexecve(os.open(PATH, os.O_RDONLY), ARGUMENTS, GIVEN)",
+                     "execle(PATH, *ARGUMENTS, GIVEN)"):
+            with self.subTest(call):
+                given, *report = self.python(f"""
+import ctypes, sys
+def texts(*items):
+    return (ctypes.c_char_p * (len(items) + 1))(*map(str.encode, items), None)
+script = {self.HAS_JVM!r} + '; import os; print(sorted(f"{{k}}={{v}}" for k, v in os.environ.items()))'
+given = ['A=1', 'LC_ALL=C'] + [f'{{k}}={{v}}' for k, v in os.environ.items() if k in ('LD_PRELOAD', 'ASAN_OPTIONS')]
+print(sorted(given), flush=True)
+PATH, ARGUMENTS, GIVEN = sys.executable.encode(), texts('python3', '-c', script), texts(*given)
+ctypes.CDLL(None).{call}""")
+                self.assertEqual(report, ["True", given])
+
+    def test_shell_has_no_jvm_of_its_own(self):
+        self.zelvox("exec", "--", "sh", "-c", "! grep -q libjvm.so /proc/$$/maps")
+
+    def test_option_of_the_user_has_the_last_word(self):
+        options = ("--jvm-option=-XX:-DisableAttachMechanism", "--jvm-option=-XX:+PrintFlagsFinal")
+        self.assertRegex(self.zelvox("exec", *options, "--", "true")[1], r"bool DisableAttachMechanism +:?= false ")
 
     def test_arguments_and_streams_pass_untouched(self):
         arguments = ["", "a b", "[a,b]", "{}", "--help", "--jvm-option", "--", "-x=\n", "%s", "ü", "@f"]
@@ -420,10 +481,19 @@ class Doctor(Case):
                 "preload/zelvox-preload.so").read_bytes())):
             (self.home / name / "lib/server").mkdir(parents=True)
             self.write(f"{name}/lib/server/libjvm.so", content)
-        for home, failed in ((os.environ["JAVA_HOME"], []), ("/nowhere", ["JVM"]), (None, ["JVM"]),
-                             (self.home / "text", ["libjvm.so", "JVM starts"]), (self.home / "other", ["JVM starts"])):
-            with self.subTest(home):
-                out = self.zelvox("doctor", code=bool(failed), env={"JAVA_HOME": home, "PATH": "/nowhere"})[0]
+        for name in ("bin", "no"):
+            (self.home / name).mkdir()
+        (self.home / "bin/java").symlink_to(Path(os.environ["JAVA_HOME"]) / "bin/java")
+        (self.home / "no/java").symlink_to("/bin/sh")
+        for home, path, failed, said in (
+                (os.environ["JAVA_HOME"], "no", [], "JAVA_HOME is set"), ("/nowhere", "bin", ["JVM"], "is /nowhere"),
+                (None, "no:bin", [], "java on the PATH: bin/java"),
+                (None, "no", ["JVM"], "no/java is not part of a JDK"),
+                (self.home / "text", "bin", ["libjvm.so", "JVM starts"], "set JAVA_HOME to a JDK"),
+                (self.home / "other", "bin", ["JVM starts"], "cannot load the JVM")):
+            with self.subTest(home=home, path=path):
+                out = self.zelvox("doctor", code=bool(failed), env={"JAVA_HOME": home, "PATH": path})[0]
+                self.assertIn(said, out)
                 verdicts = {line[8:26].strip(): line.split()[0] for line in out.splitlines()}
                 self.assertEqual([name for name in verdicts if verdicts[name] == "FAILED"], failed)
                 self.assertEqual([verdicts["ZelvoxSim"], verdicts["library"]], ["-" if failed else "ok"] * 2)
@@ -442,8 +512,9 @@ class Usage(Case):
                 ('behind "--"', "exec", "true"), ("--fast", "exec", "--fast", "--", "true"),
                 ("line break", "exec", "--jvm-option", "-Da=\nb", "--", "true")):
             self.refuses(reason, *line, code=2)
-        self.refuses("SOURCE_DATE_EPOCH is 'now'", "pack", "--jar", MOTOR_JAR, "-o", "x", code=2,
-                     env={"SOURCE_DATE_EPOCH": "now"})
+        for epoch in ("now", "-1", "1.5"):
+            self.refuses(f"SOURCE_DATE_EPOCH is '{epoch}'", "pack", "--jar", MOTOR_JAR, "-o", "x", code=2,
+                         env={"SOURCE_DATE_EPOCH": epoch})
 
 
 if __name__ == "__main__":

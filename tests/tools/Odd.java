@@ -32,6 +32,7 @@ public class Odd implements Model {
             case "nan": odd.output("a", "", "", Double.NaN); break;
             case "infinite": odd.parameter("a", "", "", Double.POSITIVE_INFINITY); break;
             case "range": odd.parameter("a", "", "", 1).range(2, 3); break;
+            case "turned": odd.output("a", "", "").range(3, 2); break;
             case "nominal": odd.output("a", "", "").nominal(0); break;
             case "experiment": odd.experiment(1, 1, 0.1); break;
             case "changing": odd.input("a" + System.nanoTime(), "", "", 0); break;
@@ -42,7 +43,7 @@ public class Odd implements Model {
                 .unit(Unit.of("kN").kg(1).m(1).s(-2).factor(1000))
                 .input("in, \"quoted\"", "°C", "<&>", 0.1).range(-273.15, 1e300)
                 .input("held", "flock", "", -1.5)
-                .output("Größe", "kN", "input of the last step").nominal(1e-3)
+                .output("Größe", "kN", "input of the last step").range(1e-9, 1e9).nominal(1e-3)
                 .output("länger 🐦", "", "end of the last step", 7)
                 .output("step", "s", "length of the last step")
                 .output("gained", "", "gain times held")

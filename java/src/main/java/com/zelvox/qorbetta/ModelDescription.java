@@ -232,7 +232,8 @@ public final class ModelDescription {
          * @param max the largest legal value; positive infinity for no limit
          */
         public Builder range(double min, double max) {
-            return replaceLatest(latest("range").limited(min, max));
+            // What an output starts at is gone when the model is initialized, and in no FMU.
+            return replaceLatest(latest("range").limited(min, max, latest != facts.outputs));
         }
 
         /**

@@ -33,9 +33,13 @@ public final class Variable {
                 Double.NEGATIVE_INFINITY, Double.POSITIVE_INFINITY, 1);
     }
 
-    /** The same variable with limits, between which it starts. */
-    Variable limited(double newMin, double newMax) {
-        if (!(newMin <= start && start <= newMax)) {
+    /** The same variable with limits, between which it starts, unless its start is no value. */
+    Variable limited(double newMin, double newMax, boolean startCounts) {
+        if (!(newMin <= newMax)) {
+            throw new IllegalArgumentException("the range of variable '" + name + "' goes from "
+                    + newMin + " to " + newMax + ", expected a maximum not below the minimum");
+        }
+        if (startCounts && (start < newMin || start > newMax)) {
             throw new IllegalArgumentException("variable '" + name + "' starts at " + start
                     + ", expected a start in its range from " + newMin + " to " + newMax);
         }

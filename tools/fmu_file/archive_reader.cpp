@@ -79,11 +79,11 @@ Entry checkedEntry(zip_t* archive, const fs::path& path, std::uint64_t index) {
     refuse(path, std::string("cannot be read: ") + zip_strerror(archive));
   }
   if (const char* const problem = problemOf(name)) refuseEntry(path, name, problem);
-  // libzip makes UTF-8 of every name, from an old code page if need be: then the two differ.
-  if (const char* const utf8 = zip_get_name(archive, index, ZIP_FL_ENC_GUESS);
-      utf8 == nullptr || std::strcmp(utf8, name) != 0) {
-    refuseEntry(path, utf8 != nullptr ? utf8 : "", "has a name that is not UTF-8");
-  }
+  // What is not UTF-8 is of another code page. libzip takes it for the one of DOS: which one it is
+  // matters to nobody but a reader of the name.
+  const char* const utf8 = zip_get_name(archive, index, ZIP_FL_ENC_GUESS);
+  if (utf8 == nullptr) refuseEntry(path, name, "has a name that cannot be read");
+  if (const char* const problem = problemOf(utf8)) refuseEntry(path, utf8, problem);
   if ((stat.valid & ZIP_STAT_ENCRYPTION_METHOD) == 0 || stat.encryption_method != ZIP_EM_NONE) {
     refuseEntry(path, name, "is encrypted");
   }
@@ -95,7 +95,7 @@ Entry checkedEntry(zip_t* archive, const fs::path& path, std::uint64_t index) {
   if (kind == S_IFLNK) refuseEntry(path, name, "is a symbolic link");
   if (kind != 0 && kind != S_IFREG && kind != S_IFDIR) refuseEntry(path, name, "is no plain file");
   if ((stat.valid & ZIP_STAT_SIZE) == 0) refuseEntry(path, name, "has no size");
-  std::string entryPath = name;
+  std::string entryPath = utf8;
   const bool isDirectory = entryPath.back() == '/';
   if (isDirectory) entryPath.pop_back();
   return {index, std::move(entryPath), isDirectory, stat.size};

@@ -4,6 +4,7 @@ environment, FMUs that many tests use, and a case that runs commands in a direct
 import csv
 import functools
 import os
+import re
 import shutil
 import signal
 import subprocess
@@ -57,9 +58,9 @@ class Case(unittest.TestCase):
         return self.finish(self.start(*arguments, **options), code, input)
 
     def refuses(self, reason, *arguments, code=1, **options):
-        """The command fails with one sentence that gives the reason."""
+        """The command fails with one sentence, not counting warnings, that gives the reason."""
         with self.subTest(reason):
-            sentence = self.zelvox(*arguments, code=code, **options)[1]
+            sentence = re.sub(r"(?m)^zelvox: warning: .*\n", "", self.zelvox(*arguments, code=code, **options)[1])
             self.assertRegex(sentence, r"\Azelvox[^\n]*: [^\n]+\n\Z")
             self.assertRegex(sentence, reason)
 

@@ -1,4 +1,5 @@
-// How a command fails: with one sentence, which main() prints, and an exit code.
+// How a command fails: with one sentence, which main() prints, and an exit code. How it says that
+// something may be wrong and goes on.
 #pragma once
 
 #include <stdexcept>
@@ -20,3 +21,6 @@ struct Failure : std::runtime_error {
       : std::runtime_error(sentence), exitCode(code) {}
   ExitCode exitCode;
 };
+
+// Prints one line on stderr.
+void warn(const std::string& sentence);

@@ -3,6 +3,21 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <locale>
+#include <sstream>
+
+namespace {
+
+// A number that from_chars() could not represent: 0, or next to it, unless it is too large. Streams
+// tell the two apart.
+std::optional<double> tooSmall(std::string_view text) {
+  std::istringstream stream{std::string(text)};
+  stream.imbue(std::locale::classic());
+  double value = 0;
+  return stream >> value ? std::optional(value) : std::nullopt;
+}
+
+}  // namespace
 
 std::string numberText(double value) {
   std::array<char, 32> text;
@@ -19,8 +34,9 @@ std::optional<double> parseNumber(std::string_view text) {
   if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
   double value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  return value;
+  if (end != text.data() + text.size()) return std::nullopt;
+  if (error == std::errc::result_out_of_range) return tooSmall(text);
+  return error == std::errc() ? std::optional(value) : std::nullopt;
 }
 
 std::string printable(std::string_view text) {

@@ -5,6 +5,7 @@
 #include <exception>
 
 #include "base/failure.h"
+#include "base/standard_streams.h"
 #include "base/text.h"
 #include "commands/command.h"
 
@@ -80,8 +81,11 @@ void addJvmOptions(CLI::App& command, std::vector<std::filesystem::path>& classP
 }
 
 int main(int argc, char* argv[]) {
+  occupyClosedStreams();
   try {
-    return run(argc, argv);
+    const int code = run(argc, argv);
+    flushStandardOutput();
+    return code;
   } catch (const Failure& failure) {
     return complain(failure.what(), failure.exitCode);
   } catch (const std::exception& problem) {

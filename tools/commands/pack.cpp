@@ -12,6 +12,8 @@
 #include <thread>
 
 #include "base/failure.h"
+#include "base/installation.h"
+#include "base/overwriting.h"
 #include "base/temporary_directory.h"
 #include "base/text.h"
 #include "commands/command.h"
@@ -56,6 +58,10 @@ void endWhenInterrupted(const fs::path& staged) {
 }
 
 void pack(const PackOptions& options) {
+  std::vector<NamedFile> read = {{"the installed", zelvoxJar()},
+                                 {"the installed", zelvoxLibrary()}};
+  for (const fs::path& jar : options.jars) read.push_back({"--jar", jar});
+  refuseOverwriting(read, {{"-o", options.output}});
   // What is static is put away also when the model ends the process.
   static const TemporaryDirectory staged;
   endWhenInterrupted(staged.path());

@@ -9,6 +9,7 @@
 #include "base/failure.h"
 #include "base/installation.h"
 #include "base/interrupts.h"
+#include "base/overwriting.h"
 #include "base/temporary_directory.h"
 #include "base/text.h"
 #include "commands/command.h"
@@ -50,10 +51,14 @@ void failIfInterrupted(const std::string& sentence) {
 }
 
 void simulate(const Options& options) {
-  if (!options.run.plotFile.empty() && !isPlotFile(options.run.plotFile))
+  if (!options.run.plotFile.empty() && !isPictureFile(options.run.plotFile))
     throw Failure(
         "--plot-file " + options.run.plotFile.string() + ": expected a name with .svg or .png",
         ExitCode::usage);
+  std::vector<NamedFile> read = {{"the FMU", options.fmu}, {"--input-file", options.run.inputFile}};
+  for (const fs::path& path : options.classPath) read.push_back({"--class-path", path});
+  refuseOverwriting(
+      read, {{"--output-file", options.run.outputFile}, {"--plot-file", options.run.plotFile}});
   catchInterrupts();
   // What is static is also put away when Java code ends the process: the directory is removed, and
   // the rows so far reach their file.
@@ -71,11 +76,10 @@ void simulate(const Options& options) {
   startJvmFor(fmuBinary(directory.path(), model), options);
   simulation.run(directory.path());
   if (!options.run.quiet) simulation.summarize();
-  std::fflush(stdout);
   failIfInterrupted("interrupted at t=" + numberText(simulation.endTime()) +
-                    (options.run.outputFile.empty()
-                         ? std::string()
-                         : "; the rows so far are in " + options.run.outputFile.string()));
+                    (simulation.wroteRows()
+                         ? "; the rows so far are in " + options.run.outputFile.string()
+                         : std::string()));
   if (options.run.plotFile.empty()) return;
   simulation.draw();
   if (!options.run.quiet) std::printf("Drew %s\n", options.run.plotFile.c_str());
@@ -94,7 +98,9 @@ An input file is a comma-separated table, for instance a voltage that jumps at 0
   0.1,12
 Real inputs are interpolated linearly between rows and hold before the first and behind the last.
 
-Ctrl-C ends the run in order and keeps the rows so far (exit code 130).)";
+A table or picture that exists is replaced when the run is over. Until then the rows are in
+NAME.part-XXXXXX beside it, at most a second late, and stay there when zelvox is killed. Ctrl-C (exit
+code 130) and a step that fails end the run in order: the rows so far become the table.)";
 
 }  // namespace
 
@@ -147,6 +153,10 @@ void addSimulateCommand(CLI::App& app) {
       ->add_option("--plot-file", options->run.plotFile,
                    "Draw the result (.svg or .png; needs gnuplot)")
       ->type_name("FILE")
+      ->group(results);
+  command
+      ->add_flag("--fail-on-nan", options->run.failOnNan,
+                 "End with exit code 1 when a result is NaN or infinite [a warning]")
       ->group(results);
   command->add_flag("--quiet", options->run.quiet, "No summary and no progress bar")
       ->group(results);

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "base/failure.h"
+#include "base/safe_file.h"
 #include "base/text.h"
 #include "fmu_file/libzip.h"
 
@@ -51,22 +52,25 @@ void writeArchive(const fs::path& target, const std::vector<ArchiveEntry>& entri
   const auto fail = [&target](const std::string& reason) {
     throw Failure(printable(target.string()) + " cannot be written: " + reason);
   };
-  if (std::error_code ignored; fs::is_directory(target, ignored)) fail("it is a directory");
   const DosTime when(creationTime());
-  int error = 0;
-  // Nothing is written before zip_close, which writes a temporary file beside the target and
-  // renames it, or removes it when it fails.
-  Archive archive(zip_open(target.c_str(), ZIP_CREATE | ZIP_TRUNCATE, &error));
-  if (archive == nullptr) fail(reasonOf(error));
-  for (const ArchiveEntry& entry : entries) {
-    const char* const problem = problemOf(entry.name);
-    if (problem != nullptr) fail("the entry " + inQuotes(entry.name) + " " + problem);
-    if (!addEntry(archive.get(), entry, when)) {
-      fail("the entry " + inQuotes(entry.name) + ": " + zip_strerror(archive.get()));
+  SafeFile file(target);
+  file.writeWith([&](const fs::path& part) {
+    int error = 0;
+    // Nothing is written before zip_close, which writes a file beside the part and renames it, or
+    // removes it when it fails.
+    Archive archive(zip_open(part.c_str(), ZIP_CREATE | ZIP_TRUNCATE, &error));
+    if (archive == nullptr) fail(reasonOf(error));
+    for (const ArchiveEntry& entry : entries) {
+      const char* const problem = problemOf(entry.name);
+      if (problem != nullptr) fail("the entry " + inQuotes(entry.name) + " " + problem);
+      if (!addEntry(archive.get(), entry, when)) {
+        fail("the entry " + inQuotes(entry.name) + ": " + zip_strerror(archive.get()));
+      }
     }
-  }
-  if (zip_close(archive.get()) != 0) fail(zip_strerror(archive.get()));
-  archive.release();
+    if (zip_close(archive.get()) != 0) fail(zip_strerror(archive.get()));
+    archive.release();
+  });
+  file.commit();
 }
 
 std::time_t creationTime() {

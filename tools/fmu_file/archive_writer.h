@@ -12,9 +12,8 @@ struct ArchiveEntry {
   std::string text;              // the content when `source` is empty
 };
 
-// Writes the archive beside `target` and renames it, so that `target` is never half written. The
-// order is that of `entries`; every entry carries creationTime(). Throws Failure and leaves an
-// older `target` as it was.
+// Writes `target` as a SafeFile: whole, or not at all. The order is that of `entries`; every entry
+// carries creationTime(). Throws Failure and leaves an older `target` as it was.
 void writeArchive(const std::filesystem::path& target, const std::vector<ArchiveEntry>& entries);
 
 // The time that files of this run carry: SOURCE_DATE_EPOCH when the environment has it, so that the

@@ -50,12 +50,9 @@ InputSignals::InputSignals(const ModelDescription& model, CsvTable columns)
   }
 }
 
-void InputSignals::writeTo(FmuInstance& instance, double time) {
+void InputSignals::writeTo(FmuInstance& instance, double time, double tolerance) {
   if (table.rows.empty()) return;
-  // A communication point that was computed may fall short of the time in a row by some last
-  // digits, and still means it.
-  const double reached = time + 1e-14 * std::abs(time);
-  const auto next = std::ranges::upper_bound(table.times, reached);
+  const auto next = std::ranges::upper_bound(table.times, time + tolerance);
   const auto index = static_cast<std::size_t>(next - table.times.begin());
   const std::vector<double>& after = table.rows[std::min(index, table.rows.size() - 1)];
   const std::vector<double>& before = table.rows[index > 0 ? index - 1 : 0];

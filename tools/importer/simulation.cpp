@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 
 #include "base/failure.h"
@@ -27,11 +28,19 @@ Simulation::Simulation(const SimulationOptions& given, const ModelDescription& d
       observed(chooseObserved()),
       row(observed),
       started(chooseStarted()),
-      startRow(started) {
+      startRow(started),
+      warned(observed.size()) {
   for (std::size_t i = 0; i < started.size(); ++i)
     startRow.values[i] = parseValue(*started[i], valueText(options.startValues[i]));
   if (!options.inputFile.empty()) inputs.emplace(model, readCsv(options.inputFile));
-  if (!options.plotFile.empty()) chooseLines();
+  if (!options.plotFile.empty()) {
+    chooseLines();
+    picture.emplace(options.plotFile);
+  }
+  constexpr long long many = 1'000'000'000;
+  if (grid.steps > many)
+    warn("the run takes " + std::to_string(grid.steps) + " steps of " + numberText(grid.interval) +
+         " s, is the output interval meant?");
 }
 
 std::vector<const ScalarVariable*> Simulation::chooseObserved() const {
@@ -73,31 +82,69 @@ void Simulation::chooseLines() {
                   " with numbers; choose them with --output-variable");
 }
 
+Simulation::~Simulation() {
+  if (const std::string kept = keepRows(); !kept.empty())
+    std::fprintf(stderr, "zelvox: %s\n", printable(kept).c_str());
+}
+
 void Simulation::run(const fs::path& directory) {
   FmuInstance instance(directory, model, options.logging);
-  if (!options.outputFile.empty()) {
-    std::vector<std::string> header;
-    for (const ScalarVariable* variable : observed) header.push_back(variable->name);
-    output.emplace(options.outputFile, header);
-  }
+  openTable();
   initialize(instance);
   record(instance, grid.start);
+  try {
+    stepToTheEnd(instance);
+    instance.terminate();
+    if (output) output->flush();
+  } catch (const Failure& failure) {
+    const std::string kept = keepRows();
+    throw Failure(failure.what() + (kept.empty() ? kept : "; " + kept), failure.exitCode);
+  }
+  if (output && stepping) output->close();
+  output.reset();
+}
+
+void Simulation::openTable() {
+  if (options.outputFile.empty()) return;
+  std::vector<std::string> header;
+  for (const ScalarVariable* variable : observed) header.push_back(variable->name);
+  output.emplace(options.outputFile, header);
+}
+
+// Makes the rows of a run that failed the result, and says how far they go.
+std::string Simulation::keepRows() {
+  std::string said;
+  if (output && stepping) try {
+      output->flush();
+    } catch (const Failure&) {  // then the table ends with the rows before
+    }
+  if (output && stepping && output->lastTime()) try {
+      output->close();
+      said =
+          options.outputFile.string() + " has the rows up to t=" + numberText(*output->lastTime());
+    } catch (const Failure& failure) {
+      said = failure.what();
+    }
+  output.reset();
+  return said;
+}
+
+void Simulation::stepToTheEnd(FmuInstance& instance) {
   ProgressBar progress(!options.quiet && !options.logging.messages && !options.logging.calls);
   const auto begin = std::chrono::steady_clock::now();
   while (stepsDone < grid.steps && !endedByFmu && !interrupted()) {
+    stepping = true;
     step(instance);
     progress.show(stepsDone, grid.steps);
   }
   wallTime = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-  instance.terminate();
-  if (output) output->close();
 }
 
 void Simulation::initialize(FmuInstance& instance) {
   instance.setupExperiment(model.tolerance, grid.start, grid.stop);
   startRow.writeTo(instance);
   instance.enterInitializationMode();
-  if (inputs) inputs->writeTo(instance, grid.start);
+  if (inputs) inputs->writeTo(instance, grid.start, grid.tolerance);
   instance.exitInitializationMode();
 }
 
@@ -109,7 +156,7 @@ void Simulation::step(FmuInstance& instance) {
   ++stepsDone;
   const double time = grid.point(stepsDone);
   // Before the row is taken: what it says of an input is then what the next step starts from.
-  if (inputs) inputs->writeTo(instance, time);
+  if (inputs) inputs->writeTo(instance, time, grid.tolerance);
   record(instance, time);
 }
 
@@ -117,12 +164,23 @@ void Simulation::record(FmuInstance& instance, double time) {
   lastTime = time;
   row.readFrom(instance);
   if (output) output->write(time, row.values);
-  if (options.plotFile.empty()) return;
-  times.push_back(time);
+  if (picture) times.push_back(time);
   auto line = lines.begin();
-  for (const Cell& cell : row.values)
-    if (const double* const number = std::get_if<double>(&cell))
-      (line++)->values.push_back(*number);
+  for (std::size_t i = 0; i < observed.size(); ++i) {
+    const double* const number = std::get_if<double>(&row.values[i]);
+    if (number == nullptr) continue;
+    checkFinite(i, *number);
+    if (picture) (line++)->values.push_back(*number);
+  }
+}
+
+void Simulation::checkFinite(std::size_t i, double value) {
+  if (std::isfinite(value) || warned[i]) return;
+  warned[i] = true;
+  const std::string finding = "'" + printable(observed[i]->name) + "' is " + numberText(value) +
+                              " at t=" + numberText(lastTime);
+  if (options.failOnNan) throw Failure(finding);
+  warn(finding + ", and perhaps again later");
 }
 
 void Simulation::summarize() const {
@@ -150,11 +208,11 @@ void Simulation::summarize() const {
     }
   }
   if (observed.size() > shown) std::printf("  and %zu more\n", observed.size() - shown);
-  if (output)
+  if (wroteRows())
     std::printf("Wrote %s with %s\n", options.outputFile.c_str(),
                 counted(stepsDone + 1, "row").c_str());
 }
 
-void Simulation::draw() const {
-  drawPlot(options.plotFile, model.modelName, times, lines);
+void Simulation::draw() {
+  if (picture) picture->draw(model.modelName, times, lines);
 }

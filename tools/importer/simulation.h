@@ -20,6 +20,7 @@ struct SimulationOptions {
   std::filesystem::path outputFile, plotFile;
   std::vector<std::string> outputVariables;  // none for all outputs
   FmuLogging logging;
+  bool failOnNan = false;
   bool quiet = false;
 };
 
@@ -27,20 +28,29 @@ class Simulation {
  public:
   // Throws Failure for what the FMU does not have. Both arguments must outlive the object.
   Simulation(const SimulationOptions& options, const ModelDescription& model);
+  // Keeps the rows so far when Java code ends the process during a step.
+  ~Simulation();
 
-  // From the instantiation to the release; ends early when the user interrupts it.
+  // From the instantiation to the release; ends early when the user interrupts it. Files that exist
+  // stay as they are until the first step, and keep the rows so far when a later one fails.
   void run(const std::filesystem::path& directory);
-  void draw() const;
+  // The picture, when it is wanted.
+  void draw();
   void summarize() const;
+  bool wroteRows() const { return stepping && !options.outputFile.empty(); }
   double endTime() const { return lastTime; }
 
  private:
   std::vector<const ScalarVariable*> chooseObserved() const;
   std::vector<const ScalarVariable*> chooseStarted() const;
   void chooseLines();
+  void openTable();
   void initialize(FmuInstance& instance);
+  void stepToTheEnd(FmuInstance& instance);
   void step(FmuInstance& instance);
   void record(FmuInstance& instance, double time);
+  void checkFinite(std::size_t i, double value);
+  std::string keepRows();
 
   const SimulationOptions& options;
   const ModelDescription& model;
@@ -51,13 +61,16 @@ class Simulation {
   std::vector<const ScalarVariable*> started;
   VariableGroup startRow;
   std::optional<InputSignals> inputs;
-  std::optional<CsvWriter> output;
+  std::optional<CsvWriter> output;  // until it is closed
+  std::optional<Picture> picture;
 
   // What has happened.
+  bool stepping = false;
   long long stepsDone = 0;
   double lastTime = 0.0;
   double wallTime = 0.0;  // of the steps, in seconds
   bool endedByFmu = false;
+  std::vector<bool> warned;   // by observed variable: it was no finite number
   std::vector<double> times;  // both for the picture only
   std::vector<PlotLine> lines;
 };

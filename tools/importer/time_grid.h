@@ -22,5 +22,11 @@ class TimeGrid {
   double stepSize(long long i) const;
 
   double start, stop, interval;
+  // How far apart two times may be that mean the same: a millionth of the interval, or more where
+  // the digits of the time do not suffice.
+  double tolerance;
   long long steps;
+
+ private:
+  double rounding;  // of a point of time, and of the difference of two
 };

@@ -1,12 +1,9 @@
 #include "output/csv_writer.h"
 
-#include <array>
-#include <cerrno>
-#include <charconv>
 #include <chrono>
-#include <cstring>
+#include <utility>
 
-#include "base/failure.h"
+#include "base/text.h"
 
 namespace {
 
@@ -19,14 +16,6 @@ void appendQuoted(std::string& line, const std::string& text) {
   line += '"';
 }
 
-// As printf's "%.16g", whatever the locale.
-void appendNumber(std::string& line, double value) {
-  std::array<char, 32> text;
-  line.append(text.data(), std::to_chars(text.data(), text.data() + text.size(), value,
-                                         std::chars_format::general, 16)
-                               .ptr);
-}
-
 long long secondsNow() {
   using namespace std::chrono;
   return duration_cast<seconds>(steady_clock::now().time_since_epoch()).count();
@@ -35,41 +24,39 @@ long long secondsNow() {
 }  // namespace
 
 CsvWriter::CsvWriter(const std::filesystem::path& target, const std::vector<std::string>& names)
-    : file(target), stream(target, std::ios::binary), flushed(secondsNow()) {
-  line = "\"time\"";
+    : file(target), lines("\"time\""), flushed(secondsNow()) {
   for (const std::string& name : names) {
-    line += ',';
-    appendQuoted(line, name);
+    lines += ',';
+    appendQuoted(lines, name);
   }
-  line += '\n';
-  if (!stream.write(line.data(), static_cast<std::streamsize>(line.size()))) fail();
+  lines += '\n';
 }
 
 void CsvWriter::write(double time, const std::vector<Cell>& row) {
-  line.clear();
-  appendNumber(line, time);
+  lines += numberText(time);
   for (const Cell& cell : row) {
-    line += ',';
+    lines += ',';
     if (const double* const number = std::get_if<double>(&cell)) {
-      appendNumber(line, *number);
+      lines += numberText(*number);
     } else {
-      appendQuoted(line, std::get<std::string>(cell));
+      appendQuoted(lines, std::get<std::string>(cell));
     }
   }
-  line += '\n';
-  stream.write(line.data(), static_cast<std::streamsize>(line.size()));
-  if (const long long now = secondsNow(); now != flushed) {
-    stream.flush();
-    flushed = now;
-  }
-  if (!stream) fail();
+  lines += '\n';
+  given = time;
+  constexpr std::size_t enough = 1 << 16;
+  if (lines.size() >= enough || secondsNow() != flushed) flush();
 }
 
 void CsvWriter::close() {
-  stream.close();
-  if (!stream) fail();
+  flush();
+  file.commit();
 }
 
-void CsvWriter::fail() const {
-  throw Failure("cannot write " + file.string() + ": " + std::strerror(errno));
+void CsvWriter::flush() {
+  if (lines.empty()) return;
+  const std::string waiting = std::exchange(lines, {});
+  flushed = secondsNow();
+  file.write(waiting);
+  written = given;
 }

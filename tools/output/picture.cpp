@@ -5,10 +5,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cmath>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 #include <string_view>
@@ -22,147 +21,17 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// What a reader can tell apart and a screen can show: a line gets no more points than this.
-constexpr std::size_t pointsPerLine = 4000;
-
-// Told apart by most colour-blind people (after Okabe and Ito), dark enough for thin lines.
-constexpr std::array colors = {"#0072B2", "#D55E00", "#009E73", "#CC79A7",
-                               "#8C6D00", "#56B4E9", "#000000", "#7F4FC9"};
-
-struct Panel {
-  std::string unit;
-  std::vector<const PlotLine*> lines;
-};
-
-std::vector<Panel> panelsOf(const std::vector<PlotLine>& lines) {
-  std::vector<Panel> panels;
-  for (const PlotLine& line : lines) {
-    auto panel = std::ranges::find(panels, line.variable->unit, &Panel::unit);
-    if (panel == panels.end()) panel = panels.insert(panel, Panel{line.variable->unit, {}});
-    panel->lines.push_back(&line);
-  }
-  return panels;
-}
-
-std::string axisLabel(const Panel& panel) {
-  constexpr std::size_t longest = 20;  // of what fits beside a panel
-  const std::string& name = panel.lines.front()->variable->name;
-  const bool alone = panel.lines.size() == 1 && name.size() <= longest;
-  if (panel.unit.empty()) return alone ? name : "no unit";
-  return (alone ? name + " " : "") + "[" + panel.unit + "]";
-}
-
-// A gnuplot string in which nothing is special.
-std::string literal(std::string_view text) {
-  std::string result = "'";
-  for (const char character : printable(text)) {
-    if (character == '\'') result += '\'';
-    result += character;
-  }
-  return result + "'";
-}
-
-// The line's points. Of a long run the smallest and the largest value of every stretch remain, so
-// that no peak is lost.
-void writePoints(std::ostream& script, const std::vector<double>& times, const PlotLine& line) {
-  const auto write = [&](std::size_t i) {
-    // gnuplot breaks a line at an empty one, which is what a value that is none should look like.
-    if (std::isfinite(line.values[i])) {
-      script << numberText(times[i]) << ' ' << numberText(line.values[i]) << '\n';
-    } else {
-      script << '\n';
-    }
-  };
-  const std::size_t count = line.values.size();
-  const std::size_t stretch = count <= pointsPerLine ? 1 : (2 * count) / pointsPerLine + 1;
-  for (std::size_t begin = 0; begin < count; begin += stretch) {
-    const auto first = line.values.begin() + static_cast<std::ptrdiff_t>(begin);
-    const auto last = first + static_cast<std::ptrdiff_t>(std::min(stretch, count - begin));
-    const auto [low, high] = std::minmax_element(first, last);
-    const auto lowest = static_cast<std::size_t>(low - line.values.begin());
-    const auto highest = static_cast<std::size_t>(high - line.values.begin());
-    write(std::min(lowest, highest));
-    if (lowest != highest) write(std::max(lowest, highest));
-  }
-  // A run that ends between two extremes still shows its end.
-  if (stretch > 1) write(count - 1);
-}
-
-// gnuplot has no way to stop a legend from hiding the lines, so it stands beside the panels, as
-// wide as its longest name.
-std::size_t legendColumns(const std::vector<PlotLine>& lines) {
-  std::size_t longest = 0;
-  for (const PlotLine& line : lines) longest = std::max(longest, line.variable->name.size());
-  return std::clamp<std::size_t>(longest, 4, 40);
-}
-
-void writeHead(std::ostream& script, const fs::path& file, const std::string& title,
-               const std::vector<Panel>& panels, std::size_t legend) {
-  constexpr std::size_t plotWidth = 760;
-  const std::size_t width = plotWidth + 50 + 8 * legend;
-  // All panels have the height of the longest legend.
-  std::size_t mostLines = 0;
-  for (const Panel& panel : panels) mostLines = std::max(mostLines, panel.lines.size());
-  const std::size_t height = 90 + panels.size() * std::max<std::size_t>(210, 40 + 23 * mostLines);
-  if (file.extension() == ".svg") {
-    script << "set terminal svg size " << width << ',' << height
-           << " noenhanced background '#ffffff' font 'Helvetica,Arial,sans-serif,13'\n";
-  } else {
-    script << "set terminal pngcairo size " << 2 * width << ',' << 2 * height
-           << " noenhanced background '#ffffff' font 'sans,13' fontscale 2 linewidth 2\n";
-  }
-  script << "set output " << literal(file.string()) << '\n'
-         << "set border 3 linecolor '#555555'\n"
-         << "set tics nomirror out scale 0.5 textcolor '#333333'\n"
-         << "set grid linecolor '#d9d9d9' linewidth 0.6, linecolor '#d9d9d9' linewidth 0.6\n"
-         << "set key at graph 1.02, graph 1 left top Left reverse vertical maxcols 1 samplen 1.6 "
-            "spacing 1.15 "
-            "textcolor '#222222'\n"
-         << "set autoscale yfix\nset offsets 0, 0, graph 0.06, graph 0.06\n"
-         << "set multiplot layout " << panels.size() << ",1 margins char 12, char " << legend + 8
-         << ", char 3.5, char 2.5 spacing 0, char 1.6 title " << literal(title) << '\n';
-}
-
-std::string scriptFor(const fs::path& file, const std::string& title,
-                      const std::vector<double>& times, const std::vector<PlotLine>& lines) {
-  std::ostringstream script;
-  for (std::size_t i = 0; i < lines.size(); ++i) {
-    script << "$line" << i << " << END\n";
-    writePoints(script, times, lines[i]);
-    script << "END\n";
-  }
-  const std::vector<Panel> panels = panelsOf(lines);
-  writeHead(script, file, title, panels, legendColumns(lines));
-  script << "set xrange [" << numberText(times.front()) << ':'
-         << numberText(times.back() > times.front() ? times.back() : times.front() + 1) << "]\n";
-  for (const Panel& panel : panels) {
-    const bool lowest = &panel == &panels.back();
-    script << "set ylabel " << literal(axisLabel(panel)) << " textcolor '#333333'\n"
-           << (lowest ? "set format x\nset xlabel 'time [s]' textcolor '#333333'\n"
-                      : "set format x ''\n")
-           << "plot ";
-    for (std::size_t i = 0; i < panel.lines.size(); ++i) {
-      const PlotLine& line = *panel.lines[i];
-      const bool continuous = line.variable->variability == "continuous";
-      script << (i > 0 ? ", " : "") << "$line" << &line - lines.data() << " using 1:2 with "
-             << (continuous ? "lines" : "steps") << " linewidth 1.8 linecolor '"
-             << colors[i % colors.size()] << "' title " << literal(line.variable->name);
-    }
-    script << '\n';
-  }
-  script << "unset multiplot\nunset output\n";
-  return script.str();
-}
-
-// The exit status of gnuplot, whose complaints go to a file. No shell is in between.
-int runGnuplot(const fs::path& script, const fs::path& complaints) {
-  std::string name = "gnuplot";
-  std::string argument = script.string();
-  std::array<char*, 3> arguments = {name.data(), argument.data(), nullptr};
+// The exit status of `gnuplot -d ARGUMENT`, which reads no settings of the user; what it prints
+// goes to the files. No shell is in between.
+int runGnuplot(std::string argument, const fs::path& answers, const fs::path& complaints) {
+  std::string name = "gnuplot", defaults = "-d";
+  std::array<char*, 4> arguments = {name.data(), defaults.data(), argument.data(), nullptr};
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, complaints.c_str(),
-                                   O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  for (const auto& [stream, file] :
+       {std::pair(STDOUT_FILENO, &answers), std::pair(STDERR_FILENO, &complaints)})
+    posix_spawn_file_actions_addopen(&actions, stream, file->c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                     0600);
   pid_t child = 0;
   const int problem =
       posix_spawnp(&child, name.c_str(), &actions, nullptr, arguments.data(), environ);
@@ -178,21 +47,48 @@ int runGnuplot(const fs::path& script, const fs::path& complaints) {
   return status;
 }
 
+PictureKind kindOf(const fs::path& file) {
+  return file.extension() == ".svg" ? PictureKind::svg : PictureKind::png;
+}
+
+// gnuplot does not mind a full disk.
+bool isWhole(const fs::path& picture, PictureKind kind) {
+  const std::string_view end = kind == PictureKind::svg ? "</svg>" : "IEND\xAE\x42\x60\x82";
+  std::ifstream stream(picture, std::ios::binary);
+  const std::string content{std::istreambuf_iterator<char>(stream), {}};
+  return std::string_view(content).substr(0, content.find_last_not_of('\n') + 1).ends_with(end);
+}
+
 }  // namespace
 
-bool isPlotFile(const fs::path& file) {
+bool isPictureFile(const fs::path& file) {
   return file.extension() == ".svg" || file.extension() == ".png";
 }
 
-void drawPlot(const fs::path& file, const std::string& title, const std::vector<double>& times,
-              const std::vector<PlotLine>& lines) {
+Picture::Picture(const fs::path& target) : file(target), content(target) {
+  if (runGnuplot("--version", "/dev/null", "/dev/null") != 0)
+    throw Failure("no picture was drawn: gnuplot cannot be run, install the package gnuplot-nox");
+}
+
+void Picture::draw(const std::string& title, const std::vector<double>& times,
+                   const std::vector<PlotLine>& lines) {
+  const auto fail = [this](const std::string& reason) {
+    throw Failure("cannot draw " + file.string() + ": " + printable(reason));
+  };
   const TemporaryDirectory directory;
-  const fs::path script = directory.path() / "plot.gnuplot";
-  const fs::path complaints = directory.path() / "complaints";
-  std::ofstream(script) << scriptFor(fs::absolute(file), title, times, lines);
-  const int status = runGnuplot(script, complaints);
-  if (status == 0) return;
-  std::ostringstream reason;
-  reason << std::ifstream(complaints).rdbuf();
-  throw Failure("cannot draw " + file.string() + ": gnuplot gave up: " + printable(reason.str()));
+  content.writeWith([&](const fs::path& picture) {
+    const fs::path script = directory.path() / "plot.gnuplot";
+    const fs::path complaints = directory.path() / "complaints";
+    std::ofstream stream(script);
+    stream << gnuplotScript(picture, kindOf(file), title, times, lines);
+    stream.close();
+    if (!stream) fail(script.string() + " cannot be written: " + std::strerror(errno));
+    if (runGnuplot(script.string(), "/dev/null", complaints) != 0) {
+      std::ostringstream reason;
+      reason << std::ifstream(complaints).rdbuf();
+      fail("gnuplot gave up: " + reason.str());
+    }
+    if (!isWhole(picture, kindOf(file))) fail("the picture is cut short, is the disk full?");
+  });
+  content.commit();
 }

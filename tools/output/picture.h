@@ -1,4 +1,4 @@
-// A picture of a simulation result, drawn by gnuplot: one panel per unit, one line per variable.
+// A picture of a simulation result, drawn by gnuplot.
 #pragma once
 
 #include <cstddef>
@@ -6,20 +6,26 @@
 #include <string>
 #include <vector>
 
-#include "fmu_file/model_description.h"
+#include "base/safe_file.h"
+#include "output/gnuplot_script.h"
 
 // Of which a reader can still tell one from the other by the legend.
 inline constexpr std::size_t mostPlotLines = 60;
 
-struct PlotLine {
-  const ScalarVariable* variable;
-  std::vector<double> values;  // one per time
+// Whether the ending of the file names a kind of picture that can be made.
+bool isPictureFile(const std::filesystem::path& file);
+
+class Picture {
+ public:
+  // Throws Failure when gnuplot is missing or the file cannot be written, so that nobody hears of
+  // it only after a long run.
+  explicit Picture(const std::filesystem::path& file);
+  // For at least one line and one time. Throws Failure when there is no whole picture; then the
+  // file stays as it was.
+  void draw(const std::string& title, const std::vector<double>& times,
+            const std::vector<PlotLine>& lines);
+
+ private:
+  std::filesystem::path file;
+  SafeFile content;
 };
-
-// Whether the ending of the file names a kind of picture that drawPlot() can make.
-bool isPlotFile(const std::filesystem::path& file);
-
-// For at least one line and one time. Throws Failure when gnuplot is missing or does not make the
-// picture.
-void drawPlot(const std::filesystem::path& file, const std::string& title,
-              const std::vector<double>& times, const std::vector<PlotLine>& lines);

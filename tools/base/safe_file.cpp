@@ -1,0 +1,146 @@
+#include "base/safe_file.h"
+
+#include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/vfs.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <optional>
+#include <random>
+#include <system_error>
+
+#include "base/failure.h"
+#include "base/temporary_directory.h"
+#include "base/text.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+fs::path directoryOf(const fs::path& file) {
+  return file.has_parent_path() ? file.parent_path() : fs::path(".");
+}
+
+// Links below /proc lead to open files, not to paths.
+bool isOnProc(const fs::path& directory) {
+  struct statfs status {};
+  return statfs(directory.c_str(), &status) == 0 && status.f_type == PROC_SUPER_MAGIC;
+}
+
+// The number N of /proc/self/fd/N, or -1.
+int descriptorNamed(const fs::path& link) {
+  std::error_code error;
+  if (fs::canonical(directoryOf(link), error) != fs::canonical("/proc/self/fd", error) || error)
+    return -1;
+  const std::optional<double> number = parseNumber(link.filename().string());
+  return number ? static_cast<int>(*number) : -1;
+}
+
+// Not of mkstemp(), which knows no umask. Leaves room for a suffix that libzip appends for a while.
+fs::path partNameOf(const fs::path& file) {
+  constexpr std::string_view letters = "abcdefghijklmnopqrstuvwxyz0123456789";
+  constexpr std::size_t longest = 230;
+  static std::random_device random;
+  std::string name = file.filename().string().substr(0, longest) + ".part-";
+  for (int i = 0; i < 6; ++i) name += letters[random() % letters.size()];
+  return file.parent_path() / name;
+}
+
+}  // namespace
+
+Destination::Destination(const fs::path& target) : path(target) {
+  std::error_code ignored;
+  constexpr int mostLinks = 40;  // as in Linux
+  for (int links = 0; fs::is_symlink(path, ignored); ++links) {
+    if (links == mostLinks)
+      throw Failure(target.string() + " cannot be written: " + std::strerror(ELOOP));
+    if (isOnProc(directoryOf(path))) {
+      direct = true;
+      descriptor = descriptorNamed(path);
+      break;
+    }
+    path = path.parent_path() / fs::read_symlink(path, ignored);
+  }
+  exists = stat(path.c_str(), &status) == 0;
+  direct = direct || (exists && !S_ISREG(status.st_mode));
+}
+
+SafeFile::SafeFile(const fs::path& file) : target(file), destination(file) {
+  if (destination.direct) {
+    if (destination.exists && S_ISDIR(destination.status.st_mode)) fail("it is a directory");
+    descriptor = destination.descriptor >= 0
+                     ? fcntl(destination.descriptor, F_DUPFD_CLOEXEC, 0)
+                     : open(destination.path.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC | O_NOCTTY);
+    if (descriptor < 0) fail(std::strerror(errno));
+    return;
+  }
+  // A directory would let us replace a file that is protected against writing.
+  if (destination.exists && faccessat(AT_FDCWD, destination.path.c_str(), W_OK, AT_EACCESS) != 0)
+    fail(std::strerror(errno));
+  const mode_t mode = destination.exists ? destination.status.st_mode & 0777 : 0666;
+  do {
+    part = partNameOf(destination.path);
+    descriptor = open(part.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC, mode);
+  } while (descriptor < 0 && errno == EEXIST);
+  if (descriptor < 0) {
+    part.clear();
+    fail(std::strerror(errno));
+  }
+}
+
+SafeFile::~SafeFile() {
+  if (descriptor >= 0) close(descriptor);
+  if (!part.empty()) unlink(part.c_str());
+}
+
+void SafeFile::write(std::string_view bytes) {
+  const std::int64_t before = size;
+  while (!bytes.empty()) {
+    const ssize_t length = ::write(descriptor, bytes.data(), bytes.size());
+    if (length < 0 && errno == EINTR) continue;
+    if (length < 0) {
+      const std::string reason = std::strerror(errno);
+      if (!destination.direct && ftruncate(descriptor, before) == 0) size = before;
+      fail(reason);
+    }
+    size += length;
+    bytes.remove_prefix(static_cast<std::size_t>(length));
+  }
+}
+
+void SafeFile::writeWith(const std::function<void(const fs::path&)>& make) {
+  if (!destination.direct) return make(part);
+  const TemporaryDirectory directory;
+  const fs::path made = directory.path() / target.filename();
+  make(made);
+  std::ifstream stream(made, std::ios::binary);
+  std::array<char, 1 << 16> piece;
+  while (stream.read(piece.data(), piece.size()) || stream.gcount() > 0)
+    write({piece.data(), static_cast<std::size_t>(stream.gcount())});
+  if (!stream.eof()) fail(made.string() + " cannot be read");
+}
+
+void SafeFile::commit() {
+  const int closing = descriptor;
+  descriptor = -1;
+  if (close(closing) != 0) fail(std::strerror(errno));
+  if (destination.direct) return;
+  if (destination.exists) {
+    // Somebody else's file becomes ours where we may not give files away, as with most programs.
+    if (chown(part.c_str(), destination.status.st_uid, destination.status.st_gid) != 0) errno = 0;
+    if (chmod(part.c_str(), destination.status.st_mode & 0777) != 0) fail(std::strerror(errno));
+  }
+  const fs::path complete = std::move(part);
+  part.clear();
+  if (rename(complete.c_str(), destination.path.c_str()) != 0)
+    throw Failure(target.string() + " cannot be replaced: " + std::strerror(errno) +
+                  "; what was to be in it is in " + complete.string());
+}
+
+void SafeFile::fail(const std::string& reason) const {
+  throw Failure(target.string() + " cannot be written: " + reason);
+}

@@ -1,0 +1,53 @@
+// A file that appears whole or not at all. It is written beside its target, as NAME.part-XXXXXX,
+// and renamed over it at the end, so that nobody ever sees half of it and two programs at once
+// leave the file of one of them. A symbolic link stays one and its target is replaced; owner and
+// permissions of a file that exists stay too. What is no plain file (a FIFO, a device, /dev/stdout)
+// cannot be replaced and is written directly.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <string_view>
+
+// Where the bytes for a target go, behind all symbolic links.
+struct Destination {
+  // Throws Failure for a chain of links without an end.
+  explicit Destination(const std::filesystem::path& target);
+
+  std::filesystem::path path;
+  bool exists = false;
+  bool direct = false;    // cannot be replaced
+  int descriptor = -1;    // of this process, when the target names one (/dev/stdout), else -1
+  struct stat status {};  // when it exists
+};
+
+class SafeFile {
+ public:
+  // Throws Failure when the target cannot be written, as do the others. The target stays as it is.
+  explicit SafeFile(const std::filesystem::path& target);
+  // Without commit() nothing of the file remains.
+  ~SafeFile();
+  SafeFile(const SafeFile&) = delete;
+  SafeFile& operator=(const SafeFile&) = delete;
+
+  // Appends all of the bytes, or none of them.
+  void write(std::string_view bytes);
+  // For content that something else writes to a path, which it may also replace.
+  void writeWith(const std::function<void(const std::filesystem::path&)>& make);
+  // What was written becomes the target. When that fails, it stays in the part, which the Failure
+  // names.
+  void commit();
+
+ private:
+  [[noreturn]] void fail(const std::string& reason) const;
+
+  std::filesystem::path target;  // as the user named it
+  Destination destination;
+  std::filesystem::path part;  // empty when there is none (any more)
+  int descriptor = -1;
+  std::int64_t size = 0;
+};

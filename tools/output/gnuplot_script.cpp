@@ -1,0 +1,151 @@
+#include "output/gnuplot_script.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <set>
+#include <sstream>
+#include <string_view>
+
+#include "base/text.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// What a reader can tell apart and a screen can show: a line gets no more points than this.
+constexpr std::size_t pointsPerLine = 4000;
+
+// Told apart by most colour-blind people (after Okabe and Ito), dark enough for thin lines.
+constexpr std::array colors = {"#0072B2", "#D55E00", "#009E73", "#CC79A7",
+                               "#8C6D00", "#56B4E9", "#000000", "#7F4FC9"};
+
+struct Panel {
+  std::string unit;
+  std::vector<const PlotLine*> lines;
+};
+
+std::vector<Panel> panelsOf(const std::vector<PlotLine>& lines) {
+  std::vector<Panel> panels;
+  for (const PlotLine& line : lines) {
+    auto panel = std::ranges::find(panels, line.variable->unit, &Panel::unit);
+    if (panel == panels.end()) panel = panels.insert(panel, Panel{line.variable->unit, {}});
+    panel->lines.push_back(&line);
+  }
+  return panels;
+}
+
+std::string axisLabel(const Panel& panel) {
+  constexpr std::size_t longest = 20;  // of what fits beside a panel
+  const std::string& name = panel.lines.front()->variable->name;
+  const bool alone = panel.lines.size() == 1 && name.size() <= longest;
+  if (panel.unit.empty()) return alone ? name : "no unit";
+  return (alone ? name + " " : "") + "[" + panel.unit + "]";
+}
+
+// A gnuplot string in which nothing is special.
+std::string literal(std::string_view text) {
+  std::string result = "'";
+  for (const char character : printable(text)) {
+    if (character == '\'') result += '\'';
+    result += character;
+  }
+  return result + "'";
+}
+
+// The line's points. Of a long run the smallest and the largest value of every stretch remain, so
+// that no peak is lost, and so does a value that is none.
+void writePoints(std::ostream& script, const std::vector<double>& times, const PlotLine& line) {
+  const std::size_t count = line.values.size();
+  const std::size_t stretch = count <= pointsPerLine ? 1 : (2 * count) / pointsPerLine + 1;
+  for (std::size_t begin = 0; begin < count; begin += stretch) {
+    std::optional<std::size_t> lowest, highest, none;
+    for (std::size_t i = begin; i < std::min(begin + stretch, count); ++i) {
+      if (!std::isfinite(line.values[i])) {
+        none = i;
+      } else {
+        if (!lowest || line.values[i] < line.values[*lowest]) lowest = i;
+        if (!highest || line.values[i] > line.values[*highest]) highest = i;
+      }
+    }
+    std::set<std::size_t> kept;
+    for (const auto& point : {lowest, highest, none})
+      if (point) kept.insert(*point);
+    // A run that ends between two extremes still shows its end.
+    if (begin + stretch >= count) kept.insert(count - 1);
+    for (const std::size_t i : kept) {
+      // gnuplot breaks a line at an empty one, which is what a value that is none should look like.
+      if (std::isfinite(line.values[i]))
+        script << numberText(times[i]) << ' ' << numberText(line.values[i]);
+      script << '\n';
+    }
+  }
+}
+
+// gnuplot has no way to stop a legend from hiding the lines, so it stands beside the panels, as
+// wide as its longest name.
+std::size_t legendColumns(const std::vector<PlotLine>& lines) {
+  std::size_t longest = 0;
+  for (const PlotLine& line : lines) longest = std::max(longest, line.variable->name.size());
+  return std::clamp<std::size_t>(longest, 4, 40);
+}
+
+void writeHead(std::ostream& script, const fs::path& file, PictureKind kind,
+               const std::string& title, const std::vector<Panel>& panels, std::size_t legend) {
+  constexpr std::size_t plotWidth = 760;
+  const std::size_t width = plotWidth + 50 + 8 * legend;
+  // All panels have the height of the longest legend.
+  std::size_t mostLines = 0;
+  for (const Panel& panel : panels) mostLines = std::max(mostLines, panel.lines.size());
+  const std::size_t height = 90 + panels.size() * std::max<std::size_t>(210, 40 + 23 * mostLines);
+  if (kind == PictureKind::svg) {
+    script << "set terminal svg size " << width << ',' << height
+           << " noenhanced background '#ffffff' font 'Helvetica,Arial,sans-serif,13'\n";
+  } else {
+    script << "set terminal pngcairo size " << 2 * width << ',' << 2 * height
+           << " noenhanced background '#ffffff' font 'sans,13' fontscale 2 linewidth 2\n";
+  }
+  script << "set output " << literal(file.string()) << '\n'
+         << "set border 3 linecolor '#555555'\n"
+         << "set tics nomirror out scale 0.5 textcolor '#333333'\n"
+         << "set grid linecolor '#d9d9d9' linewidth 0.6, linecolor '#d9d9d9' linewidth 0.6\n"
+         << "set key at graph 1.02, graph 1 left top Left reverse vertical maxcols 1 samplen 1.6 "
+            "spacing 1.15 "
+            "textcolor '#222222'\n"
+         << "set autoscale yfix\nset offsets 0, 0, graph 0.06, graph 0.06\n"
+         << "set multiplot layout " << panels.size() << ",1 margins char 12, char " << legend + 8
+         << ", char 3.5, char 2.5 spacing 0, char 1.6 title " << literal(title) << '\n';
+}
+
+}  // namespace
+
+std::string gnuplotScript(const fs::path& file, PictureKind kind, const std::string& title,
+                          const std::vector<double>& times, const std::vector<PlotLine>& lines) {
+  std::ostringstream script;
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    script << "$line" << i << " << END\n";
+    writePoints(script, times, lines[i]);
+    script << "END\n";
+  }
+  const std::vector<Panel> panels = panelsOf(lines);
+  writeHead(script, file, kind, title, panels, legendColumns(lines));
+  script << "set xrange [" << numberText(times.front()) << ':'
+         << numberText(times.back() > times.front() ? times.back() : times.front() + 1) << "]\n";
+  for (const Panel& panel : panels) {
+    const bool lowest = &panel == &panels.back();
+    script << "set ylabel " << literal(axisLabel(panel)) << " textcolor '#333333'\n"
+           << (lowest ? "set format x\nset xlabel 'time [s]' textcolor '#333333'\n"
+                      : "set format x ''\n")
+           << "plot ";
+    for (std::size_t i = 0; i < panel.lines.size(); ++i) {
+      const PlotLine& line = *panel.lines[i];
+      const bool continuous = line.variable->variability == "continuous";
+      script << (i > 0 ? ", " : "") << "$line" << &line - lines.data() << " using 1:2 with "
+             << (continuous ? "lines" : "steps") << " linewidth 1.8 linecolor '"
+             << colors[i % colors.size()] << "' title " << literal(line.variable->name);
+    }
+    script << '\n';
+  }
+  script << "unset multiplot\nunset output\n";
+  return script.str();
+}

@@ -43,8 +43,8 @@ class Case(unittest.TestCase):
                "LC_ALL": "C.UTF-8", "TMPDIR": str(self.home / "tmp"), "LD_PRELOAD": SANITIZERS, **env}
         process = subprocess.Popen(
             [ZELVOX, *map(str, arguments)], cwd=self.home, env={k: v for k, v in env.items() if v is not None},
-            stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE, encoding="utf-8",
-            errors="backslashreplace", **options)
+            encoding="utf-8", errors="backslashreplace",
+            **{"stdin": subprocess.PIPE, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **options})
         self.addCleanup(process.kill)
         return process
 

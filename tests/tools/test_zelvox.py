@@ -377,6 +377,12 @@ class Hostile(Case):
             content = self.archive(("modelDescription.xml", text))
             self.every_command_refuses(content, f"modelDescription.xml, line {1 + text.count(chr(10))}: .*{reason}")
 
+    def test_name_in_another_code_page_is_no_fault(self):
+        self.archive(("Qel.txt", ""), *((entry, zipfile.ZipFile(motor()).read(entry)) for entry in zipfile.ZipFile(motor()).namelist()))
+        self.write("new.fmu", (self.home / "new.fmu").read_bytes().replace(b"Qel.txt", b"\x99l/.txt"))
+        self.assertIn("Platforms    linux64", self.zelvox("info", "new.fmu")[0])
+        self.assertEqual(len(self.simulated("new.fmu")["time"]), 501)
+
     def test_what_is_large_is_no_attack(self):
         self.fmu(*((f"resources/{i}", "") for i in range(99_998)), ("table", bytes(60 << 20)))
         self.assertIn(", 100000 files\n", self.zelvox("info", "new.fmu")[0])

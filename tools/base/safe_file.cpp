@@ -130,8 +130,12 @@ void SafeFile::commit() {
   if (close(closing) != 0) fail(std::strerror(errno));
   if (destination.direct) return;
   if (destination.exists) {
-    // Somebody else's file becomes ours where we may not give files away, as with most programs.
-    if (chown(part.c_str(), destination.status.st_uid, destination.status.st_gid) != 0) errno = 0;
+    // Where we may not give files away, somebody else's becomes ours, of the same group if
+    // possible.
+    const gid_t group = destination.status.st_gid;
+    if (chown(part.c_str(), destination.status.st_uid, group) != 0 &&
+        chown(part.c_str(), static_cast<uid_t>(-1), group) != 0)
+      errno = 0;
     if (chmod(part.c_str(), destination.status.st_mode & 0777) != 0) fail(std::strerror(errno));
   }
   const fs::path complete = std::move(part);

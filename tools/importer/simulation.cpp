@@ -180,7 +180,7 @@ void Simulation::checkFinite(std::size_t i, double value) {
   const std::string finding = "'" + printable(observed[i]->name) + "' is " + numberText(value) +
                               " at t=" + numberText(lastTime);
   if (options.failOnNan) throw Failure(finding);
-  warn(finding + ", and perhaps again later");
+  warn(finding + " (said once per variable; --fail-on-nan makes it an error)");
 }
 
 void Simulation::summarize() const {

@@ -114,17 +114,20 @@ void Simulation::openTable() {
 // Makes the rows of a run that failed the result, and says how far they go.
 std::string Simulation::keepRows() {
   std::string said;
-  if (output && stepping) try {
+  if (output && stepping) {
+    try {
       output->flush();
     } catch (const Failure&) {  // then the table ends with the rows before
     }
-  if (output && stepping && output->lastTime()) try {
-      output->close();
-      said =
-          options.outputFile.string() + " has the rows up to t=" + numberText(*output->lastTime());
+    try {
+      if (const std::optional<double> last = output->lastTime()) {
+        output->close();
+        said = options.outputFile.string() + " has the rows up to t=" + numberText(*last);
+      }
     } catch (const Failure& failure) {
       said = failure.what();
     }
+  }
   output.reset();
   return said;
 }

@@ -101,6 +101,10 @@ TEST_F(Running, ThereAreNoVariablesOfOtherTypes) {
             symbol(name));
     const bool set = name[4] == 'S', real = name.ends_with("Real");
     void* values[] = {c, c};
+    record(c).valuesDirty = 0;
+    EXPECT_EQ(access(c, nullptr, 0, nullptr), fmi2OK);
+    EXPECT_EQ(record(c).valuesDirty, 0) << name;
+    seen();
     record(c).valuesDirty = 1;
     EXPECT_EQ(access(c, nullptr, 0, nullptr), fmi2OK);
     EXPECT_EQ(log(), set ? Lines{"OK logFmiCall m: " + name + ": nvr = 0"} : Lines{});
@@ -289,7 +293,10 @@ TEST_F(Running, FreeTellsJavaBeforeMemoryGoesBackAndTheRecordGoesLast) {
   EXPECT_EQ(log(), Lines{"OK logFmiCall m: fmi2Instantiate: GUID=" + std::string(guid)});
   calls();
   std::string first;
-  importer.onCallback = [&] { first += importer.freed.size() == 1 ? seen() : ""; };
+  importer.onCallback = [&] {
+    noteJavaCalls();
+    first += importer.freed.size() == 1 ? seen() : "";
+  };
   FMI(fmi2FreeInstance)(c);
   EXPECT_EQ(first, "OK logFmiCall m: fmi2FreeInstance | doFreeInstance m");
   EXPECT_EQ(importer.freed, order);
@@ -332,6 +339,7 @@ TEST_F(Running, AnImporterThatThrowsGetsAnErrorAndNoException) {
   const auto fail = [] { throw std::runtime_error("from a callback"); };
   importer.onCallback = fail;
   EXPECT_EQ(FMI(fmi2DoStep)(c, 1, 1, 0), fmi2Error);
+  EXPECT_EQ(record(c).state, InstanceState::Error);
   EXPECT_EQ(FMI(fmi2Reset)(c), fmi2Error);
   EXPECT_TRUE(run("foreign set 4 40").ends_with("-> Error"));
   EXPECT_EQ(instantiate("n"), nullptr);  // the first request throws

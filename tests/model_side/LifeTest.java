@@ -1,6 +1,5 @@
 import static org.junit.Assert.assertEquals;
 import static org.junit.Assert.assertFalse;
-import static org.junit.Assert.assertNotEquals;
 import static org.junit.Assert.assertNull;
 import static org.junit.Assert.assertThrows;
 import static org.junit.Assert.assertTrue;
@@ -198,54 +197,52 @@ public class LifeTest {
                         + " cannot be initialized at time 5.0: no steam",
                 "end a",
                 "fail initialize",
+                "init a => " + reset(5).replace("0.0", "5.0") + "; 5 initialize [3.0, -1.0] [0.5, 0.25]",
                 "fail make not twice",
                 "setUp a 0 => = error ! instance 'a': the model cannot be constructed: not twice",
                 "fail make",
                 "fail free stuck",
-                "setUp a 0 => " + reset(5), // nobody waits for the old one
-                "init a => 5 initialize [3.0, -1.0] [0.5, 0.25]",
+                "setUp a 0 => " + reset(6), // nobody waits for the old one
+                "init a => 6 initialize [3.0, -1.0] [0.5, 0.25]",
                 "fail step broken",
-                "step a 0 1 => 5 step 0.0 1.0 [3.0, -1.0] [6.0, 0.25] = error ! instance 'a': the"
+                "step a 0 1 => 6 step 0.0 1.0 [3.0, -1.0] [6.0, 0.25] = error ! instance 'a': the"
                         + " model cannot step from time 0.0 by 1.0: broken",
                 "fail step",
                 "step a 0 1 => = error ! instance 'a': step at time 0.0" + over,
                 "end a",
-                "setUp a 0 => " + reset(6),
-                "init a => 6 initialize [3.0, -1.0] [0.5, 0.25]",
-                "step a 0 1 => 6 step 0.0 1.0 [3.0, -1.0] [6.0, 0.25] = 7.0 0.25",
+                "setUp a 0 => " + reset(7),
+                "init a => 7 initialize [3.0, -1.0] [0.5, 0.25]",
+                "step a 0 1 => 7 step 0.0 1.0 [3.0, -1.0] [6.0, 0.25] = 7.0 0.25",
                 "fail terminate not now",
-                "end a => 6 terminate ! instance 'a': the model cannot be terminated at time 1.0: not now",
+                "end a => 7 terminate ! instance 'a': the model cannot be terminated at time 1.0: not now",
                 "step a 1 1 => = error ! instance 'a': step at time 1.0" + over,
-                "free a => 6 free ! instance 'a': the model cannot be freed: stuck",
+                "free a => 7 free ! instance 'a': the model cannot be freed: stuck",
                 "free a");
         Recorder.happenings.put("no description", () -> null);
-        Script.play("new a => 7 describe; 7 free = NULL ! instance 'a': the model cannot be described: it"
+        Script.play("new a => 8 describe; 8 free = NULL ! instance 'a': the model cannot be described: it"
                 + " answers null, expected a description");
     }
 
     @Test
     public void reasonIsTheMessageOrTellsMoreWhereThatSaysLittle() {
-        String slip = "java\\.lang\\.ArrayIndexOutOfBoundsException: .*3.* at LifeTest\\..*LifeTest\\.java:\\d+\\)";
-        Object[][] reasons = {
-            {(Callable<?>) () -> { throw new IllegalStateException("no oil"); }, "no oil"},
-            {(Callable<?>) () -> { throw new IllegalArgumentException("no oil"); }, "no oil"},
-            {(Callable<?>) () -> { throw new OutOfMemoryError("Java heap space"); }, "Java heap space"},
-            {(Callable<?>) () -> { throw new Exception(); }, "java.lang.Exception at LifeTest\\..*"},
-            {(Callable<?>) () -> new int[1][3][0].length + new int[1][3].length + new int[0][3].length
-                    + new Object[0].length + new int[0].clone()[3], slip},
-            {(Callable<?>) () -> { throw new NoClassDefFoundError("a/B"); }, "java.lang.NoClassDefFoundError: a/B"},
-            {(Callable<?>) () -> { throw new ExceptionInInitializerError(new Exception("no table")); },
-                "java.lang.ExceptionInInitializerError: no table"},
-        };
-        for (Object[] reason : reasons) {
-            nothingIsLeft();
-            Script.play(NEW, SET_UP);
-            Recorder.happenings.put("initialize", (Callable<?>) reason[0]);
-            assertFalse(sim.doInitializeModel("a"));
-            String said = sim.getLasterror();
-            assertTrue(said, said.matches(
-                    "instance 'a': the model cannot be initialized at time 0\\.0: " + reason[1]));
-        }
+        reason("no oil", () -> { throw new IllegalStateException("no oil"); });
+        reason("no oil", () -> { throw new IllegalArgumentException("no oil"); });
+        reason("Java heap space", () -> { throw new OutOfMemoryError("Java heap space"); });
+        reason("java.lang.Exception at LifeTest\\..*", () -> { throw new Exception(); });
+        reason("java.lang.ArrayIndexOutOfBoundsException: .*3.* at LifeTest\\..*LifeTest.java:\\d+\\)",
+                () -> "".split(",")[3]);
+        reason("java.lang.NoClassDefFoundError: a/B", () -> { throw new NoClassDefFoundError("a/B"); });
+        reason("java.lang.ExceptionInInitializerError: no table",
+                () -> { throw new ExceptionInInitializerError(new Exception("no table")); });
+    }
+
+    private void reason(String expected, Callable<?> happening) {
+        nothingIsLeft();
+        Script.play(NEW, SET_UP);
+        Recorder.happenings.put("initialize", happening);
+        assertFalse(sim.doInitializeModel("a"));
+        assertTrue(sim.getLasterror(), sim.getLasterror().matches(
+                "instance 'a': the model cannot be initialized at time 0\\.0: " + expected));
     }
 
     @Test
@@ -293,16 +290,9 @@ public class LifeTest {
     @Test
     public void stepsOfAMillisecondGoOnAtATimeOfToday() {
         Script.play(NEW, "setUp a 1.7e9 => 1 setUp 1.7E9 NaN", INIT);
-        double accumulated = 1.7e9;
         for (int i = 0; i < 300_000; i++) {
             Recorder.calls.clear();
             assertTrue(sim.getLasterror(), sim.doStepModel("a", 1.7e9 + i * 1e-3, 1e-3, new double[2]));
-        }
-        sim.doSetupExperiment("a", accumulated, false, 0);
-        sim.doInitializeModel("a");
-        for (int i = 0; i < 300_000; i++, accumulated += 1e-3) {
-            Recorder.calls.clear();
-            assertTrue(sim.getLasterror(), sim.doStepModel("a", accumulated, 1e-3, new double[2]));
         }
     }
 
@@ -328,22 +318,21 @@ public class LifeTest {
                 "free a => 4 free",
                 "new a => 5 describe; 5 set gain 2.0; 5 set mode 1.0");
         nothingIsLeft();
-        for (boolean taken : new boolean[] {false, true}) { // one comes while the model is made
-            Recorder.happenings.put("describe", () -> {
-                Recorder.happenings.clear();
-                Script.play("new a => 2 describe; 2 set gain 2.0; 2 set mode 1.0");
-                return null;
-            });
-            assertFalse(sim.doInstantiate("a", ""));
-            assertEquals(NAMESAKE.substring(NAMESAKE.indexOf("there")), sim.getLasterror());
-            assertEquals("1 set gain 2.0; 1 set mode 1.0; 1 free",
-                    String.join("; ", Recorder.calls).replaceAll("^.*?(?=1 set)", ""));
-            nothingIsLeft();
-        }
+        Callable<?> twin = () -> { // it comes while the model is made
+            Recorder.happenings.clear();
+            return sim.doInstantiate("a", "");
+        };
+        Recorder.happenings.put("describe", twin);
+        Script.play("new a => 1 describe; 2 describe; 2 set gain 2.0; 2 set mode 1.0;"
+                + " 1 set gain 2.0; 1 set mode 1.0; 1 free" + NAMESAKE, "init a => 2 setUp 0.0 NaN;"
+                + " 2 initialize [3.0, -1.0] [0.5, 0.25]");
+        Recorder.happenings.put("describe", twin);
+        Script.play("new a => 3 describe; 4 describe; 4 set gain 2.0; 4 set mode 1.0; 2 free;"
+                + " 3 set gain 2.0; 3 set mode 1.0; 3 free" + NAMESAKE);
     }
 
     @Test
-    public void instancesDoNotMeet() throws InterruptedException {
+    public void instancesDoNotMeet() {
         Script.play(
                 NEW, NEW.replace("new a", "new b").replace("1 ", "2 "),
                 "set b 4 5",
@@ -357,20 +346,15 @@ public class LifeTest {
     @Test
     public void nameThatNobodyHasIsTold() {
         String unknown = "there is no instance 'c', expected one that was instantiated and not freed";
-        Callable<?>[] calls = {() -> sim.doSetupExperiment("c", 0, false, 0), () -> sim.doInitializeModel("c"),
-            () -> sim.doStepModel("c", 0, 1, new double[0]), () -> sim.getData("c") != null,
-            () -> { sim.doTerminate("c"); return false; }};
-        Script.play(NEW);
-        for (Callable<?> call : calls) {
-            String before = sim.getLasterror();
-            try {
-                assertEquals(false, call.call());
-            } catch (Exception e) {
-                throw new AssertionError(e);
-            }
-            assertTrue(before != sim.getLasterror());
-            assertEquals(unknown, sim.getLasterror());
-        }
+        Script.play(
+                NEW,
+                "setUp c 0 => = error ! " + unknown,
+                "init c => = error ! " + unknown,
+                "end c => ! " + unknown,
+                "free c");
+        assertFalse(sim.doStepModel("c", 0, 1, new double[0]));
+        assertEquals(unknown, sim.getLasterror());
+        assertNull(sim.getData("c"));
         assertEquals(unknown, assertThrows(IllegalStateException.class, () -> sim.setReal("c", 4, 1)).getMessage());
         assertEquals("", sim.getProp("c", "number_of_reals") + sim.getProp("a", "number_of_integers"));
     }

@@ -30,9 +30,13 @@ public class Recorder implements Model {
     }
 
     private void call(String name, String arguments) throws Exception {
+        write(name, arguments);
+        happen(name);
+    }
+
+    private void write(String name, String arguments) {
         number = number == 0 ? ++called : number;
         calls.add(number + " " + name + arguments);
-        happen(name);
     }
 
     private static void happen(String name) throws Exception {
@@ -71,9 +75,10 @@ public class Recorder implements Model {
 
     @Override
     public void initialize(double[] inputs, double[] outputs) throws Exception {
-        call("initialize", " " + Arrays.toString(inputs) + " " + Arrays.toString(outputs));
+        write("initialize", " " + Arrays.toString(inputs) + " " + Arrays.toString(outputs));
         outputs[0] = gain * inputs[0]; // the other one keeps its value
         inputs[0] = 99; // the array is the host's; nobody minds
+        happen("initialize");
     }
 
     @Override

@@ -52,7 +52,7 @@ final class Script {
                 return "";
             case "setUp":
                 boolean stops = numbers.length > 1;
-                return status(SIM.doSetupExperiment(name, numbers[0], stops, stops ? numbers[1] : 12345));
+                return SIM.doSetupExperiment(name, numbers[0], stops, stops ? numbers[1] : 12345) ? "" : "error";
             case "set":
                 int reference = (int) numbers[0];
                 SIM.setReal(name, reference, numbers[1]);
@@ -61,13 +61,15 @@ final class Script {
                 }
                 return "";
             case "init":
-                boolean initialized = SIM.doInitializeModel(name);
+                if (!SIM.doInitializeModel(name)) {
+                    return "error";
+                }
                 fetch(name);
-                return status(initialized);
+                return "";
             case "step":
                 int first = 2 * count(name, "outputs");
                 double[] inputs = Arrays.copyOfRange(REALS.get(name), first, first + count(name, "inputs"));
-                return SIM.doStepModel(name, numbers[0], numbers[1], inputs) ? fetch(name) : status(false);
+                return SIM.doStepModel(name, numbers[0], numbers[1], inputs) ? fetch(name) : "error";
             case "data":
                 return fetch(name);
             case "end":
@@ -95,9 +97,5 @@ final class Script {
 
     private static int count(String name, String of) {
         return Integer.parseInt(SIM.getProp(name, "number_of_" + of));
-    }
-
-    private static String status(boolean fine) {
-        return fine ? "" : "error";
     }
 }

@@ -267,9 +267,7 @@ final class Instance {
 
     private void throwRefusal() {
         if (refusal != null) {
-            String sentence = refusal;
-            refusal = null;
-            throw new IllegalStateException(sentence);
+            throw new IllegalStateException(refusal);
         }
     }
 

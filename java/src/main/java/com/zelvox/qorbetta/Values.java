@@ -39,12 +39,10 @@ final class Values {
         return reference - firstParameter;
     }
 
-    /** Takes the value of an input or a parameter; outputs are the model's to say. */
+    /** Takes a value. That of an output does not last: outputs are the model's to say. */
     void set(int reference, double value) {
-        if (reference >= firstInput) {
-            layout[reference] = value;
-            setAtEvent[reference] = event;
-        }
+        layout[reference] = value;
+        setAtEvent[reference] = event;
     }
 
     /** What was set before belongs to the run from now on, what is set later perhaps to the next. */

@@ -97,6 +97,8 @@ class AnyFmu(Case):
             ["moved", "4", "mm"], ["engaged", "1"], ["held", "1"], ["shown", "a", '"b",', "c"], ["counted", "1"],
             ["ratio", "1", "mm/kg"], ["set", "8", "mm"]])
         self.assertEqual(end, "Wrote out.csv with 3 rows")
+        self.run_stub("--start-value=label=", "--output-variable=shown", "--output-file=out.csv")  # the stub gives NULL
+        self.assertEqual(self.simulated("", run=False)["shown"], [""] * 5)
 
     def test_values_that_a_type_cannot_hold_are_refused(self):
         for option, reason in (

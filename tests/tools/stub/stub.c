@@ -199,4 +199,4 @@ ACCESS(Real, "%g", stub->reals[vr[i]] = value[i], stub->reals[vr[i]])
 ACCESS(Integer, "%d", stub->integers[vr[i]] = value[i], stub->integers[vr[i]])
 ACCESS(Boolean, "%d", stub->booleans[vr[i]] = value[i], stub->booleans[vr[i]])
 ACCESS(String, "\"%s\"", strcpy(stub->strings[vr[i]], value[i]),
-       strcpy(stub->given[vr[i]], stub->strings[vr[i]]))
+       *stub->strings[vr[i]] != '\0' ? strcpy(stub->given[vr[i]], stub->strings[vr[i]]) : NULL)

@@ -5,7 +5,8 @@ cd "$(dirname "$0")/.."
 . scripts/install-missing.sh
 
 install_missing g++ cmake ninja-build pkg-config default-jdk-headless libutfcpp-dev libgtest-dev \
-  libcli11-dev libpugixml-dev libzip-dev junit4 gnuplot-nox libxml2-utils python3 python3-venv maven
+  libcli11-dev libpugixml-dev libzip-dev junit4 gnuplot-nox libxml2-utils libtbb12 python3 python3-venv \
+  maven
 
 for preset in release sanitize; do
   say "Building and testing: $preset"
@@ -14,6 +15,10 @@ for preset in release sanitize; do
   ctest --preset "$preset"
 done
 
-work=build/release/tests/importers/work
-[ -f "$work/python.ready" ] || say "Skipped: FMPy and libcosim, which could not be fetched from PyPI"
-[ -f "$work/fmi4j.ready" ] || say "Skipped: FMI4j, which could not be fetched from Maven Central"
+skipped() { # skipped NAME WHAT
+  [ -f "build/release/tests/importers/work/$1.ready" ] || say "Skipped: $2"
+}
+skipped python "FMPy, libcosim and Ecos, which could not be fetched from PyPI"
+skipped fmi4j "FMI4j, which could not be fetched from Maven Central"
+skipped into-cps "jnifmuapi and Maestro, which could not be fetched from Maven Central"
+skipped fmi-sim "fmi-sim, which could not be built"

@@ -1,70 +1,92 @@
 #!/usr/bin/env bash
 # Runs the examples with importers that nobody here wrote, and compares with `zelvox simulate`.
 #
-#   run.sh CASE WORK_DIRECTORY ZELVOX ZELVOX_JAR MODEL_JAR
+#   run.sh CASE WORK_DIRECTORY ZELVOX ZELVOX_JAR
 #
-# The case "prepare" fetches the importers and packs the motor; the others need what it made. What
-# cannot be fetched is skipped (exit code 77), and is a failure where CI=true promises a network.
+# needs what prepare.sh made in the work directory. What could not be fetched is skipped (exit code
+# 77), and is a failure where CI=true promises a network.
 set -euo pipefail
-case=$1 work=$2 zelvox=$3 jar=$4 model=$5
+case=$1 work=$2 zelvox=$3 jar=$4
 here=$(cd "$(dirname "$0")" && pwd)
 examples=$here/../../examples/importers
-fmu=$work/motor.fmu reference=$work/reference.csv result=$work/$case.csv
 python=$work/python/bin/python
+pair=("$work/tank.fmu" "$work/motor.fmu")
+result=$work/$case.csv
+cd "$work"
+rm -f "$result"
 
-skip() {
-  echo "skipped: $1"
+need() { # need NAME WHAT
+  [ -f "$1.ready" ] && return
+  echo "skipped: could not fetch $2"
   [ "${CI:-}" = true ] && exit 1
   exit 77
 }
+in_jvm() { "$zelvox" exec -- "$@"; }
+compare() { python3 "$here/compare.py" "$@"; }
 
 case $case in
-  prepare)
-    mkdir -p "$work"
-    "$zelvox" pack --jar "$model" -o "$fmu"
-    "$zelvox" simulate "$fmu" --start-value voltage=12 --start-value load=0.01 \
-      --output-file "$reference"
-    rm -f "$work"/*.ready
-    python3 -m venv "$work/python"
-    # What cannot be fetched is told by the cases that need it.
-    if "$python" -m pip install --quiet --retries 1 --timeout 30 \
-      fmpy==0.3.32 JPype1==1.7.1 libcosimpy==0.0.6; then
-      touch "$work/python.ready"
-    fi
-    if mvn --quiet --batch-mode --file "$examples/fmi4j/pom.xml" \
-      org.apache.maven.plugins:maven-dependency-plugin:3.6.1:copy-dependencies \
-      -DoutputDirectory="$work/fmi4j"; then
-      touch "$work/fmi4j.ready"
-    fi
-    ;;
-  fmi4j)
-    [ -f "$work/fmi4j.ready" ] || skip "FMI4j could not be fetched from Maven Central"
-    javac -d "$work" -cp "$work/fmi4j/*" "$examples/fmi4j/Motor.java"
-    java -cp "$work:$jar:$work/fmi4j/*" Motor "$fmu" "$result"
-    ;;
-  *)
-    [ -f "$work/python.ready" ] || skip "FMPy and libcosimpy could not be fetched from PyPI"
-    ;;&
-  validation)
-    "$python" -m fmpy validate "$fmu"
-    ;;
+  fmi4j) need fmi4j "FMI4j from Maven Central" ;;
+  jnifmuapi | maestro) need into-cps "jnifmuapi and Maestro from Maven Central" ;;
+  *) need python "FMPy, libcosimpy and ecospy from PyPI" ;;
+esac
+case $case in
+  validation) "$python" -m fmpy validate motor.fmu ;;
   schema)
     schema=$("$python" -c 'import fmpy; print(fmpy.__path__[0])')/schema/fmi2
-    "$python" -m zipfile --extract "$fmu" "$work/unpacked"
-    xmllint --noout --schema "$schema/fmi2ModelDescription.xsd" "$work/unpacked/modelDescription.xml"
+    "$python" -m zipfile --extract motor.fmu unpacked
+    xmllint --noout --schema "$schema/fmi2ModelDescription.xsd" unpacked/modelDescription.xml
     ;;
+
+  # One motor, whose inputs are constant.
   fmpy-command)
-    "$zelvox" exec -- "$python" -m fmpy simulate "$fmu" --stop-time 0.5 --output-interval 1e-3 \
+    in_jvm "$python" -m fmpy simulate motor.fmu --stop-time 0.5 --output-interval 1e-3 \
       --start-values voltage 12 load 0.01 --output-variables speed current --output-file "$result"
     ;;
-  *-exec)
-    "$zelvox" exec -- "$python" "$examples/${case%-exec}_motor.py" "$fmu" "$result"
+  *-exec) in_jvm "$python" "$examples/${case%-exec}_motor.py" motor.fmu "$result" ;;
+  *-jpype) "$python" "$examples/${case%-jpype}_motor.py" motor.fmu "$result" "$jar" ;;
+  fmi4j)
+    javac -d fmi4j -cp "fmi4j/*" "$examples/fmi4j/Motor.java"
+    java -cp "$jar:fmi4j:fmi4j/*" Motor motor.fmu "$result"
     ;;
-  *-jpype)
-    "$python" "$examples/${case%-jpype}_motor.py" "$fmu" "$result" "$jar"
+
+  # A tank that drives a motor.
+  ecos) in_jvm "$python" "$examples/ecos_pair.py" "${pair[@]}" "$result" ;;
+  jnifmuapi)
+    javac -d into-cps -cp "into-cps/*" "$examples/into-cps/Pair.java"
+    java -cp "$jar:into-cps:into-cps/*" Pair "${pair[@]}" "$result"
+    ;;
+  maestro)
+    java -cp "$jar:into-cps/*" org.intocps.maestro.Main import sg1 --interpret \
+      --fmu-search-path="$work" -output="$work/maestro" "$examples/into-cps/multimodel.json"
+    mv maestro/outputs.csv "$result"
+    ;;
+  fmi-sim) # knows no systems: what the tank wrote is the motor's input
+    rm -f fmi-sim.ready drained.csv
+    fmi_sim=$("$here/fmi-sim.sh" "$python") || {
+      code=$?
+      [ $code -eq 77 ] || [ "${CI:-}" = true ] || code=77
+      echo "skipped: could not build fmi-sim"
+      exit $code
+    }
+    touch fmi-sim.ready
+    steps=(--step 1e-3 -n 0 -f 0.5)
+    in_jvm "$fmi_sim" --model tank.fmu -o drained.csv co-simulation --init-values drain=2 "${steps[@]}"
+    sed 's/level/voltage/' drained.csv >drained-voltage.csv
+    in_jvm "$fmi_sim" --model motor.fmu -i drained-voltage.csv -o "$result" \
+      co-simulation --init-values J=2e-4 "${steps[@]}"
+    ;;
+
+  # Three tanks. Ecos names instances after the file and goes on after an error.
+  ecos-three)
+    for copy in a b c; do cp tank.fmu "tank-$copy.fmu"; done
+    in_jvm "$python" "$here/ecos_three.py" tank-{a,b,c}.fmu
+    in_jvm "$python" "$here/ecos_three.py" tank.fmu tank.fmu tank.fmu >three.log 2>&1 ||
+      grep -m 1 "give each instance a name of its own" three.log
     ;;
 esac
 case $case in
-  prepare | validation | schema) ;;
-  *) python3 "$here/compare.py" "$reference" "$result" ;;
+  validation | schema | ecos-three) ;;
+  fmpy-* | libcosim-* | fmi4j) compare "$result" alone.csv ;;
+  fmi-sim) compare drained.csv tank.csv && compare "$result" driven.csv ;;
+  *) compare "$result" tank.csv driven.csv ;;
 esac

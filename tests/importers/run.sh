@@ -50,6 +50,18 @@ case $case in
     ;;
 
   # A tank that drives a motor.
+  fmpy-pair) in_jvm "$python" "$examples/fmpy_pair.py" "${pair[@]}" "$result" ;;
+  libcosim-osp)
+    cp "$examples/libcosim/OspSystemStructure.xml" .
+    in_jvm "$python" "$examples/libcosim/pair.py" OspSystemStructure.xml "$result"
+    ;;
+  libcosim-ssp)
+    mkdir -p resources
+    cp "${pair[@]}" resources
+    rm -f pair.ssp
+    "$python" -m zipfile --create pair.ssp "$examples/libcosim/SystemStructure.ssd" resources
+    in_jvm "$python" "$examples/libcosim/pair.py" pair.ssp "$result"
+    ;;
   ecos) in_jvm "$python" "$examples/ecos_pair.py" "${pair[@]}" "$result" ;;
   jnifmuapi)
     javac -d into-cps -cp "into-cps/*" "$examples/into-cps/Pair.java"
@@ -86,7 +98,7 @@ case $case in
 esac
 case $case in
   validation | schema | ecos-three) ;;
-  fmpy-* | libcosim-* | fmi4j) compare "$result" alone.csv ;;
+  fmpy-command | *-exec | *-jpype | fmi4j) compare "$result" alone.csv ;;
   fmi-sim) compare drained.csv tank.csv && compare "$result" driven.csv ;;
   *) compare "$result" tank.csv driven.csv ;;
 esac

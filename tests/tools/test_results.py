@@ -99,7 +99,7 @@ class Whole(Case):
         self.assertEqual(sorted(os.listdir(self.home)), ["out.csv", "tmp"])
 
     def test_full_disk_leaves_the_whole_rows_that_fit_and_says_how_far_they_go(self):
-        err = self.zelvox("simulate", motor(), *LONG, "--output-file=out.csv", code=1,
+        err = self.zelvox("simulate", motor(), *LONG, "--output-file=out.csv", *["--output-variable=J"] * 40, code=1,
                           **small_disk(os.path.getsize(LIBRARY) + 300_000))[1]
         result = self.simulated(motor(), run=False)  # which is strict about cells
         self.assertRegex(err, "out.csv cannot be written: File too large; out.csv has the rows up to t=" + result["time"][-1])
@@ -228,7 +228,7 @@ class Drawn(Case):
                     ("cut short, is the disk full", "case $2 in --version) ;; *) trap '' XFSZ; ulimit -f 8;; esac", {}),
                     ("gnuplot cannot be run", "exit 1", {}), ("gnuplot gave up: tired", "case $2 in --version) ;; *) echo tired >&2; exit 1;; esac", {}),
                     ("plot.gnuplot cannot be written: File too large", "", small_disk(os.path.getsize(LIBRARY) + 300_000))):
-                many = ["--output-variable=speed"] * 60 if options else ["--output-variable=speed"]
+                many = ["--start-value=voltage=12", *["--output-variable=speed"] * (60 if options else 1)]
                 self.refuses(reason, *(word for word in draw if not options or "csv" not in str(word)), picture, *many,
                              env=self.gnuplot(script), **options)
                 self.assertEqual((self.home / picture).read_text(), "old")

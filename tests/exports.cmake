@@ -22,6 +22,13 @@ if(NOT dynamic MATCHES "NEEDED[^\n]*\\[libjvm\\.so\\]" OR dynamic MATCHES "RPATH
   message(SEND_ERROR "libjvm.so must be needed, and no path given:\n${dynamic}")
 endif()
 
+# `zelvox pack` replaces it in a copy.
+set(guid "{6F1C2D3A-8B4E-4F70-9A1D-2E5B7C9D0F13}")
+file(STRINGS ${LIBRARY} guids REGEX ${guid})
+if(NOT guids STREQUAL guid)
+  message(SEND_ERROR "the library must hold the GUID once, got: ${guids}")
+endif()
+
 symbols(imported --dynamic --undefined-only ${LIBRARY})
 if(imported MATCHES "(printf|put|fwrite|perror|write|cout|cerr|clog)[^;]*(@|;)")
   message(SEND_ERROR "the library can print: ${CMAKE_MATCH_0}")

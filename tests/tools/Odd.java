@@ -4,7 +4,7 @@ import com.zelvox.qorbetta.Unit;
 
 /**
  * A model that says what it was asked to do, with names that no file format likes. The parameters
- * make it misbehave in a run, the system property {@code odd} in its description.
+ * make it misbehave in a run, the system properties {@code odd} and {@code name} in its description.
  */
 public class Odd implements Model {
     private static final double NEVER = Double.MAX_VALUE;
@@ -14,7 +14,8 @@ public class Odd implements Model {
 
     @Override
     public ModelDescription describe() {
-        ModelDescription.Builder odd = ModelDescription.named("Prüfstand <1> & 𝄞")
+        ModelDescription.Builder odd = ModelDescription
+                .named(System.getProperty("name", "Prüfstand <1> & 𝄞"))
                 .describedAs("All that is \"odd\",\nin two lines")
                 .author("Ann & Bö").copyright("(c) Ann").license("<free>");
         switch (mood) {

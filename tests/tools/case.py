@@ -38,11 +38,11 @@ class Case(unittest.TestCase):
         self.home = Path(self.enterContext(tempfile.TemporaryDirectory(prefix="zelvox test ")))
         (self.home / "tmp").mkdir()
 
-    def start(self, *arguments, env={}, **options):
+    def start(self, *arguments, env={}, program=ZELVOX, **options):
         env = {**{name: os.environ.get(name) for name in ("PATH", "JAVA_HOME", "ASAN_OPTIONS")},
                "LC_ALL": "C.UTF-8", "TMPDIR": str(self.home / "tmp"), "LD_PRELOAD": SANITIZERS, **env}
         process = subprocess.Popen(
-            [ZELVOX, *map(str, arguments)], cwd=self.home, env={k: v for k, v in env.items() if v is not None},
+            [program, *map(str, arguments)], cwd=self.home, env={k: v for k, v in env.items() if v is not None},
             encoding="utf-8", errors="backslashreplace",
             **{"stdin": subprocess.PIPE, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **options})
         self.addCleanup(process.kill)

@@ -1,8 +1,8 @@
 """A minimal importer: one co-simulation instance of an unpacked FMU, through ctypes."""
 
 import ctypes
+import xml.etree.ElementTree as ElementTree
 
-GUID = "{6F1C2D3A-8B4E-4F70-9A1D-2E5B7C9D0F13}"
 REAL = ctypes.c_double
 # Variadic in C; the first of the arguments for the message, if any, arrives like a sixth parameter.
 LOGGER = ctypes.CFUNCTYPE(None, ctypes.c_void_p, ctypes.c_char_p, ctypes.c_int, ctypes.c_char_p,
@@ -15,16 +15,19 @@ class Callbacks(ctypes.Structure):
 
 
 class Instance:
-    def __init__(self, directory, name, uri=None, guid=GUID):
+    def __init__(self, directory, name, uri=None, guid=None):
         self.messages = []
-        self.library = ctypes.CDLL(f"{directory}/binaries/linux64/zelvox.so")
+        description = ElementTree.parse(f"{directory}/modelDescription.xml").getroot()
+        self.guid = description.get("guid")
+        binary = description.find("CoSimulation").get("modelIdentifier")
+        self.library = ctypes.CDLL(f"{directory}/binaries/linux64/{binary}.so")
         host = ctypes.CDLL(None)
         self.callbacks = Callbacks(
             LOGGER(self.receive),
             *(ctypes.cast(f, ctypes.c_void_p) for f in (host.calloc, host.free)))
         self.library.fmi2Instantiate.restype = ctypes.c_void_p
         component = self.library.fmi2Instantiate(
-            name.encode(), 1, guid.encode(), (uri or f"file://{directory}/resources").encode(),
+            name.encode(), 1, (guid or self.guid).encode(), (uri or f"file://{directory}/resources").encode(),
             ctypes.byref(self.callbacks), 0, 0)
         if not component:
             raise RuntimeError(self.messages[-1])

@@ -47,8 +47,9 @@ std::string kindOf(const ModelDescription& model) {
   return "FMI 2.0, " + kind;
 }
 
-std::string needsOf(const ModelDescription& model) {
-  if (model.guid == zelvoxGuid) return "a JVM in the importer's process, with zelvox.jar";
+std::string needsOf(const ModelDescription& model, const std::vector<std::string>& files) {
+  if (std::ranges::find(files, "resources/model.properties") != files.end())
+    return "a JVM in the importer's process, with zelvox.jar";
   return model.needsExecutionTool ? "the tool that made it" : "";
 }
 
@@ -144,7 +145,7 @@ void info(const InfoOptions& options) {
   printFact("Copyright", model.copyright);
   printFact("Licence", options.all ? model.license : cut(model.license, widestDescription));
   printFact("Kind", kindOf(model));
-  printFact("Needs", needsOf(model));
+  printFact("Needs", needsOf(model, files));
   printFact("Experiment", experimentOf(model));
   printFact("Platforms", platformsOf(files));
   printFact("Made by",

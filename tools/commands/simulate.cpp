@@ -2,11 +2,10 @@
 // summary.
 #include <CLI/CLI.hpp>
 #include <cstdio>
-#include <fstream>
-#include <iterator>
 #include <memory>
 
 #include "base/failure.h"
+#include "base/file_content.h"
 #include "base/installation.h"
 #include "base/interrupts.h"
 #include "base/overwriting.h"
@@ -32,15 +31,10 @@ struct Options {
   std::vector<std::string> jvmOptions;
 };
 
-std::string contentOf(const fs::path& file) {
-  std::ifstream stream(file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-}
-
 // Whatever the FMU: one whose binary speaks of libjvm.so needs a JVM, and its class path must have
 // our simulation object before any of its code runs.
 void startJvmFor(const fs::path& binary, const Options& options) {
-  if (contentOf(binary).find("libjvm.so") == std::string::npos) return;
+  if (fileContent(binary).find("libjvm.so") == std::string::npos) return;
   std::vector<fs::path> classPath = {zelvoxJar()};
   classPath.insert(classPath.end(), options.classPath.begin(), options.classPath.end());
   startJvm(locateJvm().libjvm, jvmOptions(classPath, options.jvmOptions));
@@ -68,7 +62,7 @@ void simulate(const Options& options) {
   const fs::path descriptionFile = directory.path() / "modelDescription.xml";
   if (!fs::is_regular_file(descriptionFile))
     throw Failure(options.fmu.string() + " is no FMU: there is no modelDescription.xml in it");
-  static const ModelDescription model = readModelDescription(contentOf(descriptionFile));
+  static const ModelDescription model = readModelDescription(fileContent(descriptionFile));
   if (!model.coSimulation)
     throw Failure(options.fmu.string() + " is for model exchange only, expected co-simulation");
 

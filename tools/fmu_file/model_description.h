@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 // The SI base units of FMI, in the order of UnitDefinition::exponents.
@@ -42,6 +41,3 @@ struct ModelDescription {
   std::vector<UnitDefinition> units;
   std::vector<ScalarVariable> variables;
 };
-
-// The GUID that the library insists on; every packed model carries it.
-inline constexpr std::string_view zelvoxGuid = "{6F1C2D3A-8B4E-4F70-9A1D-2E5B7C9D0F13}";

@@ -7,6 +7,7 @@
 #include "base/installation.h"
 #include "base/text.h"
 #include "fmu_file/description_writer.h"
+#include "packer/identity.h"
 #include "packer/index_page.h"
 
 namespace fs = std::filesystem;
@@ -69,17 +70,22 @@ void copyJars(const std::vector<fs::path>& jars, const fs::path& resources) {
 
 std::vector<ArchiveEntry> fmuContents(const PackedModel& packed, const std::vector<fs::path>& jars,
                                       const fs::path& resources, const std::string& file) {
-  const ModelDescription& model = packed.description;
+  ModelDescription model = packed.description;
+  model.generationDateAndTime.clear();  // the GUID is the same at any time
   // The description comes first: that is where a reader of a stream looks.
   std::vector<ArchiveEntry> entries = {
       {"modelDescription.xml", {}, writeModelDescription(model)},
-      {"binaries/linux64/zelvox.so", zelvoxLibrary(), {}},
+      {"binaries/linux64/" + model.modelIdentifier + ".so", zelvoxLibrary(), {}},
       {"resources/model.properties", {}, modelProperties(packed, jars)},
   };
   for (const fs::path& jar : jars) {
     const std::string name = jar.filename().string();
     entries.push_back({"resources/" + name, resources / name, {}});
   }
+  model.guid = guidOf(entries);
+  model.generationDateAndTime = packed.description.generationDateAndTime;
+  entries[0].text = writeModelDescription(model);
+  entries[1] = {entries[1].name, {}, libraryWithGuid(zelvoxLibrary(), model.guid)};
   entries.push_back({"documentation/index.html", {}, indexHtml(model, file)});
   entries.push_back({"documentation/externalDependencies.txt", {}, externalDependencies});
   appendLicenses(entries, model);

@@ -13,6 +13,7 @@
 #include "jvm/find.h"
 #include "jvm/options.h"
 #include "jvm/start.h"
+#include "packer/identity.h"
 
 namespace fs = std::filesystem;
 
@@ -159,8 +160,7 @@ PackedModel askModel(const fs::path& resources, const std::string& model,
   for (const fs::path& jar : jars) question += jar.filename().string() + '\0';
   JNIEnv* const env = startJvm(locateJvm().libjvm, ::jvmOptions({zelvoxJar()}, jvmOptions));
   PackedModel packed = readReport(Report(askJava(env, question)));
-  packed.description.guid = zelvoxGuid;
-  packed.description.modelIdentifier = "zelvox";
+  packed.description.modelIdentifier = modelIdentifierOf(packed.description.modelName);
   packed.description.coSimulation = true;
   packed.description.needsExecutionTool = true;
   packed.description.generationTool = "zelvox " ZELVOX_VERSION;

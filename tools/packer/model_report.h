@@ -9,7 +9,7 @@
 
 struct PackedModel {
   std::string javaClass;
-  ModelDescription description;
+  ModelDescription description;  // without a GUID
 };
 
 // Starts a JVM in this process, which can be done once. `resources` holds the jars of these names;

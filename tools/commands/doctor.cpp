@@ -1,12 +1,16 @@
 // `zelvox doctor`: tries one after the other what the other commands need and says what to do about
 // what fails. What could end or hang up this process, above all a JVM, runs in a child.
 #include <dlfcn.h>
+#include <poll.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <array>
 #include <cerrno>
+#include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -35,6 +39,7 @@ struct Options {
 using Check = std::function<std::string()>;
 
 constexpr std::size_t longestFinding = 4000;
+constexpr int patience = 10;  // seconds; JVMs start in a tenth of one
 
 class Report {
  public:
@@ -83,7 +88,25 @@ class Report {
   _exit(written < 0 ? 1 : code);
 }
 
-// The same check in a child process, which may end as it likes.
+// What comes through the pipe until its other end is closed; nothing when that takes too long.
+std::optional<std::string> readInTime(int pipe) {
+  using Clock = std::chrono::steady_clock;
+  const auto end = Clock::now() + std::chrono::seconds(patience);
+  std::string finding;
+  std::array<char, longestFinding> part{};
+  for (;;) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
+    pollfd waiting{pipe, POLLIN, 0};
+    const int ready = left > 0 ? poll(&waiting, 1, static_cast<int>(left)) : 0;
+    if (ready == 0) return std::nullopt;
+    if (ready < 0) continue;
+    const ssize_t length = read(pipe, part.data(), part.size());
+    if (length <= 0) return finding;
+    finding.append(part.data(), static_cast<std::size_t>(length));
+  }
+}
+
+// The same check in a child process, which may end as it likes, or never.
 Check apart(const Check& check) {
   return [check]() -> std::string {
     std::array<int, 2> ends{};
@@ -91,24 +114,26 @@ Check apart(const Check& check) {
     const pid_t child = fork();
     if (child < 0) throw Failure(std::strerror(errno));
     if (child == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGKILL);
       close(ends[0]);
       answer(check, ends[1]);
     }
     close(ends[1]);
-    std::string finding;
-    std::array<char, longestFinding> part{};
-    for (ssize_t length = 0; (length = read(ends[0], part.data(), part.size())) > 0;)
-      finding.append(part.data(), static_cast<std::size_t>(length));
+    const std::optional<std::string> finding = readInTime(ends[0]);
     close(ends[0]);
+    if (!finding) kill(child, SIGKILL);
     int status = 0;
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
+    if (!finding)
+      throw Failure("gave no answer within " + std::to_string(patience) +
+                    " s; try another JVM: set JAVA_HOME");
     if (WIFSIGNALED(status))
       throw Failure("crashed (" + std::string(strsignal(WTERMSIG(status))) +
                     "); try another JVM: set JAVA_HOME");
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
-      throw Failure(finding.empty() ? "ended without a reason" : finding);
-    return finding;
+      throw Failure(finding->empty() ? "ended without a reason" : *finding);
+    return *finding;
   };
 }
 

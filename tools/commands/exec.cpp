@@ -14,6 +14,7 @@
 #include "jvm/find.h"
 #include "jvm/options.h"
 #include "preload/preload.h"
+#include "preload/program.h"
 
 namespace fs = std::filesystem;
 
@@ -23,6 +24,7 @@ struct Options {
   std::vector<fs::path> classPath;
   std::vector<std::string> jvmOptions;
   bool follow = false;
+  bool mainThreadOnly = false;
   std::string program;
 };
 
@@ -63,16 +65,26 @@ std::string preloadedObjects(const JvmLocation& location) {
   return own;
 }
 
-[[noreturn]] void exec(const Options& options, std::vector<std::string> programArguments) {
+// What the program needs to start with a JVM.
+void setEnvironment(const Options& options) {
   const JvmLocation location = locateJvm();
   const std::string objects = preloadedObjects(location);
   setVariable(preload::jvmLibrary, location.libjvm.string());
   setVariable(preload::jvmOptions, jvmOptionsFor(options));
   setVariable(preload::objects, objects);
   if (options.follow) setVariable(preload::follow, "1");
+  if (options.mainThreadOnly) setVariable(preload::mainThreadOnly, "1");
   const char* const others = std::getenv("LD_PRELOAD");
   const bool alone = others == nullptr || *others == '\0';
   setVariable("LD_PRELOAD", alone ? objects : std::string(others) + ":" + objects);
+}
+
+[[noreturn]] void exec(const Options& options, std::vector<std::string> programArguments) {
+  const char* const why = whyNotPreloadedOnPath(options.program.c_str());
+  if (why == nullptr || options.follow)
+    setEnvironment(options);
+  else
+    sayWithoutJvm(printable(options.program).c_str(), why);
 
   std::vector<char*> arguments = {const_cast<char*>(options.program.c_str())};
   for (std::string& argument : programArguments) arguments.push_back(argument.data());
@@ -106,7 +118,8 @@ Examples:
 
 The JVM is the one of JAVA_HOME, or of the java on the PATH (`zelvox doctor` shows it). It starts
 before the program's main() with the main thread attached, zelvox.jar on its class path, a stack of
-8 MiB, and without handling Ctrl-C. Child processes get none unless --follow is given. jcmd would
+8 MiB, and without handling Ctrl-C. Each thread that the program starts is attached, too, which takes
+it a fraction of a millisecond; --main-thread-only leaves that off. Child processes get none unless --follow is given. jcmd would
 end the program; allow it with --jvm-option -XX:-DisableAttachMechanism.
 
 The exit code is that of the program; 3 when no JVM could be started, 127 when the program was not
@@ -121,6 +134,8 @@ void addExecCommand(CLI::App& app) {
   command->footer(examples);
   addJvmOptions(*command, options->classPath, options->jvmOptions);
   command->add_flag("--follow", options->follow, "Child processes start a JVM each, too");
+  command->add_flag("--main-thread-only", options->mainThreadOnly,
+                    "Leave the threads that the program starts without the JVM");
   // Only the program itself is an argument for CLI11: it would read a list into one like "[a,b]".
   // The rest, from the "--" on, is what CLI11 leaves alone.
   command->add_option("command", options->program)

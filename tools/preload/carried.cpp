@@ -1,34 +1,28 @@
 #include "carried.h"
 
 #include <alloca.h>
-#include <dlfcn.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cstdarg>
-#include <cstdlib>
 #include <cstring>
 #include <string_view>
 
+#include "next.h"
 #include "preload.h"
+#include "program.h"
 
 namespace {
 
 constexpr const char* loaderVariable = "LD_PRELOAD";
 constexpr std::array variables{preload::jvmLibrary, preload::jvmOptions, preload::objects,
-                               preload::follow};
+                               preload::follow, preload::mainThreadOnly};
 
 std::array<char*, variables.size()> carried{};  // "NAME=value"; null where the variable is not set
 std::string_view objects;                       // the value of preload::objects
 pid_t owner = 0;                                // the process whose exec carries on; 0: none
-
-// The C library's own functions. They must be known before the first fork: in the child of a
-// process with threads, looking a symbol up can wait for a lock forever.
-template <typename Function>
-Function next(const char* name) noexcept {
-  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
-}
 
 struct ExecFunctions {
   decltype(&::execve) execve = next<decltype(&::execve)>("execve");
@@ -52,6 +46,30 @@ bool isOurs(const char* entry) noexcept {
   for (const char* name : variables)
     if (valueOf(entry, name) != nullptr) return true;
   return false;
+}
+
+// The entry of the environment, and its end when there is none. Not with getenv(), of which shells
+// have their own.
+char** entryOf(std::string_view name) noexcept {
+  char** entry = environ;
+  while (*entry != nullptr && valueOf(*entry, name) == nullptr) ++entry;
+  return entry;
+}
+
+const char* environmentValue(std::string_view name) noexcept {
+  const char* const entry = *entryOf(name);
+  return entry != nullptr ? valueOf(entry, name) : nullptr;
+}
+
+bool isSet(std::string_view name) noexcept {
+  const char* const value = environmentValue(name);
+  return value != nullptr && std::string_view(value) == "1";
+}
+
+// Leaves `environ` where it is: main() gets what it points to.
+void unset(std::string_view name) noexcept {
+  while (*entryOf(name) != nullptr)  // a name may stand there twice
+    for (char** entry = entryOf(name); *entry != nullptr; ++entry) *entry = entry[1];
 }
 
 bool isOurObject(std::string_view path) noexcept {
@@ -81,11 +99,22 @@ char* copyWithoutObjects(const char* value, char* copy) noexcept {
   return copy;
 }
 
-// Runs `call` with the environment that the next image of this process is to get. Without malloc:
-// exec is allowed in signal handlers.
-template <typename Call>
-int carryOn(char* const* environment, Call call) noexcept {
-  if (owner == 0 || getpid() != owner) return call(environment);
+// `zelvox exec` itself, or --follow.
+bool hasOurs(char* const* environment) noexcept {
+  for (; environment != nullptr && *environment != nullptr; ++environment)
+    if (isOurs(*environment)) return true;
+  return false;
+}
+
+// Runs `call` with the environment that the next image of this process is to get; `whyNot` says
+// whether the program can do without. Without malloc: exec is allowed in signal handlers.
+template <typename WhyNot, typename Call>
+int carryOn(const char* program, WhyNot whyNot, char* const* environment, Call call) noexcept {
+  if (owner == 0 || getpid() != owner || hasOurs(environment)) return call(environment);
+  if (const char* const why = whyNot(program)) {
+    sayWithoutJvm(program, why);
+    return call(environment);
+  }
   std::size_t count = 0;
   const char* users = "";
   for (; environment != nullptr && environment[count] != nullptr; ++count)
@@ -114,10 +143,6 @@ int carryOn(char* const* environment, Call call) noexcept {
   return call(full);
 }
 
-int carryOn(const char* path, char* const* argv, char* const* environment) noexcept {
-  return carryOn(environment, [=](char* const* full) { return libc().execve(path, argv, full); });
-}
-
 // Runs `call` with the arguments of a variadic exec as an array.
 template <typename Call>
 int withArray(const char* first, va_list& rest, Call call) noexcept {
@@ -139,24 +164,22 @@ int withArray(const char* first, va_list& rest, Call call) noexcept {
 
 Carried takeFromEnvironment() noexcept {
   libc();
-  const char* const library = std::getenv(preload::jvmLibrary);
-  if (library == nullptr) return {nullptr, ""};
-  const char* const options = std::getenv(preload::jvmOptions);
-  if (const char* list = std::getenv(preload::objects)) objects = list;
-  const char* const follow = std::getenv(preload::follow);
-  const bool stays = follow != nullptr && std::string_view(follow) == "1";
-  for (std::size_t i = 0; i < variables.size(); ++i) {
-    char* const value = std::getenv(variables[i]);
-    if (value != nullptr) carried[i] = value - std::strlen(variables[i]) - 1;
-  }
+  const char* const library = environmentValue(preload::jvmLibrary);
+  if (library == nullptr) return {nullptr, "", false};
+  const char* const options = environmentValue(preload::jvmOptions);
+  if (const char* const list = environmentValue(preload::objects)) objects = list;
+  const bool stays = isSet(preload::follow);
+  const bool attaches = !isSet(preload::mainThreadOnly);
+  for (std::size_t i = 0; i < variables.size(); ++i) carried[i] = *entryOf(variables[i]);
   owner = getpid();
   if (!stays) {
-    // Nothing here moves `environ` to other memory: main() gets what `environ` points to.
-    for (const char* name : variables) unsetenv(name);
-    char* const loaded = std::getenv(loaderVariable);
-    if (loaded != nullptr && copyWithoutObjects(loaded, loaded) == loaded) unsetenv(loaderVariable);
+    for (const char* name : variables) unset(name);
+    if (char* const entry = *entryOf(loaderVariable)) {
+      char* const value = entry + std::strlen(loaderVariable) + 1;
+      if (copyWithoutObjects(value, value) == value) unset(loaderVariable);
+    }
   }
-  return {library, options != nullptr ? options : ""};
+  return {library, options != nullptr ? options : "", attaches};
 }
 
 // Every exec that a program can call: the C library's own calls among them do not come through
@@ -164,16 +187,25 @@ Carried takeFromEnvironment() noexcept {
 #pragma GCC visibility push(default)
 extern "C" {
 
+int execveat(int fd, const char* path, char* const argv[], char* const envp[], int flags) noexcept {
+  return carryOn(
+      path, [=](const char* file) { return whyNotPreloaded(fd, file); }, envp,
+      [=](char* const* full) { return libc().execveat(fd, path, argv, full, flags); });
+}
+
 int execve(const char* path, char* const argv[], char* const envp[]) noexcept {
-  return carryOn(path, argv, envp);
+  return carryOn(
+      path, [](const char* file) { return whyNotPreloaded(AT_FDCWD, file); }, envp,
+      [=](char* const* full) { return libc().execve(path, argv, full); });
 }
 
 int execv(const char* path, char* const argv[]) noexcept {
-  return carryOn(path, argv, environ);
+  return execve(path, argv, environ);
 }
 
 int execvpe(const char* file, char* const argv[], char* const envp[]) noexcept {
-  return carryOn(envp, [=](char* const* full) { return libc().execvpe(file, argv, full); });
+  return carryOn(file, whyNotPreloadedOnPath, envp,
+                 [=](char* const* full) { return libc().execvpe(file, argv, full); });
 }
 
 int execvp(const char* file, char* const argv[]) noexcept {
@@ -181,12 +213,9 @@ int execvp(const char* file, char* const argv[]) noexcept {
 }
 
 int fexecve(int fd, char* const argv[], char* const envp[]) noexcept {
-  return carryOn(envp, [=](char* const* full) { return libc().fexecve(fd, argv, full); });
-}
-
-int execveat(int fd, const char* path, char* const argv[], char* const envp[], int flags) noexcept {
-  return carryOn(envp,
-                 [=](char* const* full) { return libc().execveat(fd, path, argv, full, flags); });
+  return carryOn(
+      argv[0], [=](const char*) { return whyNotPreloaded(fd, ""); }, envp,
+      [=](char* const* full) { return libc().fexecve(fd, argv, full); });
 }
 
 int execl(const char* path, const char* argument, ...) noexcept {

@@ -6,6 +6,7 @@
 struct Carried {
   const char* jvmLibrary;  // null: there is nothing to do
   const char* jvmOptions;  // never null
+  bool attachesThreads;
 };
 
 // To be called once, while the process has one thread: it changes the environment. From then on an

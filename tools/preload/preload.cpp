@@ -12,17 +12,22 @@
 
 #include "base/failure.h"
 #include "carried.h"
+#include "code_owner.h"
+#include "descriptors.h"
 #include "jvm/start.h"
+#include "threads.h"
 
 namespace {
 
-// Programs that only run others, where a JVM would be in vain, and those that have their own.
+// Programs that only run others, where a JVM would be in vain, and those that bring their own.
 constexpr std::array<std::string_view, 18> withoutJvm{
-    "bash", "chrt", "dash",  "env", "fish",    "ionice", "java",   "jspawnhelper", "ksh93",
-    "mksh", "nice", "nohup", "sh",  "setpriv", "setsid", "stdbuf", "taskset",      "zsh"};
+    "bash", "chrt",  "dash", "env",     "fish",   "ionice", "jspawnhelper", "ksh93",  "mksh",
+    "nice", "nohup", "sh",   "setpriv", "setsid", "stdbuf", "taskset",      "zelvox", "zsh"};
 
-// Asked of the kernel: argv[0] is the caller's choice, and /bin/sh a link.
+// Asked of the kernel: argv[0] is the caller's choice, and /bin/sh a link. `java`, `javac` and all
+// that a JDK brings beside them share a launcher.
 bool needsNoJvm() noexcept {
+  if (dlsym(RTLD_DEFAULT, "JLI_Launch") != nullptr) return true;
   std::array<char, PATH_MAX> path{};
   const ssize_t length = readlink("/proc/self/exe", path.data(), path.size());
   if (length <= 0) return false;
@@ -43,7 +48,10 @@ std::vector<std::string> linesOf(std::string_view text) {
 
 void startJvm(const Carried& carried) noexcept {
   try {
-    ::startJvm(carried.jvmLibrary, linesOf(carried.jvmOptions));
+    prepareDescriptors();
+    setJvm(carried.jvmLibrary);
+    JNIEnv* const env = ::startJvm(carried.jvmLibrary, linesOf(carried.jvmOptions));
+    if (carried.attachesThreads) attachThreads(env);
   } catch (const Failure& failure) {
     std::fprintf(stderr, "zelvox exec: %s\n", failure.what());
     _exit(static_cast<int>(failure.exitCode));

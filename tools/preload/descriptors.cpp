@@ -1,0 +1,96 @@
+#include "descriptors.h"
+
+#include <fcntl.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdarg>
+#include <string_view>
+
+#include "code_owner.h"
+#include "next.h"
+
+namespace {
+
+struct Functions {
+  decltype(&::open) open = next<decltype(&::open)>("open");
+  decltype(&::open64) open64 = next<decltype(&::open64)>("open64");
+  decltype(&::socket) socket = next<decltype(&::socket)>("socket");
+  decltype(&::socketpair) socketpair = next<decltype(&::socketpair)>("socketpair");
+  decltype(&::accept) accept = next<decltype(&::accept)>("accept");
+  decltype(&::accept4) accept4 = next<decltype(&::accept4)>("accept4");
+  decltype(&::eventfd) eventfd = next<decltype(&::eventfd)>("eventfd");
+};
+
+const Functions& libc() noexcept {
+  static const Functions functions;
+  return functions;
+}
+
+// The files that the JVM reads classes from. Others may be meant for a child: Java's ProcessBuilder
+// passes the files that it redirects to, and its pipes, through a helper program.
+bool holdsClasses(std::string_view path) noexcept {
+  constexpr std::array<std::string_view, 4> endings{".jar", ".jmod", ".zip", "/modules"};
+  return std::any_of(endings.begin(), endings.end(),
+                     [path](std::string_view ending) { return path.ends_with(ending); });
+}
+
+int openFlags(const void* caller, const char* path, int flags) noexcept {
+  return path != nullptr && holdsClasses(path) && isJvms(caller) ? flags | O_CLOEXEC : flags;
+}
+
+// The third argument of open(), which is there only when a file may be created.
+mode_t modeOf(int flags, va_list& rest) noexcept {
+  const bool creates = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
+  return creates ? va_arg(rest, mode_t) : 0;
+}
+
+}  // namespace
+
+void prepareDescriptors() noexcept {
+  libc();
+}
+
+#pragma GCC visibility push(default)
+extern "C" {
+
+int open(const char* path, int flags, ...) {
+  va_list rest;
+  va_start(rest, flags);
+  const mode_t mode = modeOf(flags, rest);
+  va_end(rest);
+  return libc().open(path, openFlags(__builtin_return_address(0), path, flags), mode);
+}
+
+int open64(const char* path, int flags, ...) {
+  va_list rest;
+  va_start(rest, flags);
+  const mode_t mode = modeOf(flags, rest);
+  va_end(rest);
+  return libc().open64(path, openFlags(__builtin_return_address(0), path, flags), mode);
+}
+
+int socket(int domain, int type, int protocol) noexcept {
+  const int closing = isJvms(__builtin_return_address(0)) ? SOCK_CLOEXEC : 0;
+  return libc().socket(domain, type | closing, protocol);
+}
+
+int socketpair(int domain, int type, int protocol, int ends[2]) noexcept {
+  const int closing = isJvms(__builtin_return_address(0)) ? SOCK_CLOEXEC : 0;
+  return libc().socketpair(domain, type | closing, protocol, ends);
+}
+
+int accept(int listening, sockaddr* address, socklen_t* length) {
+  if (!isJvms(__builtin_return_address(0))) return libc().accept(listening, address, length);
+  return libc().accept4(listening, address, length, SOCK_CLOEXEC);
+}
+
+int eventfd(unsigned int count, int flags) noexcept {
+  const int closing = isJvms(__builtin_return_address(0)) ? EFD_CLOEXEC : 0;
+  return libc().eventfd(count, flags | closing);
+}
+
+}  // extern "C"
+#pragma GCC visibility pop

@@ -1,0 +1,6 @@
+// The descriptors that the JVM keeps open. It leaves them to every child of the program; here they
+// are closed when the child, or the process itself, runs another program.
+#pragma once
+
+// To be called once, before the JVM starts and before the first fork.
+void prepareDescriptors() noexcept;

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Fuzzes the readers of input files and model descriptions with libFuzzer, under AddressSanitizer
-# and UBSan, and prints what it took. A text that breaks a reader is printed and kept.
+# Fuzzes the readers of archives, input files and model descriptions with libFuzzer, under
+# AddressSanitizer and UBSan, and prints what it took. A file that breaks a reader is printed and kept.
 #
 #   ./scripts/fuzz.sh [SECONDS]      for each reader; 60 by default
 set -euo pipefail
@@ -10,7 +10,7 @@ cd "$(dirname "$0")/.."
 seconds=${1:-60}
 [[ $seconds =~ ^[1-9][0-9]*$ ]] || { echo "usage: $0 [SECONDS]" >&2; exit 2; }
 
-install_missing clang cmake ninja-build libpugixml-dev
+install_missing clang cmake ninja-build pkg-config libpugixml-dev libutfcpp-dev libzip-dev
 # Debian has what -fsanitize needs in a package of its own.
 [ -f "$(clang -print-file-name=libclang_rt.fuzzer-x86_64.a)" ] ||
   install_missing "libclang-rt-$(clang -dumpversion | cut -d. -f1)-dev"
@@ -22,9 +22,10 @@ cmake --build "$build" | tail -n 1
 
 # What the fuzzers learn stays out of the corpus in the repository, which is to remain small.
 learnt=$(mktemp -d)
+export TMPDIR=$learnt
 trap 'rm -rf "$learnt"' EXIT
 failed=0
-for reader in csv model_description; do
+for reader in archive csv model_description; do
   say "Fuzzing the reader $reader for $seconds s"
   cp -r "tests/fuzz/corpus/$reader" "$learnt"
   status=0

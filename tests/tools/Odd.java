@@ -85,6 +85,9 @@ public class Odd implements Model {
         if (time >= parameters[2]) {
             System.exit(0);
         }
+        if (mood.equals("sticks") && time >= 0.5) {
+            hang();
+        }
         Thread.sleep((long) parameters[3]);
         report(time + stepSize, stepSize, inputs, outputs);
     }

@@ -34,6 +34,9 @@ odd = functools.partial(packed, "odd.fmu", "--jar", ODD_JAR, "--model", "Odd")
 class Case(unittest.TestCase):
     """Runs every command in a directory of its own and sees to it that nothing stays behind."""
 
+    # What no terminal gets from us: controls, but for the end of a line, and turns of the direction.
+    TRICKS = "[\0-\x09\x0b-\x1f\x7f-\x9f\u2028-\u202e\u2066-\u2069]"
+
     def setUp(self):
         self.home = Path(self.enterContext(tempfile.TemporaryDirectory(prefix="zelvox test ")))
         (self.home / "tmp").mkdir()
@@ -42,7 +45,8 @@ class Case(unittest.TestCase):
         env = {**{name: os.environ.get(name) for name in ("PATH", "JAVA_HOME", "ASAN_OPTIONS")},
                "LC_ALL": "C.UTF-8", "TMPDIR": str(self.home / "tmp"), "LD_PRELOAD": SANITIZERS, **env}
         process = subprocess.Popen(
-            [program, *map(str, arguments)], cwd=self.home, env={k: v for k, v in env.items() if v is not None},
+            [program, *(word if isinstance(word, bytes) else str(word) for word in arguments)], cwd=self.home,
+            env={k: v for k, v in env.items() if v is not None},
             encoding="utf-8", errors="backslashreplace",
             **{"stdin": subprocess.PIPE, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **options})
         self.addCleanup(process.kill)
@@ -63,6 +67,8 @@ class Case(unittest.TestCase):
             sentence = re.sub(r"(?m)^zelvox: warning: .*\n", "", self.zelvox(*arguments, code=code, **options)[1])
             self.assertRegex(sentence, r"\Azelvox[^\n]*: [^\n]+\n\Z")
             self.assertRegex(sentence, reason)
+            self.assertNotRegex(sentence, self.TRICKS)
+            self.assertLess(len(sentence), 700)
 
     def simulated(self, fmu, *arguments, run=True):
         """The columns of the result as they stand in the table."""

@@ -6,8 +6,8 @@
 
 #include "base/text.h"
 
-void warn(const std::string& sentence) {
+void warn(const std::string& text) {
   // A progress bar may stand in the line.
   const char* const clear = isatty(STDERR_FILENO) != 0 ? "\r\x1b[K" : "";
-  std::fprintf(stderr, "%szelvox: warning: %s\n", clear, printable(sentence).c_str());
+  std::fprintf(stderr, "%szelvox: warning: %s\n", clear, sentence(text).c_str());
 }

@@ -12,9 +12,8 @@ enum class ExitCode : int {
   usage = 2,            // the command line is wrong
   noJvm = 3,            // no JVM was found, or it could not be started
   notExecutable = 126,  // exec: the program cannot be run
-  notFound = 127,       // exec: there is no such program
-  interrupted = 130
-};
+  notFound = 127        // exec: there is no such program
+};                      // and 128 + n when signal n ended the command (interrupts.h)
 
 struct Failure : std::runtime_error {
   explicit Failure(const std::string& sentence, ExitCode code = ExitCode::failed)
@@ -23,4 +22,4 @@ struct Failure : std::runtime_error {
 };
 
 // Prints one line on stderr.
-void warn(const std::string& sentence);
+void warn(const std::string& text);

@@ -82,6 +82,7 @@ SafeFile::SafeFile(const fs::path& file) : target(file), destination(file) {
   if (destination.exists && faccessat(AT_FDCWD, destination.path.c_str(), W_OK, AT_EACCESS) != 0)
     fail(std::strerror(errno));
   const mode_t mode = destination.exists ? destination.status.st_mode & 0777 : 0666;
+  const auto busy = removal.busy();
   do {
     part = partNameOf(destination.path);
     descriptor = open(part.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC, mode);
@@ -93,8 +94,19 @@ SafeFile::SafeFile(const fs::path& file) : target(file), destination(file) {
 }
 
 SafeFile::~SafeFile() {
+  const auto busy = removal.busy();
   if (descriptor >= 0) close(descriptor);
   if (!part.empty()) unlink(part.c_str());
+}
+
+std::string SafeFile::removeParts() const {
+  if (part.empty()) return {};
+  std::error_code ignored;
+  for (fs::directory_iterator file(directoryOf(part), ignored), end; !ignored && file != end;
+       file.increment(ignored))
+    if (file->path().filename().string().starts_with(part.filename().string()))
+      unlink(file->path().c_str());
+  return {};
 }
 
 void SafeFile::write(std::string_view bytes) {
@@ -125,6 +137,7 @@ void SafeFile::writeWith(const std::function<void(const fs::path&)>& make) {
 }
 
 void SafeFile::commit() {
+  const auto busy = removal.busy();
   const int closing = descriptor;
   descriptor = -1;
   if (close(closing) != 0) fail(std::strerror(errno));

@@ -13,6 +13,8 @@
 #include <string>
 #include <string_view>
 
+#include "base/forced_end.h"
+
 // Where the bytes for a target go, behind all symbolic links.
 struct Destination {
   // Throws Failure for a chain of links without an end.
@@ -44,10 +46,13 @@ class SafeFile {
 
  private:
   [[noreturn]] void fail(const std::string& reason) const;
+  // With what the writer of a part may have made beside it for a while. Has nothing to tell.
+  std::string removeParts() const;
 
   std::filesystem::path target;  // as the user named it
   Destination destination;
   std::filesystem::path part;  // empty when there is none (any more)
   int descriptor = -1;
   std::int64_t size = 0;
+  AtForcedEnd removal{[this] { return removeParts(); }};
 };

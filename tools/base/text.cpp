@@ -1,12 +1,18 @@
 #include "base/text.h"
 
+#include <utf8.h>
+
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <iterator>
 #include <locale>
 #include <sstream>
 
 namespace {
+
+// No sentence needs more of a text, which may be as large as a file.
+constexpr std::size_t bytesOfASentence = 4000;
 
 // A number that from_chars() could not represent: 0, or next to it, unless it is too large. Streams
 // tell the two apart.
@@ -15,6 +21,13 @@ std::optional<double> tooSmall(std::string_view text) {
   stream.imbue(std::locale::classic());
   double value = 0;
   return stream >> value ? std::optional(value) : std::nullopt;
+}
+
+// Controls (C0, DEL, C1), separators of lines, and what embeds, overrides or isolates a direction.
+constexpr bool isTrick(std::uint32_t character) {
+  return character < 0x20 || (character >= 0x7F && character < 0xA0) ||
+         (character >= 0x2028 && character <= 0x202E) ||
+         (character >= 0x2066 && character <= 0x2069);
 }
 
 }  // namespace
@@ -40,16 +53,35 @@ std::optional<double> parseNumber(std::string_view text) {
 }
 
 std::string printable(std::string_view text) {
-  std::string line(text);
-  for (char& character : line) {
-    if (static_cast<unsigned char>(character) < 0x20 || character == 0x7F) character = ' ';
+  std::string valid, line;
+  utf8::replace_invalid(text.begin(), text.end(), std::back_inserter(valid));
+  for (auto end = valid.begin(); end != valid.end();) {
+    const auto begin = end;
+    if (isTrick(utf8::unchecked::next(end))) {
+      line += ' ';
+    } else {
+      line.append(begin, end);
+    }
   }
   return line;
 }
 
+std::string shortened(std::string_view text, std::size_t width) {
+  std::size_t characters = 0, last = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if ((text[i] & 0xC0) == 0x80) continue;
+    if (++characters == width) last = i;
+    if (characters > width) return std::string(text.substr(0, last)) + "\u2026";
+  }
+  return std::string(text);
+}
+
 std::string inQuotes(std::string_view text) {
-  constexpr std::size_t enough = 200;
-  return "'" + printable(text.substr(0, enough)) + (text.size() > enough ? "..." : "") + "'";
+  return "'" + shortened(printable(text.substr(0, bytesOfASentence)), 200) + "'";
+}
+
+std::string sentence(std::string_view text) {
+  return shortened(printable(text.substr(0, bytesOfASentence)), 600);
 }
 
 std::size_t widthOf(std::string_view text) {

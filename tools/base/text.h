@@ -12,12 +12,19 @@ std::string numberText(double value);
 // A number as XML and CSV write it, blanks around it allowed; empty for everything else.
 std::optional<double> parseNumber(std::string_view text);
 
-// The text on one line of a terminal: control characters, which a foreign file may hold to play
-// tricks, become blanks.
+// The text on one line of a terminal, as UTF-8: what a foreign file may hold to play tricks,
+// control characters and those that turn the direction of writing, becomes blanks.
 std::string printable(std::string_view text);
+
+// At most so many characters of a text in UTF-8; the last is an ellipsis when there are more.
+std::string shortened(std::string_view text, std::size_t width);
 
 // A foreign text for a sentence: printable, in quotes, and cut when it is too long to be read.
 std::string inQuotes(std::string_view text);
+
+// What is said to somebody at a terminal, whatever texts it was made of: printable, and not so long
+// that nobody reads it.
+std::string sentence(std::string_view text);
 
 // How many characters of a terminal the text takes: characters, not bytes.
 std::size_t widthOf(std::string_view text);

@@ -8,6 +8,8 @@
 #include <optional>
 #include <set>
 
+#include "base/failure.h"
+#include "base/interrupts.h"
 #include "base/text.h"
 #include "commands/command.h"
 #include "fmu_file/archive_reader.h"
@@ -18,27 +20,15 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::size_t rowsOfATable = 8;
+constexpr std::size_t widestFact = 200;
 constexpr std::size_t widestDescription = 60;
 constexpr std::size_t widestName = 40;
+constexpr std::size_t widestUnit = 20;
 
 struct InfoOptions {
   fs::path fmu;
   bool all = false;
 };
-
-std::string cut(const std::string& text, std::size_t width) {
-  if (widthOf(text) <= width) return text;
-  std::size_t end = 0;
-  for (std::size_t characters = 0; characters < width; ++end) {
-    if ((text[end] & 0xC0) != 0x80) ++characters;
-  }
-  // `end` is behind the lead byte of the last character, whose place the mark takes.
-  return text.substr(0, end - 1) + "\u2026";
-}
-
-void printFact(const std::string& label, const std::string& fact) {
-  if (!fact.empty()) std::cout << padded(label, 13) << printable(fact) << "\n";
-}
 
 std::string kindOf(const ModelDescription& model) {
   std::string kind = model.coSimulation && model.modelExchange ? "co-simulation and model exchange"
@@ -103,8 +93,9 @@ Row rowOf(const ScalarVariable& variable, bool all) {
   Row row = {printable(variable.name), startOf(variable), printable(variable.unit),
              printable(variable.description)};
   if (!all) {
-    row[0] = cut(row[0], widestName);
-    row[3] = cut(row[3], widestDescription);
+    row[0] = shortened(row[0], widestName);
+    row[2] = shortened(row[2], widestUnit);
+    row[3] = shortened(row[3], widestDescription);
   }
   return row;
 }
@@ -122,7 +113,9 @@ void printTable(const ModelDescription& model, const char* title, std::string_vi
   }
   std::array<std::size_t, 4> widths{};
   for (const Row& row : rows) {
-    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], widthOf(row[i]));
+    // One name that is as long as a book leaves the table narrow.
+    for (std::size_t i = 0; i < row.size(); ++i)
+      widths[i] = std::min(std::max(widths[i], widthOf(row[i])), 2 * widestName);
   }
   std::cout << "\n" << title << " (" << count << ")\n";
   for (const Row& row : rows) {
@@ -136,14 +129,23 @@ void printTable(const ModelDescription& model, const char* title, std::string_vi
 }
 
 void info(const InfoOptions& options) {
+  catchInterrupts();
+  nowWaitingFor("the FMU to be read");
   const std::vector<std::string> files = archiveFiles(options.fmu);
   const ModelDescription model =
       readModelDescription(readArchiveEntry(options.fmu, "modelDescription.xml"));
+  if (interrupted() != 0) throw Failure("nothing was shown");
+  nowWaitingFor("somebody to read what is shown");
+  const auto printFact = [&options](const char* label, const std::string& fact) {
+    const std::string text = printable(fact);
+    if (text.empty()) return;
+    std::cout << padded(label, 13) << (options.all ? text : shortened(text, widestFact)) << "\n";
+  };
   printFact("Model", model.modelName + (model.version.empty() ? "" : ", version " + model.version));
-  printFact("Description", options.all ? model.description : cut(model.description, 200));
+  printFact("Description", model.description);
   printFact("Author", model.author);
   printFact("Copyright", model.copyright);
-  printFact("Licence", options.all ? model.license : cut(model.license, widestDescription));
+  printFact("Licence", options.all ? model.license : shortened(model.license, widestDescription));
   printFact("Kind", kindOf(model));
   printFact("Needs", needsOf(model, files));
   printFact("Experiment", experimentOf(model));

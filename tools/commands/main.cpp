@@ -1,10 +1,12 @@
 // The program `zelvox`: picks the command and turns what goes wrong into one sentence and an exit
 // code.
 #include <CLI/CLI.hpp>
+#include <csignal>
 #include <cstdio>
 #include <exception>
 
 #include "base/failure.h"
+#include "base/interrupts.h"
 #include "base/standard_streams.h"
 #include "base/text.h"
 #include "commands/command.h"
@@ -24,21 +26,22 @@ In an importer that knows nothing of Java, and when something does not work:
 `zelvox COMMAND --help` shows the options of a command.
 
 Exit codes: 0 success, 1 the work could not be done, 2 wrong command line, 3 no usable JVM,
-130 interrupted. `exec` ends with the exit code of its program.)";
+128 + n ended by signal n (130 by Ctrl-C). `exec` ends with the exit code of its program.)";
 
-int complain(const char* sentence, ExitCode code) {
-  // Names from files may hold anything; the sentence stays one line.
-  std::fprintf(stderr, "zelvox: %s\n", printable(sentence).c_str());
-  return static_cast<int>(code);
+int complain(const std::string& reason, ExitCode code) {
+  const int signal = interrupted();
+  const std::string cause = signal != 0 ? endedBy(signal) + ": " : "";
+  std::fprintf(stderr, "zelvox: %s\n", sentence(cause + reason).c_str());
+  return signal != 0 ? exitCodeOf(signal) : static_cast<int>(code);
 }
 
 std::string usageMessage(const CLI::App* app, const CLI::Error& error) {
   if (app->get_subcommands().empty() && !app->remaining().empty())
-    return "zelvox: there is no command or option '" + app->remaining().front() +
-           "' (try zelvox --help)\n";
+    return "zelvox: there is no command or option " + inQuotes(app->remaining().front()) +
+           " (try zelvox --help)\n";
   std::string command = "zelvox";
   for (const CLI::App* chosen : app->get_subcommands()) command += " " + chosen->get_name();
-  return "zelvox: " + std::string(error.what()) + " (try " + command + " --help)\n";
+  return "zelvox: " + sentence(error.what()) + " (try " + command + " --help)\n";
 }
 
 int run(int argc, char* argv[]) {
@@ -85,6 +88,9 @@ int main(int argc, char* argv[]) {
   try {
     const int code = run(argc, argv);
     flushStandardOutput();
+    // Nobody but the writing thread hears that a file could not grow, and it may not have minded.
+    if (interrupted() == SIGXFSZ)
+      return complain("a file cannot grow any more (ulimit -f)", ExitCode::failed);
     return code;
   } catch (const Failure& failure) {
     return complain(failure.what(), failure.exitCode);

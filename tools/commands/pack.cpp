@@ -3,16 +3,11 @@
 // finds only beside the original jars is missed here and not at the importer.
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <csignal>
-#include <cstdio>
-#include <cstdlib>
 #include <iostream>
 #include <memory>
-#include <mutex>
-#include <thread>
 
-#include "base/failure.h"
 #include "base/installation.h"
+#include "base/interrupts.h"
 #include "base/overwriting.h"
 #include "base/temporary_directory.h"
 #include "base/text.h"
@@ -36,47 +31,26 @@ std::string countOf(const ModelDescription& model, const std::string& causality)
                  causality);
 }
 
-std::mutex finishing;
-
-// Ctrl-C ends the process also when the model hangs, but leaves no copies of jars behind and comes
-// too late for an FMU that is being written. The signals are for this thread alone, which may do
-// what no handler may.
-void endWhenInterrupted(const fs::path& staged) {
-  sigset_t signals;
-  sigemptyset(&signals);
-  for (const int signal : {SIGINT, SIGTERM}) sigaddset(&signals, signal);
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-  std::thread([=] {
-    int received = 0;
-    sigwait(&signals, &received);
-    finishing.lock();
-    std::error_code ignored;
-    fs::remove_all(staged, ignored);
-    std::fputs("zelvox: interrupted, no FMU was written\n", stderr);
-    std::_Exit(static_cast<int>(ExitCode::interrupted));
-  }).detach();
-}
-
 void pack(const PackOptions& options) {
   std::vector<NamedFile> read = {{"the installed", zelvoxJar()},
                                  {"the installed", zelvoxLibrary()}};
   for (const fs::path& jar : options.jars) read.push_back({"--jar", jar});
   refuseOverwriting(read, {{"-o", options.output}});
-  // What is static is put away also when the model ends the process.
-  static const TemporaryDirectory staged;
-  endWhenInterrupted(staged.path());
+  catchInterrupts();
+  const TemporaryDirectory staged;
   const fs::path resources = staged.path() / "resources";
   copyJars(options.jars, resources);
+  nowWaitingFor("the model to describe itself");
   const PackedModel packed = askModel(resources, options.model, options.jars, options.jvmOptions);
   const ModelDescription& model = packed.description;
 
   const std::vector<ArchiveEntry> entries =
       fmuContents(packed, options.jars, resources, options.output.filename().string());
-  finishing.lock();
+  nowWaitingFor("the FMU to be written");
   writeArchive(options.output, entries);
-  std::cout << options.output.string() << ": " << model.modelName << " (" << packed.javaClass
-            << ") with " << countOf(model, "input") << ", " << countOf(model, "output") << " and "
-            << countOf(model, "parameter") << "\n";
+  std::cout << printable(options.output.string() + ": " + model.modelName) << " ("
+            << packed.javaClass << ") with " << countOf(model, "input") << ", "
+            << countOf(model, "output") << " and " << countOf(model, "parameter") << "\n";
 }
 
 }  // namespace

@@ -37,11 +37,8 @@ void startJvmFor(const fs::path& binary, const Options& options) {
   if (fileContent(binary).find("libjvm.so") == std::string::npos) return;
   std::vector<fs::path> classPath = {zelvoxJar()};
   classPath.insert(classPath.end(), options.classPath.begin(), options.classPath.end());
+  nowWaitingFor("the JVM to start");
   startJvm(locateJvm().libjvm, jvmOptions(classPath, options.jvmOptions));
-}
-
-void failIfInterrupted(const std::string& sentence) {
-  if (interrupted()) throw Failure(sentence, ExitCode::interrupted);
 }
 
 void simulate(const Options& options) {
@@ -54,29 +51,31 @@ void simulate(const Options& options) {
   refuseOverwriting(
       read, {{"--output-file", options.run.outputFile}, {"--plot-file", options.run.plotFile}});
   catchInterrupts();
-  // What is static is also put away when Java code ends the process: the directory is removed, and
-  // the rows so far reach their file.
-  static const TemporaryDirectory directory;
+  const TemporaryDirectory directory;
+  nowWaitingFor("the FMU to be unpacked");
   unpackArchive(options.fmu, directory.path());
-  failIfInterrupted("interrupted before the run began");
+  nowWaitingFor("the run to be prepared");
   const fs::path descriptionFile = directory.path() / "modelDescription.xml";
   if (!fs::is_regular_file(descriptionFile))
     throw Failure(options.fmu.string() + " is no FMU: there is no modelDescription.xml in it");
-  static const ModelDescription model = readModelDescription(fileContent(descriptionFile));
+  const ModelDescription model = readModelDescription(fileContent(descriptionFile));
   if (!model.coSimulation)
     throw Failure(options.fmu.string() + " is for model exchange only, expected co-simulation");
 
-  static Simulation simulation(options.run, model);
+  Simulation simulation(options.run, model);
   startJvmFor(fmuBinary(directory.path(), model), options);
   simulation.run(directory.path());
   if (!options.run.quiet) simulation.summarize();
-  failIfInterrupted("interrupted at t=" + numberText(simulation.endTime()) +
-                    (simulation.wroteRows()
-                         ? "; the rows so far are in " + options.run.outputFile.string()
-                         : std::string()));
+  if (interrupted() != 0)
+    throw Failure("the run stopped at t=" + numberText(simulation.endTime()) +
+                  (simulation.wroteRows()
+                       ? "; the rows so far are in " + options.run.outputFile.string()
+                       : std::string()));
   if (options.run.plotFile.empty()) return;
+  nowWaitingFor("the picture to be drawn");
   simulation.draw();
-  if (!options.run.quiet) std::printf("Drew %s\n", options.run.plotFile.c_str());
+  if (!options.run.quiet)
+    std::printf("Drew %s\n", printable(options.run.plotFile.string()).c_str());
 }
 
 constexpr const char* examples = R"(
@@ -94,7 +93,9 @@ Real inputs are interpolated linearly between rows and hold before the first and
 
 A table or picture that exists is replaced when the run is over. Until then the rows are in
 NAME.part-XXXXXX beside it, at most a second late, and stay there when zelvox is killed. Ctrl-C (exit
-code 130) and a step that fails end the run in order: the rows so far become the table.)";
+code 130), SIGTERM, SIGHUP, SIGQUIT and SIGXFSZ (128 + their number) and a step that fails end the run
+in order: the rows so far become the table. A step that has not come back two seconds after the
+signal is left alone.)";
 
 }  // namespace
 

@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "base/failure.h"
+#include "base/interrupts.h"
 #include "base/text.h"
 #include "fmu_file/libzip.h"
 
@@ -22,7 +23,7 @@ namespace {
 // What an archive may cost whoever opens it. FMUs hold binaries for some platforms and tables of
 // data: hundreds of megabytes are large, and the system's temporary directory must bear it.
 constexpr std::uint64_t largestUnpackedSize = std::uint64_t{4} << 30;
-constexpr std::uint64_t mostEntries = 100'000;
+constexpr std::uint64_t mostEntries = 100'000;  // with the directories that are only implied
 // Deflate can reach 1000 : 1, but code and tables stay below 50. Small archives may do as they
 // like: an empty table is no attack.
 constexpr std::uint64_t largestCompressionRatio = 200;
@@ -53,8 +54,32 @@ struct CheckedArchive {
   refuse(archive, "is refused: its entry " + inQuotes(name) + " " + reason);
 }
 
-// Refuses names that stand for the same file, or for a file and a directory.
-void refuseClashes(const fs::path& archive, const std::vector<Entry>& entries) {
+[[noreturn]] void refuseCount(const fs::path& archive, std::uint64_t count) {
+  refuse(archive, "is refused: it has " + std::to_string(count) + " entries, more than " +
+                      std::to_string(mostEntries));
+}
+
+// Between pieces of work of which one archive can ask for many.
+void goOn(const fs::path& archive) {
+  if (interrupted() != 0) refuse(archive, "was not read to its end");
+}
+
+// How many files and directories `path` adds when `other` is there, the path before it in order.
+std::uint64_t addedBy(std::string_view path, std::string_view other) {
+  const auto endsStep = [](std::string_view text, std::size_t i) {
+    return i == text.size() || text[i] == '/';
+  };
+  auto added = static_cast<std::uint64_t>(std::ranges::count(path, '/')) + 1;
+  for (std::size_t i = 0; i <= std::min(path.size(), other.size()); ++i) {
+    if (i > 0 && endsStep(path, i) && endsStep(other, i)) --added;
+    if (i == path.size() || i == other.size() || path[i] != other[i]) break;
+  }
+  return added;
+}
+
+// Refuses names that stand for the same file, or for a file and a directory, and more files and
+// directories than can be unpacked within seconds.
+void checkTree(const fs::path& archive, const std::vector<Entry>& entries) {
   std::vector<const Entry*> sorted;
   for (const Entry& entry : entries) sorted.push_back(&entry);
   // With '/' before every other character, what is below a path follows directly behind it.
@@ -62,6 +87,7 @@ void refuseClashes(const fs::path& archive, const std::vector<Entry>& entries) {
   std::ranges::sort(sorted, [&rank](const Entry* a, const Entry* b) {
     return std::ranges::lexicographical_compare(a->path, b->path, {}, rank, rank);
   });
+  std::uint64_t count = sorted.empty() ? 0 : addedBy(sorted.front()->path, "");
   for (std::size_t i = 1; i < sorted.size(); ++i) {
     const Entry& entry = *sorted[i - 1];
     const std::string& next = sorted[i]->path;
@@ -69,7 +95,9 @@ void refuseClashes(const fs::path& archive, const std::vector<Entry>& entries) {
     if (!entry.isDirectory && next.starts_with(entry.path + '/')) {
       refuseEntry(archive, entry.path, "is both a file and a directory");
     }
+    count += addedBy(next, entry.path);
   }
+  if (count > mostEntries) refuseCount(archive, count);
 }
 
 Entry checkedEntry(zip_t* archive, const fs::path& path, std::uint64_t index) {
@@ -78,7 +106,6 @@ Entry checkedEntry(zip_t* archive, const fs::path& path, std::uint64_t index) {
   if (name == nullptr || zip_stat_index(archive, index, 0, &stat) != 0) {
     refuse(path, std::string("cannot be read: ") + zip_strerror(archive));
   }
-  if (const char* const problem = problemOf(name)) refuseEntry(path, name, problem);
   // What is not UTF-8 is of another code page. libzip takes it for the one of DOS: which one it is
   // matters to nobody but a reader of the name.
   const char* const utf8 = zip_get_name(archive, index, ZIP_FL_ENC_GUESS);
@@ -108,12 +135,10 @@ CheckedArchive openChecked(const fs::path& path) {
     refuse(path, "cannot be opened as a zip archive: " + reasonOf(error));
 
   const auto count = static_cast<std::uint64_t>(zip_get_num_entries(checked.archive.get(), 0));
-  if (count > mostEntries) {
-    refuse(path, "is refused: it has " + std::to_string(count) + " entries, more than " +
-                     std::to_string(mostEntries));
-  }
+  if (count > mostEntries) refuseCount(path, count);
   std::uint64_t unpackedSize = 0;
   for (std::uint64_t index = 0; index < count; ++index) {
+    goOn(path);
     Entry entry = checkedEntry(checked.archive.get(), path, index);
     if (entry.size > largestUnpackedSize - unpackedSize) {
       refuse(path, "is refused: it unpacks to more than " +
@@ -122,7 +147,7 @@ CheckedArchive openChecked(const fs::path& path) {
     unpackedSize += entry.size;
     checked.entries.push_back(std::move(entry));
   }
-  refuseClashes(path, checked.entries);
+  checkTree(path, checked.entries);
   if (unpackedSize > unpackedSizeWithoutQuestions &&
       unpackedSize / largestCompressionRatio > fs::file_size(path)) {
     refuse(path, "is refused: it unpacks to " + std::to_string(unpackedSize >> 20) +
@@ -143,6 +168,7 @@ void readEntry(const CheckedArchive& checked, const Entry& entry,
   std::array<char, 1 << 16> buffer;
   std::uint64_t size = 0;
   while (const zip_int64_t length = zip_fread(open.get(), buffer.data(), buffer.size())) {
+    goOn(checked.path);
     if (length < 0) {
       refuseEntry(checked.path, entry.path,
                   std::string("cannot be read: ") + zip_file_strerror(open.get()));
@@ -190,13 +216,9 @@ void unpackArchive(const fs::path& archive, const fs::path& directory) {
     refuse(archive,
            "cannot be unpacked to " + directory.string() + ", expected an empty directory");
   }
-  try {
-    for (const Entry& entry : checked.entries) unpackEntry(checked, entry, directory);
-  } catch (...) {
-    for (const auto& unpacked : fs::directory_iterator(directory, error)) {
-      fs::remove_all(unpacked, error);
-    }
-    throw;
+  for (const Entry& entry : checked.entries) {
+    goOn(archive);
+    unpackEntry(checked, entry, directory);
   }
 }
 

@@ -7,10 +7,11 @@
 
 // Each function throws Failure for an archive that is unreadable, truncated or encrypted,
 // has an entry that would leave its directory, a symbolic link, a name twice, or unpacks to more
-// than the limits that the source states; whichever entry is asked for, all are checked.
+// than the limits that the source states; whichever entry is asked for, all are checked. So it does
+// when a signal asks the command to end (base/interrupts.h).
 
 // Unpacks the archive into `directory`, which is made when it does not exist and must be empty when
-// it does. Nothing outside of it is ever touched, and after a failure it is empty again.
+// it does. Nothing outside of it is ever touched. After a failure it holds what was unpacked so far.
 void unpackArchive(const std::filesystem::path& archive, const std::filesystem::path& directory);
 
 // One entry, as text; for commands that need nothing else of the archive.

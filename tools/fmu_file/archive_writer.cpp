@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "base/failure.h"
+#include "base/interrupts.h"
 #include "base/safe_file.h"
 #include "base/text.h"
 #include "fmu_file/libzip.h"
@@ -60,6 +61,8 @@ void writeArchive(const fs::path& target, const std::vector<ArchiveEntry>& entri
     // removes it when it fails.
     Archive archive(zip_open(part.c_str(), ZIP_CREATE | ZIP_TRUNCATE, &error));
     if (archive == nullptr) fail(reasonOf(error));
+    zip_register_cancel_callback_with_state(
+        archive.get(), [](zip_t*, void*) { return interrupted() != 0 ? 1 : 0; }, nullptr, nullptr);
     for (const ArchiveEntry& entry : entries) {
       const char* const problem = problemOf(entry.name);
       if (problem != nullptr) fail("the entry " + inQuotes(entry.name) + " " + problem);

@@ -4,6 +4,12 @@
 
 #include "base/text.h"
 
+namespace {
+
+constexpr int deepest = 32;
+
+}  // namespace
+
 std::string reasonOf(int zipError) {
   zip_error_t error;
   zip_error_init_with_code(&error, zipError);
@@ -19,6 +25,7 @@ const char* problemOf(std::string_view name) {
   if (name.size() > 1 && name[1] == ':') return "begins with a drive letter";
   if (printable(name) != name) return "has a control character in its name";
   if (name.back() == '/') name.remove_suffix(1);
+  if (std::ranges::count(name, '/') >= deepest) return "lies more than 32 levels deep";
   for (std::size_t start = 0; start <= name.size();) {
     const std::size_t end = std::min(name.find('/', start), name.size());
     const std::string_view component = name.substr(start, end - start);

@@ -19,6 +19,7 @@ using OpenEntry = std::unique_ptr<zip_file_t, Discard>;
 // The sentence that belongs to an error code of libzip.
 std::string reasonOf(int zipError);
 
-// Why the name may not stand in an archive, or nullptr. What is harmless on this system (drive
+// Why the name may not stand in an archive, or nullptr. No FMU needs directories within directories
+// without end; what is harmless on this system (drive
 // letters, backslashes) leads out of the directory on another.
 const char* problemOf(std::string_view name);

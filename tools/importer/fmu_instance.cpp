@@ -8,6 +8,7 @@
 #include <type_traits>
 
 #include "base/failure.h"
+#include "base/interrupts.h"
 #include "base/text.h"
 #include "importer/fmu_message.h"
 
@@ -80,6 +81,7 @@ FmuInstance::FmuInstance(const fs::path& directory, const ModelDescription& desc
       logging(show),
       callbacks{receive, std::calloc, std::free, nullptr, this},
       functions(loadBinary(fmuBinary(directory, model))) {
+  begin("fmi2Instantiate");
   const std::string version = functions.getVersion();
   showCall("fmi2GetVersion()", version.c_str());
   if (version != "2.0")
@@ -103,6 +105,7 @@ FmuInstance::~FmuInstance() {
   } catch (const Failure&) {  // another failure is on its way
   }
   if (!usable) return;
+  begin("fmi2FreeInstance");
   functions.freeInstance(component);
   showCall("fmi2FreeInstance()", "");
 }
@@ -110,7 +113,7 @@ FmuInstance::~FmuInstance() {
 void FmuInstance::setupExperiment(std::optional<double> tolerance, double startTime,
                                   double stopTime) {
   time = startTime;
-  lastError.clear();
+  begin("fmi2SetupExperiment");
   const fmi2Status status =
       functions.setupExperiment(component, tolerance ? fmi2True : fmi2False,
                                 tolerance.value_or(0.0), startTime, fmi2True, stopTime);
@@ -121,19 +124,19 @@ void FmuInstance::setupExperiment(std::optional<double> tolerance, double startT
 }
 
 void FmuInstance::enterInitializationMode() {
-  lastError.clear();
+  begin("fmi2EnterInitializationMode");
   check(functions.enterInitializationMode(component), "fmi2EnterInitializationMode");
 }
 
 void FmuInstance::exitInitializationMode() {
-  lastError.clear();
+  begin("fmi2ExitInitializationMode");
   check(functions.exitInitializationMode(component), "fmi2ExitInitializationMode");
   running = true;
 }
 
 bool FmuInstance::doStep(double communicationPoint, double stepSize) {
   time = communicationPoint;
-  lastError.clear();
+  begin("fmi2DoStep");
   const fmi2Status status = functions.doStep(component, communicationPoint, stepSize, fmi2True);
   if (logging.calls)
     showCall("fmi2DoStep(currentCommunicationPoint=" + shown(communicationPoint) +
@@ -158,7 +161,7 @@ bool FmuInstance::hasTerminated() {
 
 void FmuInstance::terminate() {
   running = false;
-  lastError.clear();
+  begin("fmi2Terminate");
   check(functions.terminate(component), "fmi2Terminate");
 }
 
@@ -166,7 +169,7 @@ template <class Function, class Value>
 void FmuInstance::exchange(const char* name, Function* function, References vr,
                            std::span<Value> value) {
   if (vr.empty()) return;
-  lastError.clear();
+  begin(name);
   const fmi2Status status = function(component, vr.data(), vr.size(), value.data());
   std::string arguments;
   if (logging.calls) {
@@ -220,13 +223,19 @@ void FmuInstance::receive(fmi2ComponentEnvironment self, fmi2String, fmi2Status 
 
 void FmuInstance::showMessage(fmi2Status status, const char* category,
                               const std::string& text) const {
-  std::fprintf(stderr, "%s %s %s %s\n", timeText(time).c_str(), nameOf(status), category,
-               text.c_str());
+  std::fprintf(stderr, "%s %s %s %s\n", timeText(time).c_str(), nameOf(status),
+               printable(category).c_str(), printable(text).c_str());
 }
 
 void FmuInstance::showCall(const std::string& call, const char* result) const {
   if (logging.calls)
-    std::fprintf(stderr, *result != '\0' ? "%s -> %s\n" : "%s\n", call.c_str(), result);
+    std::fprintf(stderr, *result != '\0' ? "%s -> %s\n" : "%s\n", printable(call).c_str(),
+                 printable(result).c_str());
+}
+
+void FmuInstance::begin(const char* function) {
+  lastError.clear();
+  nowWaitingFor(function, time);
 }
 
 void FmuInstance::check(fmi2Status status, const char* function, const std::string& arguments) {

@@ -52,6 +52,8 @@ class FmuInstance {
                       fmi2String category, fmi2String format, ...);
   void showMessage(fmi2Status status, const char* category, const std::string& text) const;
   void showCall(const std::string& call, const char* result) const;
+  // Before each call: for what is waited now, and nothing has gone wrong yet.
+  void begin(const char* function);
   // Whether the FMU discarded a step because the run ended in it.
   bool hasTerminated();
   // check() also shows the call.

@@ -82,11 +82,6 @@ void Simulation::chooseLines() {
                   " with numbers; choose them with --output-variable");
 }
 
-Simulation::~Simulation() {
-  if (const std::string kept = keepRows(); !kept.empty())
-    std::fprintf(stderr, "zelvox: %s\n", printable(kept).c_str());
-}
-
 void Simulation::run(const fs::path& directory) {
   FmuInstance instance(directory, model, options.logging);
   openTable();
@@ -95,8 +90,10 @@ void Simulation::run(const fs::path& directory) {
   try {
     stepToTheEnd(instance);
     instance.terminate();
+    rows.reset();
     if (output) output->flush();
   } catch (const Failure& failure) {
+    rows.reset();
     const std::string kept = keepRows();
     throw Failure(failure.what() + (kept.empty() ? kept : "; " + kept), failure.exitCode);
   }
@@ -109,6 +106,8 @@ void Simulation::openTable() {
   std::vector<std::string> header;
   for (const ScalarVariable* variable : observed) header.push_back(variable->name);
   output.emplace(options.outputFile, header);
+  // After the file, whose own end would be to go.
+  rows.emplace([this] { return keepRows(); });
 }
 
 // Makes the rows of a run that failed the result, and says how far they go.
@@ -128,7 +127,6 @@ std::string Simulation::keepRows() {
       said = failure.what();
     }
   }
-  output.reset();
   return said;
 }
 
@@ -166,7 +164,10 @@ void Simulation::step(FmuInstance& instance) {
 void Simulation::record(FmuInstance& instance, double time) {
   lastTime = time;
   row.readFrom(instance);
-  if (output) output->write(time, row.values);
+  if (output) {
+    const auto busy = rows->busy();
+    output->write(time, row.values);
+  }
   if (picture) times.push_back(time);
   auto line = lines.begin();
   for (std::size_t i = 0; i < observed.size(); ++i) {
@@ -212,7 +213,7 @@ void Simulation::summarize() const {
   }
   if (observed.size() > shown) std::printf("  and %zu more\n", observed.size() - shown);
   if (wroteRows())
-    std::printf("Wrote %s with %s\n", options.outputFile.c_str(),
+    std::printf("Wrote %s with %s\n", printable(options.outputFile.string()).c_str(),
                 counted(stepsDone + 1, "row").c_str());
 }
 

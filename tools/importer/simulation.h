@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "base/forced_end.h"
 #include "importer/input_signals.h"
 #include "importer/time_grid.h"
 #include "importer/variable_names.h"
@@ -28,8 +29,6 @@ class Simulation {
  public:
   // Throws Failure for what the FMU does not have. Both arguments must outlive the object.
   Simulation(const SimulationOptions& options, const ModelDescription& model);
-  // Keeps the rows so far when Java code ends the process during a step.
-  ~Simulation();
 
   // From the instantiation to the release; ends early when the user interrupts it. Files that exist
   // stay as they are until the first step, and keep the rows so far when a later one fails.
@@ -62,6 +61,7 @@ class Simulation {
   VariableGroup startRow;
   std::optional<InputSignals> inputs;
   std::optional<CsvWriter> output;  // until it is closed
+  std::optional<AtForcedEnd> rows;  // keeps them, as long as steps are done
   std::optional<Picture> picture;
 
   // What has happened.

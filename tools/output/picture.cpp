@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <fstream>
 #include <sstream>
@@ -14,6 +15,7 @@
 #include <system_error>
 
 #include "base/failure.h"
+#include "base/forced_end.h"
 #include "base/temporary_directory.h"
 #include "base/text.h"
 
@@ -41,6 +43,10 @@ int runGnuplot(std::string argument, const fs::path& answers, const fs::path& co
                       ? "no picture was drawn: gnuplot is missing, install the package gnuplot-nox"
                       : "no picture was drawn: gnuplot cannot be run: " +
                             std::generic_category().message(problem));
+  const AtForcedEnd killing([child] {
+    kill(child, SIGKILL);
+    return std::string();
+  });
   int status = 0;
   while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
   }

@@ -220,7 +220,7 @@ class AnyFmu(Case):
             self.assertEqual(re.findall("(?m)^[^,]+", part.read_text()), ['"time"', "0", "1", "2"])
             process.send_signal(signal.SIGINT)
         out, err = self.finish(process, 130)
-        self.assertRegex(err, "interrupted at t=3; the rows so far are in out.csv")
+        self.assertRegex(err, "the run stopped at t=3; the rows so far are in out.csv")
         wall, factor = map(float, re.search(r" in (\S+) s, (\S+) times", out).groups())
         self.assertGreaterEqual(wall, 1)
         self.assertAlmostEqual(wall * factor, 3, delta=0.1)

@@ -1,7 +1,6 @@
 """`zelvox simulate` and `zelvox info` with an FMU that is not ours, has every type of variable, needs no
 Java, writes down what is called (stub/stub.c) and misbehaves on demand."""
 
-import contextlib
 import os
 import re
 import signal

@@ -85,6 +85,8 @@ class Ending(Case):
     def test_ignored_signal_stays_ignored(self):
         process = self.stepping(*SLOW, preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN))
         process.send_signal(signal.SIGHUP)
+        for _ in range(5):
+            next(call for call in process.stderr if call.startswith("fmi2DoStep"))
         process.send_signal(signal.SIGTERM)
         self.ends(process, signal.SIGTERM, "")
 

@@ -120,6 +120,16 @@ class Whole(Case):
         times = self.simulated(odd(), run=False)["time"]
         self.assertEqual([float(time) for time in times], [-1 + 0.25 * i for i in range(len(times))])
 
+    def test_rows_that_cannot_become_the_table_stay_beside_it(self):
+        run = self.start("simulate", odd(), "--stop-time=100", "--start-value=sleep=50", "--output-file=out.csv", "--log-fmi-calls")
+        next(call for call in run.stderr if "currentCommunicationPoint=1," in call)
+        (self.home / "out.csv").mkdir()
+        run.send_signal(signal.SIGINT)
+        last = self.finish(run, 130)[1].splitlines()[-1]
+        part, = self.home.glob("out.csv.part-*")
+        self.assertRegex(last, rf": out.csv cannot be replaced: Is a directory; what was to be in it is in {part.name}\Z")
+        self.assertIn("\n1,", part.read_text())
+
     def test_what_is_no_file_is_written_directly(self):
         plain = self.simulated(odd(), "--quiet") and (self.home / "out.csv").read_text()
         os.mkfifo(self.home / "fifo")

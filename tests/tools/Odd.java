@@ -35,16 +35,20 @@ public class Odd implements Model {
             case "range": odd.parameter("a", "", "", 1).range(2, 3); break;
             case "turned": odd.output("a", "", "").range(3, 2); break;
             case "nominal": odd.output("a", "", "").nominal(0); break;
+            case "displayed": odd.output("a", "kN", "").displayUnit("kg"); break;
+            case "ambiguous": Unit.of("kN").display("N", 1).display("N", 2); break;
             case "experiment": odd.experiment(1, 1, 0.1); break;
             case "changing": odd.input("a" + System.nanoTime(), "", "", 0); break;
             default: break;
         }
         return odd
-                .unit(Unit.of("°C").K(1).offset(273.15))
-                .unit(Unit.of("kN").kg(1).m(1).s(-2).factor(1000))
-                .input("in, \"quoted\"", "°C", "<&>", 0.1).range(-273.15, 1e300)
+                .unit(Unit.of("°C").K(1).offset(273.15).display("°F", 5 / 9.0, 459.67 * 5 / 9))
+                .unit(Unit.of("kN").kg(1).m(1).s(-2).factor(1000).display("lbf", 4.4482216152605)
+                        .display("N", 1))
+                .input("in, \"quoted\"", "°C", "<&>", 0.1).range(-273.15, 1e300).displayUnit("°F")
                 .input("held", "flock", "", -1.5)
                 .output("Größe", "kN", "input of the last step").range(1e-9, 1e9).nominal(1e-3)
+                .displayUnit("N")
                 .output("länger 🐦", "", "end of the last step", 7)
                 .output("step", "s", "length of the last step")
                 .output("gained", "", "gain times held")

@@ -2,6 +2,7 @@
 as one test."""
 
 import json
+import math
 import os
 import re
 import resource
@@ -62,8 +63,9 @@ class Pack(Case):
                           "kN": {"kg": "1", "m": "1", "s": "-2", "factor": "1000"}})
         variables = {v.get("name"): v[0].attrib for v in root.find("ModelVariables")}
         self.assertEqual([variables['in, "quoted"'], variables["Größe"], variables["gain"], variables["sleep"]], [
-            {"unit": "°C", "min": "-273.15", "max": "1e+300", "start": "0.1"},
-            {"unit": "kN", "min": "1e-09", "max": "1e+09", "nominal": "0.001"}, {"start": "0.3333333333333333"}, {"unit": "ms", "min": "0", "max": "1000", "start": "0"}])
+            {"unit": "°C", "displayUnit": "°F", "min": "-273.15", "max": "1e+300", "start": "0.1"},
+            {"unit": "kN", "displayUnit": "N", "min": "1e-09", "max": "1e+09", "nominal": "0.001"},
+            {"start": "0.3333333333333333"}, {"unit": "ms", "min": "0", "max": "1000", "start": "0"}])
         self.assertEqual(root.find("DefaultExperiment").attrib,
                          {"startTime": "-1", "stopTime": "1", "stepSize": "0.25", "tolerance": "1e-05"})
         with zipfile.ZipFile(odd()) as archive:
@@ -73,6 +75,17 @@ class Pack(Case):
         for text in ("Prüfstand <1> & 𝄞", "Ann & Bö", "-1 s to 1 s in steps of 0.25 s", 'in, "quoted"', "°C", "<&>",
                      "-273.15 … 1e+300", "zelvox simulate odd.fmu\nzelvox exec -- fmpy simulate odd.fmu\n"):
             self.assertIn(text, texts)
+
+    def test_units_are_defined_with_what_they_are_shown_in(self):
+        root = self.description(odd())
+        self.assertEqual([dict(d.attrib) for d in root.iter("DisplayUnit")], [
+            {"name": "°F", "factor": "1.8", "offset": "32"}, {"name": "lbf", "factor": "224.8089430997105"},
+            {"name": "N", "factor": "1000"}])
+        warnings = [self.zelvox("pack", "--jar", jar, "-o", "x.fmu", *options)[1]
+                    for jar, *options in ((ODD_JAR, "--model", "Odd"), (MOTOR_JAR,))]
+        self.assertRegex(warnings[0], r"\Azelvox: warning: [^\n]* 's' of step, 'flock' of held, 'ms' of sleep are not "
+                         r'defined[^\n]*@UnitDefinition\(name = "s"[^\n]*\n\Z')
+        self.assertEqual(warnings[1], "")
 
     def test_fmu_has_all_files_and_the_same_input_gives_the_same_bytes(self):
         fmus = []
@@ -101,7 +114,8 @@ class Pack(Case):
         moods = {"null": "is null", "empty": "no variable", "throws": "no idea what I am", "slips": r"IndexOutOf.* 4 .*Odd\.describe\(Odd\.java:\d+\)", "exit": "Java code ended",
                  "unnamed": "has no name", "blank": "' a'", "control": "control characters", "nan": "is NaN",
                  "surrogate": "control characters", "duplicate": "'a' is declared twice", "infinite": "Infinity",
-                 "range": "in its range from 2.0 to 3.0", "turned": "goes from 3.0 to 2.0", "nominal": "more than 0", "changing": "differently",
+                 "range": "in its range from 2.0 to 3.0", "turned": "goes from 3.0 to 2.0", "nominal": "more than 0",
+                 "displayed": "shown in 'kg'", "ambiguous": "two display units 'N'", "changing": "differently",
                  "experiment": "stop time behind", "refuses": "gain at its start"}
         jar, model = ("--jar", ODD_JAR, "-o"), ("--model", "Odd", "--jvm-option")
         for reason, arguments, options in [
@@ -199,6 +213,32 @@ class Simulate(Case):
             whole = [str((run or (-1, 1, 0.25))[2])] * (len(times.split()) - 2)
             self.assertEqual(result["step"][1:], whole + [str(last)])
 
+    def test_summary_speaks_the_display_unit_and_the_table_the_unit(self):
+        out = self.zelvox("simulate", odd(), "--output-file", "out.csv", "--output-variable=Größe",
+                          '--output-variable=in, "quoted"')[0]
+        self.assertRegex(out, r"Größe +100  N\n  in, .* +32\.18  °F\n")
+        self.assertEqual(self.simulated(odd(), run=False)["Größe"][-1], "0.1")
+        turns = '<DisplayUnit name="turns" factor="2" offset="7"/><DisplayUnit name="no" factor="0"/>'
+        for own, declared, shown in (
+                ('unit="rad/s"', "", "rad/s"), ('unit="rad/s" displayUnit="rpm"', "", "rpm"),
+                ('declaredType="T"', 'unit="rad/s" displayUnit="rpm"', "rpm"),
+                ('declaredType="T" displayUnit="turns"', 'unit="rad/s" displayUnit="rpm"', "turns"),
+                ('declaredType="T" displayUnit="turns"', 'unit="rad/s" relativeQuantity="true"', "2 turns"),
+                ('unit="rad/s" displayUnit="turns" relativeQuantity="true"', "", "2 turns"),
+                ('unit="rad/s" displayUnit="turn"', "", "rad/s"), ('unit="A" displayUnit="rpm"', "", "A"),
+                ('unit="rad/s" displayUnit="no"', "", "rad/s")):
+            types = f'<TypeDefinitions><SimpleType name="T"><Real {declared}/></SimpleType></TypeDefinitions>'
+            fmu = self.changed("modelDescription.xml", lambda old: old.decode().replace(
+                'Real unit="rad/s"', "Real " + own).replace("<LogCat", types + "<LogCat").replace(
+                '<DisplayUnit name="rpm"', turns + '<DisplayUnit name="rpm"').encode())
+            with self.subTest(own=own, declared=declared):
+                out = self.zelvox("simulate", fmu, "--start-value=voltage=12", "--output-file=out.csv")[0]
+                value, unit = re.search(r"speed +(\S+)  (\S+)", out).groups()
+                speed = float(self.simulated(fmu, run=False)["speed"][-1])
+                self.assertEqual(unit, shown.split()[-1])
+                self.assertAlmostEqual(float(value), {"rpm": speed * 30 / math.pi, "turns": 2 * speed + 7,
+                                                      "2 turns": 2 * speed}.get(shown, speed), delta=1e-4)
+
     def test_failure_names_the_reason_and_keeps_the_rows(self):
         run = ("simulate", odd(), "--output-file", "out.csv", "--start-value")
         for value, reason in (("fail at=0.5", "fmi2DoStep at t=0.5 failed: .*the belt tore at 100 %d; out.csv has"),
@@ -239,7 +279,17 @@ class Simulate(Case):
         if shutil.which("gnuplot"):
             self.zelvox(*draw)
             texts = "".join(ElementTree.parse(self.home / "out.svg").getroot().itertext())
-            self.assertEqual([text for text in ("Größe", "gained", "kN", "time [s]") if text not in texts], [])
+            self.assertEqual([text for text in ("Größe", "gained", "[N]", "time [s]") if text not in texts], [])
+
+    @unittest.skipUnless(shutil.which("gnuplot"), "no gnuplot")
+    def test_picture_speaks_display_units_and_long_times(self):
+        for start, length, ticks in ((1e6, 9999, "1.002e+06 s"), (0, 10_000, "160 min"), (0, 35_999, "500 min"),
+                                     (0, 36_000, "10 h"), (0, 863_999, "200 h"), (0, 864_000, "10 d")):
+            self.zelvox("simulate", odd(), "--start-time", start, "--stop-time", start + length, "--output-interval",
+                        length / 10, "--output-variable=Größe", "--plot-file=out.svg", "--start-value=in, \"quoted\"=0.25")
+            texts = [t.strip() for t in ElementTree.parse(self.home / "out.svg").getroot().itertext() if t.strip()]
+            tick, unit = ticks.split()
+            self.assertLessEqual({tick, f"time [{unit}]", "250"}, set(texts), (start, length))
 
 
 class Inputs(Case):

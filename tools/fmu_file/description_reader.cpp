@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <pugixml.hpp>
 #include <unordered_map>
 
@@ -25,6 +26,7 @@ class Reader {
     for (const pugi::xml_node unit : root.child("UnitDefinitions").children("Unit")) {
       model.units.push_back(readUnit(unit));
     }
+    for (const UnitDefinition& unit : model.units) units.emplace(unit.name, &unit);
     for (const pugi::xml_node type : root.child("TypeDefinitions").children("SimpleType")) {
       declaredTypes.emplace(required(type, "name"), type);
     }
@@ -92,6 +94,11 @@ class Reader {
     }
     unit.factor = number(base, "factor").value_or(1.0);
     unit.offset = number(base, "offset").value_or(0.0);
+    for (const pugi::xml_node display : node.children("DisplayUnit")) {
+      unit.displayUnits.push_back({required(display, "name"),
+                                   number(display, "factor").value_or(1.0),
+                                   number(display, "offset").value_or(0.0)});
+    }
     return unit;
   }
 
@@ -127,8 +134,14 @@ class Reader {
     const auto inherited = [&](const char* name) {
       return number(own.attribute(name).empty() ? declared : own, name);
     };
-    const pugi::xml_attribute unit = own.attribute("unit");
-    variable.unit = (unit.empty() ? declared.attribute("unit") : unit).value();
+    const auto text = [&](const char* name) {
+      return (own.attribute(name).empty() ? declared : own).attribute(name);
+    };
+    variable.unit = text("unit").value();
+    variable.displayUnit = findDisplayUnit(variable.unit, text("displayUnit").value());
+    // A difference is scaled, but has no zero to move (FMI 2.0.2, 2.2.3).
+    if (variable.displayUnit && isTrue(text("relativeQuantity")))
+      variable.displayUnit->offset = 0.0;
     if (variable.type == "Boolean") {
       if (const auto start = own.attribute("start")) variable.start = isTrue(start) ? 1.0 : 0.0;
     } else if (variable.type != "String") {
@@ -137,6 +150,17 @@ class Reader {
       variable.max = inherited("max");
       variable.nominal = inherited("nominal");
     }
+  }
+
+  // Nothing for one that is not defined or makes no sense: values are shown in the unit itself.
+  std::optional<DisplayUnit> findDisplayUnit(const std::string& unit, std::string_view name) const {
+    const auto defined = units.find(unit);
+    if (defined == units.end()) return std::nullopt;
+    const auto& candidates = defined->second->displayUnits;
+    const auto found = std::ranges::find(candidates, name, &DisplayUnit::name);
+    const bool usable =
+        found != candidates.end() && std::isnormal(found->factor) && std::isfinite(found->offset);
+    return usable ? std::optional(*found) : std::nullopt;
   }
 
   const char* required(const pugi::xml_node& node, const char* name) {
@@ -190,6 +214,7 @@ class Reader {
 
   std::string_view xml;
   pugi::xml_document document;
+  std::unordered_map<std::string, const UnitDefinition*> units;
   std::unordered_map<std::string, pugi::xml_node> declaredTypes;
 };
 

@@ -69,6 +69,12 @@ void writeUnits(pugi::xml_node root, const ModelDescription& model) {
     }
     if (unit.factor != 1.0) set(base, "factor", unit.factor);
     if (unit.offset != 0.0) set(base, "offset", unit.offset);
+    for (const DisplayUnit& display : unit.displayUnits) {
+      pugi::xml_node other = node.append_child("DisplayUnit");
+      set(other, "name", display.name);
+      if (display.factor != 1.0) set(other, "factor", display.factor);
+      if (display.offset != 0.0) set(other, "offset", display.offset);
+    }
   }
   for (const ScalarVariable& variable : model.variables) {
     if (!variable.unit.empty() && listed.insert(variable.unit).second) append(variable.unit);
@@ -112,6 +118,7 @@ void writeVariables(pugi::xml_node root, const ModelDescription& model) {
     setUnlessEmpty(node, "initial", variable.initial);
     pugi::xml_node real = node.append_child("Real");
     setUnlessEmpty(real, "unit", variable.unit);
+    if (variable.displayUnit) set(real, "displayUnit", variable.displayUnit->name);
     set(real, "min", variable.min);
     set(real, "max", variable.max);
     set(real, "nominal", variable.nominal);

@@ -11,12 +11,20 @@
 inline constexpr std::array<const char*, 8> baseUnits = {"kg", "m",   "s",  "A",
                                                          "K",  "mol", "cd", "rad"};
 
+// Another unit for the same values: one in the unit is `factor * value + offset` in this one.
+struct DisplayUnit {
+  std::string name;
+  double factor = 1.0;
+  double offset = 0.0;
+};
+
 struct UnitDefinition {
   std::string name;
   bool hasBaseUnit = false;
   std::array<int, 8> exponents{};  // kg, m, s, A, K, mol, cd, rad
   double factor = 1.0;
   double offset = 0.0;
+  std::vector<DisplayUnit> displayUnits;
 };
 
 struct ScalarVariable {
@@ -28,6 +36,7 @@ struct ScalarVariable {
   std::string initial;      // exact, calculated, or empty
   std::string type;         // Real, Integer, Boolean, String, Enumeration
   std::string unit;
+  std::optional<DisplayUnit> displayUnit;          // the one to show values in, if it is defined
   std::optional<double> start, min, max, nominal;  // a Boolean starts at 0 or 1, a String nowhere
 };
 
@@ -41,3 +50,13 @@ struct ModelDescription {
   std::vector<UnitDefinition> units;
   std::vector<ScalarVariable> variables;
 };
+
+// The name of the unit in which people see the values of a variable, and a value in it.
+inline const std::string& shownUnit(const ScalarVariable& variable) {
+  return variable.displayUnit ? variable.displayUnit->name : variable.unit;
+}
+
+inline double shownValue(const ScalarVariable& variable, double value) {
+  const auto& display = variable.displayUnit;
+  return display ? display->factor * value + display->offset : value;
+}

@@ -206,7 +206,8 @@ void Simulation::summarize() const {
     const std::string name = printable(observed[i]->name);
     std::printf("  %s ", padded(name, std::min<std::size_t>(width, 40)).c_str());
     if (number != nullptr) {
-      std::printf("%14.8g  %s\n", *number, printable(observed[i]->unit).c_str());
+      std::printf("%14.8g  %s\n", shownValue(*observed[i], *number),
+                  printable(shownUnit(*observed[i])).c_str());
     } else {
       std::printf("%s\n", printable(value).c_str());
     }

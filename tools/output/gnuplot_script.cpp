@@ -25,11 +25,24 @@ struct Panel {
   std::vector<const PlotLine*> lines;
 };
 
+// In which times are shown, where seconds would be numbers that nobody reads.
+struct TimeUnit {
+  const char* name;
+  double seconds;
+};
+
+TimeUnit timeUnitOf(const std::vector<double>& times) {
+  const double run = times.back() - times.front();
+  for (const TimeUnit unit : {TimeUnit{"d", 86400.0}, {"h", 3600.0}})
+    if (run >= 10.0 * unit.seconds) return unit;
+  return run >= 10'000.0 ? TimeUnit{"min", 60.0} : TimeUnit{"s", 1.0};
+}
+
 std::vector<Panel> panelsOf(const std::vector<PlotLine>& lines) {
   std::vector<Panel> panels;
   for (const PlotLine& line : lines) {
-    auto panel = std::ranges::find(panels, line.variable->unit, &Panel::unit);
-    if (panel == panels.end()) panel = panels.insert(panel, Panel{line.variable->unit, {}});
+    auto panel = std::ranges::find(panels, shownUnit(*line.variable), &Panel::unit);
+    if (panel == panels.end()) panel = panels.insert(panel, Panel{shownUnit(*line.variable), {}});
     panel->lines.push_back(&line);
   }
   return panels;
@@ -55,7 +68,8 @@ std::string literal(std::string_view text) {
 
 // The line's points. Of a long run the smallest and the largest value of every stretch remain, so
 // that no peak is lost, and so does a value that is none.
-void writePoints(std::ostream& script, const std::vector<double>& times, const PlotLine& line) {
+void writePoints(std::ostream& script, const std::vector<double>& times, const TimeUnit& unit,
+                 const PlotLine& line) {
   const std::size_t count = line.values.size();
   const std::size_t stretch = count <= pointsPerLine ? 1 : (2 * count) / pointsPerLine + 1;
   for (std::size_t begin = 0; begin < count; begin += stretch) {
@@ -76,7 +90,8 @@ void writePoints(std::ostream& script, const std::vector<double>& times, const P
     for (const std::size_t i : kept) {
       // gnuplot breaks a line at an empty one, which is what a value that is none should look like.
       if (std::isfinite(line.values[i]))
-        script << numberText(times[i]) << ' ' << numberText(line.values[i]);
+        script << numberText(times[i] / unit.seconds) << ' '
+               << numberText(shownValue(*line.variable, line.values[i]));
       script << '\n';
     }
   }
@@ -122,21 +137,25 @@ void writeHead(std::ostream& script, const fs::path& file, PictureKind kind,
 std::string gnuplotScript(const fs::path& file, PictureKind kind, const std::string& title,
                           const std::vector<double>& times, const std::vector<PlotLine>& lines) {
   std::ostringstream script;
+  const TimeUnit unit = timeUnitOf(times);
   for (std::size_t i = 0; i < lines.size(); ++i) {
     script << "$line" << i << " << END\n";
-    writePoints(script, times, lines[i]);
+    writePoints(script, times, unit, lines[i]);
     script << "END\n";
   }
   const std::vector<Panel> panels = panelsOf(lines);
   writeHead(script, file, kind, title, panels, legendColumns(lines));
-  script << "set xrange [" << numberText(times.front()) << ':'
-         << numberText(times.back() > times.front() ? times.back() : times.front() + 1) << "]\n";
+  const double begin = times.front() / unit.seconds, end = times.back() / unit.seconds;
+  script << "set xrange [" << numberText(begin) << ':' << numberText(end > begin ? end : begin + 1)
+         << "]\n";
   for (const Panel& panel : panels) {
     const bool lowest = &panel == &panels.back();
-    script << "set ylabel " << literal(axisLabel(panel)) << " textcolor '#333333'\n"
-           << (lowest ? "set format x\nset xlabel 'time [s]' textcolor '#333333'\n"
-                      : "set format x ''\n")
-           << "plot ";
+    script << "set ylabel " << literal(axisLabel(panel)) << " textcolor '#333333'\n";
+    if (lowest)
+      script << "set format x\nset xlabel 'time [" << unit.name << "]' textcolor '#333333'\n";
+    else
+      script << "set format x ''\n";
+    script << "plot ";
     for (std::size_t i = 0; i < panel.lines.size(); ++i) {
       const PlotLine& line = *panel.lines[i];
       const bool continuous = line.variable->variability == "continuous";

@@ -84,6 +84,13 @@ UnitDefinition readUnit(Report& report) {
   for (int& exponent : unit.exponents) exponent = static_cast<int>(report.number());
   unit.factor = report.number();
   unit.offset = report.number();
+  const std::size_t displayUnits = report.count();
+  for (std::size_t i = 0; i < displayUnits; ++i) {
+    DisplayUnit& display = unit.displayUnits.emplace_back();
+    display.name = report.text();
+    display.factor = report.number();
+    display.offset = report.number();
+  }
   return unit;
 }
 
@@ -96,6 +103,9 @@ void readVariables(Report& report, ModelDescription& model, std::size_t first,
     variable.valueReference = static_cast<std::uint32_t>(first + i);
     variable.name = report.text();
     variable.unit = report.text();
+    // Only its name is written.
+    if (const std::string name = report.text(); !name.empty())
+      variable.displayUnit = DisplayUnit{name};
     variable.description = report.text();
     variable.start = report.number();
     variable.min = report.finite();

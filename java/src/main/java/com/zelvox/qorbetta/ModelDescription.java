@@ -5,6 +5,7 @@ import java.util.Collections;
 import java.util.HashSet;
 import java.util.List;
 import java.util.Set;
+import java.util.stream.Stream;
 
 /**
  * What a model tells about itself: names, units, meanings, start values, and how it is best run.
@@ -13,8 +14,8 @@ import java.util.Set;
  * <pre>
  *   ModelDescription.named("Tank")
  *       .describedAs("Water tank with a drain")
- *       .unit(Unit.of("m3/s").m(3).s(-1))
- *       .input("inflow", "m3/s", "water flowing in", 0.0)
+ *       .unit(Unit.of("m3/s").m(3).s(-1).display("L/min", 1e-3 / 60))
+ *       .input("inflow", "m3/s", "water flowing in", 0.0).displayUnit("L/min")
  *       .output("level", "m", "height of the water")
  *       .parameter("area", "m2", "area of the ground", 2.0).range(0.01, 100)
  *       .experiment(0, 60, 0.1)
@@ -245,6 +246,15 @@ public final class ModelDescription {
             return replaceLatest(latest("nominal").scaled(value));
         }
 
+        /**
+         * Says in which unit people like to see the variable declared last.
+         *
+         * @param name a display unit that the variable's unit is defined with; empty for none
+         */
+        public Builder displayUnit(String name) {
+            return replaceLatest(latest("displayUnit").displayed(name));
+        }
+
         /** Says how the model is best run: over which time and with which step size, in seconds. */
         public Builder experiment(double start, double stop, double step) {
             Checked.finite("the start time", start);
@@ -269,6 +279,9 @@ public final class ModelDescription {
 
         /** The finished description. */
         public ModelDescription build() {
+            Stream.of(facts.outputs, facts.inputs, facts.parameters).flatMap(List::stream)
+                    .filter(variable -> !variable.displayUnit().isEmpty())
+                    .forEach(this::checkDisplayUnit);
             return new ModelDescription(facts.frozen());
         }
 
@@ -281,6 +294,16 @@ public final class ModelDescription {
             group.add(variable);
             latest = group;
             return this;
+        }
+
+        private void checkDisplayUnit(Variable variable) {
+            if (facts.units.stream().noneMatch(unit -> unit.name().equals(variable.unit())
+                    && unit.displayUnit(variable.displayUnit()) != null)) {
+                throw new IllegalArgumentException("variable '" + variable.name()
+                        + "' is shown in '" + variable.displayUnit()
+                        + "', expected a display unit that the definition of its unit '"
+                        + variable.unit() + "' has");
+            }
         }
 
         private Variable latest(String method) {

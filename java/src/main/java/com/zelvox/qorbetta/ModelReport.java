@@ -2,6 +2,8 @@ package com.zelvox.qorbetta;
 
 import java.io.File;
 import java.lang.reflect.Modifier;
+import java.math.BigDecimal;
+import java.math.MathContext;
 import java.nio.charset.StandardCharsets;
 import java.util.Arrays;
 import java.util.List;
@@ -18,8 +20,9 @@ import java.util.TreeSet;
  * file names. The answer: a sentence that says what is wrong, alone; or nothing, the class, name,
  * description, author, version, licence, copyright, start time, stop time, step size, tolerance,
  * and then units, outputs, inputs and parameters. Each of these four begins with its count; a unit
- * is its name, eight exponents, factor and offset; a variable its name, unit, description, start,
- * min, max and nominal.
+ * is its name, eight exponents, factor and offset, and the count of its display units with name,
+ * factor and offset of each as FMI has them: from the unit, not from the base units; a variable its
+ * name, unit, display unit, description, start, min, max and nominal.
  */
 final class ModelReport {
     private final StringBuilder texts = new StringBuilder();
@@ -190,6 +193,20 @@ final class ModelReport {
         }
         add(unit.factor());
         add(unit.offset());
+        add(unit.displayUnits().size());
+        for (Unit display : unit.displayUnits()) {
+            add(display.name());
+            add(quotient(unit.factor(), display.factor(), unit.factor()));
+            add(quotient(unit.offset() - display.offset(), display.factor(), display.offset()));
+        }
+    }
+
+    /** Without last digits that only the arithmetic made: 1.8, not 1.7999999999999998. */
+    private static double quotient(double dividend, double divisor, double magnitude) {
+        double exact = dividend / divisor;
+        double plain = new BigDecimal(exact).round(new MathContext(13)).doubleValue();
+        double error = 2 * Math.max(Math.ulp(exact), Math.abs(Math.ulp(magnitude) / divisor));
+        return Math.abs(plain - exact) <= error ? plain : exact;
     }
 
     private void addVariables(List<Variable> variables) {
@@ -197,6 +214,7 @@ final class ModelReport {
         for (Variable variable : variables) {
             add(variable.name());
             add(variable.unit());
+            add(variable.displayUnit());
             add(variable.description());
             add(variable.start());
             add(variable.min());

@@ -1,23 +1,31 @@
 package com.zelvox.qorbetta;
 
+import java.util.ArrayList;
 import java.util.Arrays;
+import java.util.Collections;
+import java.util.List;
 
 /**
  * What a unit's name means in SI base units, for instance
  * {@code Unit.of("rpm").rad(1).s(-1).factor(Math.PI / 30)}: a value in base units is
- * {@code factor * value + offset}. Immutable; each method with an argument answers a changed copy.
+ * {@code factor * value + offset}. Other units of the same dimension, in which people may enter and
+ * see the values, are named with {@link #display}. Immutable; each method with an argument answers a
+ * changed copy.
  */
 public final class Unit {
     private final String name;
     private final int[] exponents;
     private final double factor;
     private final double offset;
+    private final List<Unit> displayUnits; // their exponents are not used
 
-    private Unit(String name, int[] exponents, double factor, double offset) {
+    private Unit(String name, int[] exponents, double factor, double offset,
+            List<Unit> displayUnits) {
         this.name = name;
         this.exponents = exponents;
         this.factor = factor;
         this.offset = offset;
+        this.displayUnits = displayUnits;
     }
 
     /**
@@ -27,7 +35,7 @@ public final class Unit {
      * @throws IllegalArgumentException when the name is empty or not printable
      */
     public static Unit of(String name) {
-        return new Unit(Checked.name("a unit", name), new int[8], 1, 0);
+        return new Unit(Checked.name("a unit", name), new int[8], 1, 0, Collections.emptyList());
     }
 
     public Unit kg(int exponent) {
@@ -72,7 +80,8 @@ public final class Unit {
                     + "': factor 0, expected another number");
         }
         return new Unit(name, exponents,
-                Checked.finite("unit '" + name + "': factor", newFactor), offset);
+                Checked.finite("unit '" + name + "': factor", newFactor), offset,
+                displayUnits);
     }
 
     /**
@@ -81,7 +90,35 @@ public final class Unit {
      */
     public Unit offset(double newOffset) {
         return new Unit(name, exponents, factor,
-                Checked.finite("unit '" + name + "': offset", newOffset));
+                Checked.finite("unit '" + name + "': offset", newOffset),
+                displayUnits);
+    }
+
+    /**
+     * Names another unit of the same dimension, such as {@code display("L/min", 1e-3 / 60)} of
+     * m3/s.
+     *
+     * @param other its name, which no other display unit of this unit has
+     * @param itsFactor how many base units one of it is; finite and not 0
+     * @throws IllegalArgumentException when the name or the factor is not like that
+     */
+    public Unit display(String other, double itsFactor) {
+        return display(other, itsFactor, 0);
+    }
+
+    /**
+     * The same for a unit with another zero, such as {@code display("°C", 1, 273.15)} of K.
+     *
+     * @param itsOffset the value in base units at 0 of it; finite
+     */
+    public Unit display(String other, double itsFactor, double itsOffset) {
+        if (displayUnit(other) != null) {
+            throw new IllegalArgumentException("unit '" + name + "' has two display units '"
+                    + other + "'");
+        }
+        List<Unit> longer = new ArrayList<>(displayUnits);
+        longer.add(of(other).factor(itsFactor).offset(itsOffset));
+        return new Unit(name, exponents, factor, offset, longer);
     }
 
     /** The name that variables use. */
@@ -104,6 +141,21 @@ public final class Unit {
         return offset;
     }
 
+    /** The display units in the order in which they were named. */
+    public List<Unit> displayUnits() {
+        List<Unit> units = new ArrayList<>();
+        for (Unit unit : displayUnits) {
+            units.add(new Unit(unit.name, exponents, unit.factor, unit.offset,
+                    Collections.emptyList()));
+        }
+        return units;
+    }
+
+    /** The display unit of that name; null when there is none. */
+    Unit displayUnit(String other) {
+        return displayUnits.stream().filter(unit -> unit.name.equals(other)).findAny().orElse(null);
+    }
+
     @Override
     public String toString() {
         return name;
@@ -112,6 +164,6 @@ public final class Unit {
     private Unit with(int index, int exponent) {
         int[] changed = Arrays.copyOf(exponents, exponents.length);
         changed[index] = exponent;
-        return new Unit(name, changed, factor, offset);
+        return new Unit(name, changed, factor, offset, displayUnits);
     }
 }

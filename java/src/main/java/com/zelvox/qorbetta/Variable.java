@@ -4,16 +4,18 @@ package com.zelvox.qorbetta;
 public final class Variable {
     private final String name;
     private final String unit;
+    private final String displayUnit;
     private final String description;
     private final double start;
     private final double min;
     private final double max;
     private final double nominal;
 
-    private Variable(String name, String unit, String description, double start,
-            double min, double max, double nominal) {
+    private Variable(String name, String unit, String displayUnit, String description,
+            double start, double min, double max, double nominal) {
         this.name = name;
         this.unit = unit;
+        this.displayUnit = displayUnit;
         this.description = description;
         this.start = start;
         this.min = min;
@@ -27,7 +29,7 @@ public final class Variable {
         if (unit == null || !unit.isEmpty()) {
             Checked.name("the unit of " + variable, unit);
         }
-        return new Variable(name, unit,
+        return new Variable(name, unit, "",
                 Checked.text("the description of " + variable, description),
                 Checked.finite("the start of " + variable, start),
                 Double.NEGATIVE_INFINITY, Double.POSITIVE_INFINITY, 1);
@@ -43,13 +45,19 @@ public final class Variable {
             throw new IllegalArgumentException("variable '" + name + "' starts at " + start
                     + ", expected a start in its range from " + newMin + " to " + newMax);
         }
-        return new Variable(name, unit, description, start, newMin, newMax, nominal);
+        return new Variable(name, unit, displayUnit, description, start, newMin, newMax,
+                nominal);
+    }
+
+    /** The same variable, shown in another unit. */
+    Variable displayed(String newDisplayUnit) {
+        return new Variable(name, unit, newDisplayUnit, description, start, min, max, nominal);
     }
 
     /** The same variable with another order of magnitude. */
     Variable scaled(double newNominal) {
         Checked.positive("the nominal value of variable '" + name + "'", newNominal);
-        return new Variable(name, unit, description, start, min, max, newNominal);
+        return new Variable(name, unit, displayUnit, description, start, min, max, newNominal);
     }
 
     /** The name, unique in the model. */
@@ -60,6 +68,14 @@ public final class Variable {
     /** The name of the unit, which the model may or may not define; empty when there is none. */
     public String unit() {
         return unit;
+    }
+
+    /**
+     * The name of the unit in which people like to see the values, one of those that {@link #unit}
+     * is defined with; empty for that unit itself.
+     */
+    public String displayUnit() {
+        return displayUnit;
     }
 
     /** What the variable means, in a few words; may be empty. */

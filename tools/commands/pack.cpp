@@ -6,6 +6,7 @@
 #include <iostream>
 #include <memory>
 
+#include "base/failure.h"
 #include "base/installation.h"
 #include "base/interrupts.h"
 #include "base/overwriting.h"
@@ -14,6 +15,7 @@
 #include "commands/command.h"
 #include "packer/contents.h"
 #include "packer/model_report.h"
+#include "packer/unit_warning.h"
 
 namespace fs = std::filesystem;
 
@@ -51,6 +53,7 @@ void pack(const PackOptions& options) {
   std::cout << printable(options.output.string() + ": " + model.modelName) << " ("
             << packed.javaClass << ") with " << countOf(model, "input") << ", "
             << countOf(model, "output") << " and " << countOf(model, "parameter") << "\n";
+  if (const std::string warning = unitWarning(model); !warning.empty()) warn(warning);
 }
 
 }  // namespace

@@ -2,7 +2,8 @@ package com.zelvox.qorbetta;
 
 /**
  * A simulation model, written as one class: what an author implements so that importers of
- * functional mock-up units can run it.
+ * functional mock-up units can run it. Where the variables are known when it is written, {@link
+ * FieldModel} takes less writing.
  *
  * <p>The class is public, has a public constructor without arguments that does no work, and is
  * named in {@code META-INF/services/com.zelvox.qorbetta.Model} of its jar. Every instance has a

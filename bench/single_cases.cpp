@@ -104,5 +104,6 @@ std::vector<Case> javaCases() {
       return static_cast<double>(spent);
     });
   };
-  return {{"a step of the demonstration model", {loop("hosted"), loop("direct")}, 1.10}};
+  return {{"through ZelvoxSim, over called directly", {loop("hosted"), loop("direct")}, 1.10},
+          {"with fields, over by index", {loop("direct"), loop("byIndex")}, 1.10}};
 }

@@ -59,7 +59,7 @@ void printCalls(const std::vector<Case>& cases) {
 }
 
 void printJava(const std::vector<Case>& cases) {
-  std::printf("\n| Java side | through ZelvoxSim | called directly | ratio | target |\n");
+  std::printf("\n| a step of the demonstration model | with | without | ratio | target |\n");
   std::printf("|---|---:|---:|---:|---:|\n");
   forEachResult(cases, [](const Case& c, const Result& result) {
     std::printf("| %s | %s | %s | %s | %.2f |\n", c.name.c_str(),

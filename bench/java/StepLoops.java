@@ -5,8 +5,9 @@ import com.zelvox.qorbetta.ZelvoxSim;
 import java.util.List;
 
 /**
- * Steps the demonstration model as it stands and through ZelvoxSim, with the communication step of
- * its default experiment. Each method answers the nanoseconds that its steps took.
+ * Steps the demonstration model as it stands, through ZelvoxSim, and written by index, with the
+ * communication step of its default experiment. Each method answers the nanoseconds that its steps
+ * took.
  */
 public final class StepLoops {
     private static final char[] NAME = "motor".toCharArray();
@@ -14,19 +15,20 @@ public final class StepLoops {
 
     private static final double[] inputs = {12, 0.05};
     private static final double[] outputs = new double[2];
-    private static final Model model = startedModel();
+    private static final Model model = started(new DcMotor());
+    private static final Model indexModel = started(new IndexMotor());
     private static final double stepSize = new DcMotor().describe().stepSize();
     private static final ZelvoxSim sim = ZelvoxSim.create();
     private static long directSteps;
+    private static long indexSteps;
     private static long hostedSteps;
     private static double sink;
 
     private StepLoops() {
     }
 
-    private static Model startedModel() {
+    private static Model started(Model started) {
         try {
-            Model started = new DcMotor();
             List<Variable> parameters = started.describe().parameters();
             for (int i = 0; i < parameters.size(); i++) {
                 started.set(i, parameters.get(i).start());
@@ -50,6 +52,15 @@ public final class StepLoops {
         long begin = System.nanoTime();
         for (long i = 0; i < steps; i++) {
             model.step(directSteps++ * stepSize, stepSize, inputs, outputs);
+            sink += outputs[0];
+        }
+        return System.nanoTime() - begin;
+    }
+
+    static long byIndex(long steps) throws Exception {
+        long begin = System.nanoTime();
+        for (long i = 0; i < steps; i++) {
+            indexModel.step(indexSteps++ * stepSize, stepSize, inputs, outputs);
             sink += outputs[0];
         }
         return System.nanoTime() - begin;

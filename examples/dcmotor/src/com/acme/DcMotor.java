@@ -1,8 +1,13 @@
 package com.acme;
 
-import com.zelvox.qorbetta.Model;
-import com.zelvox.qorbetta.ModelDescription;
-import com.zelvox.qorbetta.Unit;
+import com.zelvox.qorbetta.DefaultExperiment;
+import com.zelvox.qorbetta.DisplayUnit;
+import com.zelvox.qorbetta.FieldModel;
+import com.zelvox.qorbetta.Input;
+import com.zelvox.qorbetta.ModelInfo;
+import com.zelvox.qorbetta.Output;
+import com.zelvox.qorbetta.Parameter;
+import com.zelvox.qorbetta.UnitDefinition;
 
 /**
  * A DC motor with a load on its shaft, at rest until the start time:
@@ -12,106 +17,77 @@ import com.zelvox.qorbetta.Unit;
  *   L di/dt = voltage - R i - k w     i: current in the armature
  * </pre>
  */
-public class DcMotor implements Model {
-    private static final int VOLTAGE = 0;
-    private static final int LOAD = 1;
+@ModelInfo(description = "DC motor with a load on its shaft", version = "1.0")
+@DefaultExperiment(stopTime = 0.5, stepSize = 1e-3)
+@UnitDefinition(name = "V", kg = 1, m = 2, s = -3, A = -1)
+@UnitDefinition(name = "A", A = 1)
+@UnitDefinition(name = "N.m", kg = 1, m = 2, s = -2)
+@UnitDefinition(name = "rad/s", rad = 1, s = -1,
+        displayUnits = @DisplayUnit(name = "rpm", factor = Math.PI / 30))
+@UnitDefinition(name = "kg.m2", kg = 1, m = 2)
+@UnitDefinition(name = "N.m.s/rad", kg = 1, m = 2, s = -1, rad = -1)
+@UnitDefinition(name = "N.m/A", kg = 1, m = 2, s = -2, A = -1)
+@UnitDefinition(name = "Ohm", kg = 1, m = 2, s = -3, A = -2)
+@UnitDefinition(name = "H", kg = 1, m = 2, s = -2, A = -2)
+public class DcMotor extends FieldModel {
+    @Input(unit = "V", description = "voltage at the armature")
+    private double voltage;
 
-    private static final int SPEED = 0;
-    private static final int CURRENT = 1;
+    @Input(unit = "N.m", description = "torque that the load takes from the shaft")
+    private double load;
 
-    private double J;
-    private double b;
-    private double k;
-    private double R;
-    private double L;
-
+    @Output(unit = "rad/s", description = "speed of the shaft", nominal = 100)
     private double speed;
+
+    @Output(unit = "A", description = "current in the armature")
     private double current;
 
-    @Override
-    public ModelDescription describe() {
-        return ModelDescription.named("DcMotor")
-                .describedAs("DC motor with a load on its shaft")
-                .version("1.0")
-                .unit(Unit.of("V").kg(1).m(2).s(-3).A(-1))
-                .unit(Unit.of("A").A(1))
-                .unit(Unit.of("N.m").kg(1).m(2).s(-2))
-                .unit(Unit.of("rad/s").rad(1).s(-1))
-                .unit(Unit.of("kg.m2").kg(1).m(2))
-                .unit(Unit.of("N.m.s/rad").kg(1).m(2).s(-1).rad(-1))
-                .unit(Unit.of("N.m/A").kg(1).m(2).s(-2).A(-1))
-                .unit(Unit.of("Ohm").kg(1).m(2).s(-3).A(-2))
-                .unit(Unit.of("H").kg(1).m(2).s(-2).A(-2))
-                .input("voltage", "V", "voltage at the armature", 0.0)
-                .input("load", "N.m", "torque that the load takes from the shaft", 0.0)
-                .output("speed", "rad/s", "speed of the shaft").nominal(100)
-                .output("current", "A", "current in the armature")
-                .parameter("J", "kg.m2", "inertia of rotor and load", 1e-4).range(1e-7, 1e3)
-                .parameter("b", "N.m.s/rad", "viscous friction", 1e-5).range(0, 1e3)
-                .parameter("k", "N.m/A", "torque per current", 0.05).range(0, 1e3)
-                .parameter("R", "Ohm", "resistance of the armature", 0.5).range(0, 1e3)
-                .parameter("L", "H", "inductance of the armature", 1e-3).range(1e-6, 1e3)
-                .experiment(0.0, 0.5, 1e-3)
-                .build();
-    }
+    @Parameter(unit = "kg.m2", description = "inertia of rotor and load", min = 1e-7, max = 1e3)
+    private double J = 1e-4;
 
-    /** The cases follow the order in which the parameters are declared above. */
-    @Override
-    public void set(int parameter, double value) {
-        switch (parameter) {
-            case 0: J = value; break;
-            case 1: b = value; break;
-            case 2: k = value; break;
-            case 3: R = value; break;
-            case 4: L = value; break;
-            default: throw new IllegalArgumentException("no parameter " + parameter);
-        }
-    }
+    @Parameter(unit = "N.m.s/rad", description = "viscous friction", min = 0, max = 1e3)
+    private double b = 1e-5;
+
+    @Parameter(unit = "N.m/A", description = "torque per current", min = 0, max = 1e3)
+    private double k = 0.05;
+
+    @Parameter(unit = "Ohm", description = "resistance of the armature", min = 0, max = 1e3)
+    private double R = 0.5;
+
+    @Parameter(unit = "H", description = "inductance of the armature", min = 1e-6, max = 1e3)
+    private double L = 1e-3;
 
     @Override
-    public void initialize(double[] inputs, double[] outputs) {
-        speed = 0;
-        current = 0;
-        report(outputs);
-    }
-
-    @Override
-    public void step(double time, double stepSize, double[] inputs, double[] outputs) {
+    protected void step(double time, double stepSize) {
         // The importer chooses the communication step. Accuracy is the model's own affair: it
         // divides the step until its parts are short against the fastest motion, which is no faster
         // than this.
         double rate = Math.max(b / J, R / L) + k / Math.sqrt(J * L);
         long substeps = Math.max(1, (long) Math.ceil(rate * stepSize / 0.05));
         for (long n = 0; n < substeps; n++) {
-            integrate(stepSize / substeps, inputs[VOLTAGE], inputs[LOAD]);
+            integrate(stepSize / substeps);
         }
-        report(outputs);
     }
 
     /** One step of the classical Runge-Kutta method of fourth order. */
-    private void integrate(double h, double voltage, double load) {
-        double w1 = acceleration(speed, current, load);
-        double i1 = currentRate(speed, current, voltage);
-        double w2 = acceleration(speed + h / 2 * w1, current + h / 2 * i1, load);
-        double i2 = currentRate(speed + h / 2 * w1, current + h / 2 * i1, voltage);
-        double w3 = acceleration(speed + h / 2 * w2, current + h / 2 * i2, load);
-        double i3 = currentRate(speed + h / 2 * w2, current + h / 2 * i2, voltage);
-        double w4 = acceleration(speed + h * w3, current + h * i3, load);
-        double i4 = currentRate(speed + h * w3, current + h * i3, voltage);
+    private void integrate(double h) {
+        double w1 = acceleration(speed, current);
+        double i1 = currentRate(speed, current);
+        double w2 = acceleration(speed + h / 2 * w1, current + h / 2 * i1);
+        double i2 = currentRate(speed + h / 2 * w1, current + h / 2 * i1);
+        double w3 = acceleration(speed + h / 2 * w2, current + h / 2 * i2);
+        double i3 = currentRate(speed + h / 2 * w2, current + h / 2 * i2);
+        double w4 = acceleration(speed + h * w3, current + h * i3);
+        double i4 = currentRate(speed + h * w3, current + h * i3);
         speed += h / 6 * (w1 + 2 * w2 + 2 * w3 + w4);
         current += h / 6 * (i1 + 2 * i2 + 2 * i3 + i4);
     }
 
-    private double acceleration(double w, double i, double load) {
+    private double acceleration(double w, double i) {
         return (k * i - b * w - load) / J;
     }
 
-    private double currentRate(double w, double i, double voltage) {
+    private double currentRate(double w, double i) {
         return (voltage - R * i - k * w) / L;
-    }
-
-    private void report(double[] outputs) {
-        outputs[SPEED] = speed;
-        outputs[CURRENT] = current;
     }
 }

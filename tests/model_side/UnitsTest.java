@@ -143,6 +143,9 @@ public class UnitsTest {
         properties(unit, PROPERTIES.replace("jar.1", "jar.3"));
         Script.play("new b " + unit.toUri() + " => = NULL ! instance 'b': no model: there is no class Answer:"
                 + " the unit names no jar");
+        properties(unit, PROPERTIES.replace("Answer", "Missing"));
+        Script.play("new b " + unit.toUri() + " => = NULL ! instance 'b': no model: there is no class Missing in"
+                + " model.jar, library.jar");
         properties(unit, PROPERTIES.replace("model.jar", "x").replace("library", "model").replace("x", "library.jar"));
         begin("b", unit);
         steps("b", 2, 1, 1, 1);

@@ -12,7 +12,7 @@ import unittest
 import zipfile
 from pathlib import Path
 
-from case import LIBRARY, ODD_JAR, Case, odd
+from case import SANITIZERS, LIBRARY, ODD_JAR, Case, odd
 
 SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT, signal.SIGXFSZ)
 STICKS = ("--jvm-option=-Dodd=sticks", "--stop-time=1e6", "--output-variable=gained")  # from the step at 0.5 on
@@ -162,6 +162,7 @@ class Ending(Case):
         alive.send_signal(signal.SIGTERM)
         self.ends(alive, signal.SIGTERM, "")
 
+    @unittest.skipIf(SANITIZERS, "the sanitizers open pipes for their own checks")
     def test_directory_that_cannot_be_removed_is_named_and_swept_later(self):
         process = self.stepping(*SLOW)
         resource.prlimit(process.pid, resource.RLIMIT_NOFILE, (3, 64))  # nothing can be opened any more

@@ -2,9 +2,14 @@
 // what goes wrong is thrown as a Failure, whose text main() prints as one sentence.
 #pragma once
 
+#include <jni.h>
+
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
+
+#include "base/overwriting.h"
 
 namespace CLI {
 class App;
@@ -15,6 +20,17 @@ void addInfoCommand(CLI::App& app);
 void addSimulateCommand(CLI::App& app);
 void addExecCommand(CLI::App& app);
 void addDoctorCommand(CLI::App& app);
+
+// The options of a model that is given by its files: --jar, --model and --release.
+struct ModelInput;
+void addModelOptions(CLI::App& command, ModelInput& input);
+
+// All files that an FMU is made of, or the FMU, for refuseOverwriting().
+std::vector<NamedFile> filesOf(const ModelInput& input);
+
+// The FMU that the files are, or the one that is made of them, which needs a JVM and lies in a
+// temporary directory until the process ends. Throws Failure.
+std::filesystem::path fmuOf(const ModelInput& input, const std::function<JNIEnv*()>& jvm);
 
 // The options --class-path and --jvm-option, for the commands whose JVM also runs models.
 void addJvmOptions(CLI::App& command, std::vector<std::filesystem::path>& classPath,

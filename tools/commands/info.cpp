@@ -9,11 +9,16 @@
 #include <set>
 
 #include "base/failure.h"
+#include "base/installation.h"
 #include "base/interrupts.h"
 #include "base/text.h"
 #include "commands/command.h"
 #include "fmu_file/archive_reader.h"
 #include "fmu_file/description_reader.h"
+#include "jvm/find.h"
+#include "jvm/options.h"
+#include "jvm/start.h"
+#include "packer/model_input.h"
 
 namespace fs = std::filesystem;
 
@@ -26,7 +31,7 @@ constexpr std::size_t widestName = 40;
 constexpr std::size_t widestUnit = 20;
 
 struct InfoOptions {
-  fs::path fmu;
+  ModelInput input;
   bool all = false;
 };
 
@@ -130,10 +135,12 @@ void printTable(const ModelDescription& model, const char* title, std::string_vi
 
 void info(const InfoOptions& options) {
   catchInterrupts();
+  const fs::path fmu = fmuOf(
+      options.input, [] { return startJvm(locateJvm().libjvm, jvmOptions({zelvoxJar()}, {})); });
   nowWaitingFor("the FMU to be read");
-  const std::vector<std::string> files = archiveFiles(options.fmu);
+  const std::vector<std::string> files = archiveFiles(fmu);
   const ModelDescription model =
-      readModelDescription(readArchiveEntry(options.fmu, "modelDescription.xml"));
+      readModelDescription(readArchiveEntry(fmu, "modelDescription.xml"));
   if (interrupted() != 0) throw Failure("nothing was shown");
   nowWaitingFor("somebody to read what is shown");
   const auto printFact = [&options](const char* label, const std::string& fact) {
@@ -154,7 +161,7 @@ void info(const InfoOptions& options) {
             model.generationTool +
                 (model.generationDateAndTime.empty() ? "" : ", " + model.generationDateAndTime));
   printFact("GUID", model.guid);
-  printFact("Size", sizeOf(options.fmu) + ", " + counted(std::ssize(files), "file"));
+  printFact("Size", sizeOf(fmu) + ", " + counted(std::ssize(files), "file"));
   printTable(model, "Inputs", "input", options.all);
   printTable(model, "Outputs", "output", options.all);
   printTable(model, "Parameters", "parameter", options.all);
@@ -166,9 +173,12 @@ void addInfoCommand(CLI::App& app) {
   CLI::App* const command =
       app.add_subcommand("info", "Show what an FMU of FMI 2.0 is and which variables it has");
   const auto options = std::make_shared<InfoOptions>();
-  command->add_option("fmu", options->fmu, "The FMU, a .fmu file of FMI 2.0")
+  command
+      ->add_option("fmu", options->input.model,
+                   "The FMU, a .fmu file of FMI 2.0; or a model, which is packed first")
       ->required()
       ->type_name("FMU");
   command->add_flag("--all", options->all, "Show every variable, and texts in full length");
+  addModelOptions(*command, options->input);
   command->callback([options] { info(*options); });
 }

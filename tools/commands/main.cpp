@@ -14,10 +14,11 @@
 namespace {
 
 constexpr const char* examples = R"(
-From a Java model to a running FMU:
-  zelvox pack --jar motor.jar -o motor.fmu
-  zelvox info motor.fmu
-  zelvox simulate motor.fmu --stop-time 2 --start-value voltage=12 --plot-file motor.svg
+From a Java file to a picture, and to an FMU:
+  zelvox simulate Tank.java --plot-file tank.svg
+  zelvox pack Tank.java
+  zelvox info Tank.fmu
+  zelvox simulate Tank.fmu --stop-time 2 --start-value inflow=0.4 --output-file tank.csv
 
 In an importer that knows nothing of Java, and when something does not work:
   zelvox exec -- fmpy simulate motor.fmu

@@ -1,6 +1,6 @@
-// `zelvox pack`: from the jars of a Java model to an FMU that carries them. The model is asked in a
-// JVM of this process, from a copy of the jars that lies as it will lie in the FMU: what the model
-// finds only beside the original jars is missed here and not at the importer.
+// `zelvox pack`: from the files of a Java model to an FMU that carries it. The model is compiled
+// and asked in a JVM of this process, from jars that lie as they will lie in the FMU: what the
+// model finds only beside the original files is missed here and not at the importer.
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iostream>
@@ -13,8 +13,10 @@
 #include "base/temporary_directory.h"
 #include "base/text.h"
 #include "commands/command.h"
-#include "packer/contents.h"
-#include "packer/model_report.h"
+#include "jvm/find.h"
+#include "jvm/options.h"
+#include "jvm/start.h"
+#include "packer/packing.h"
 #include "packer/unit_warning.h"
 
 namespace fs = std::filesystem;
@@ -22,8 +24,7 @@ namespace fs = std::filesystem;
 namespace {
 
 struct PackOptions {
-  std::vector<fs::path> jars;
-  std::string model;
+  ModelInput input;
   fs::path output;
   std::vector<std::string> jvmOptions;
 };
@@ -34,25 +35,26 @@ std::string countOf(const ModelDescription& model, const std::string& causality)
 }
 
 void pack(const PackOptions& options) {
-  std::vector<NamedFile> read = {{"the installed", zelvoxJar()},
-                                 {"the installed", zelvoxLibrary()}};
-  for (const fs::path& jar : options.jars) read.push_back({"--jar", jar});
+  if (options.input.model.empty() && options.input.jars.empty()) {
+    throw Failure("name the model: .java files, a directory of sources or classes, or a jar",
+                  ExitCode::usage);
+  }
+  std::vector<NamedFile> read = filesOf(options.input);
+  read.push_back({"the installed", zelvoxJar()});
+  read.push_back({"the installed", zelvoxLibrary()});
   refuseOverwriting(read, {{"-o", options.output}});
   catchInterrupts();
   const TemporaryDirectory staged;
-  const fs::path resources = staged.path() / "resources";
-  copyJars(options.jars, resources);
-  nowWaitingFor("the model to describe itself");
-  const PackedModel packed = askModel(resources, options.model, options.jars, options.jvmOptions);
-  const ModelDescription& model = packed.description;
-
-  const std::vector<ArchiveEntry> entries =
-      fmuContents(packed, options.jars, resources, options.output.filename().string());
+  nowWaitingFor("the JVM to start");
+  JNIEnv* const env = startJvm(locateJvm().libjvm, jvmOptions({zelvoxJar()}, options.jvmOptions));
+  const PackedFmu fmu = packModel(options.input, options.output, staged.path(), env);
+  const ModelDescription& model = fmu.packed.description;
+  if (options.output.empty()) refuseOverwriting(read, {{"the FMU", fmu.file}});
   nowWaitingFor("the FMU to be written");
-  writeArchive(options.output, entries);
-  std::cout << printable(options.output.string() + ": " + model.modelName) << " ("
-            << packed.javaClass << ") with " << countOf(model, "input") << ", "
-            << countOf(model, "output") << " and " << countOf(model, "parameter") << "\n";
+  writeArchive(fmu.file, fmu.entries);
+  std::cout << printable(fmu.file.string() + ": " + model.modelName) << " (" << fmu.packed.javaClass
+            << ") with " << countOf(model, "input") << ", " << countOf(model, "output") << " and "
+            << countOf(model, "parameter") << "\n";
   if (const std::string warning = unitWarning(model); !warning.empty()) warn(warning);
 }
 
@@ -62,19 +64,13 @@ void addPackCommand(CLI::App& app) {
   CLI::App* const command = app.add_subcommand("pack", "Make an FMU of a Java model");
   const auto options = std::make_shared<PackOptions>();
   command
-      ->add_option("--jar", options->jars,
-                   "A jar that goes into the FMU: the model's, and each library that it needs")
-      ->required()
-      ->check(CLI::ExistingFile.description(""))
+      ->add_option("model", options->input.model,
+                   "The model: .java files, a directory of sources or classes, or a jar")
+      ->check(CLI::ExistingPath.description(""))
       ->type_name("FILE");
-  command
-      ->add_option("--model", options->model,
-                   "The model's class; by default the one that the jars name in "
-                   "META-INF/services/com.zelvox.qorbetta.Model")
-      ->type_name("CLASS");
-  command->add_option("-o,--output-file", options->output, "The FMU to write")
-      ->required()
+  command->add_option("-o,--output-file", options->output, "The FMU to write [the model's name]")
       ->type_name("FILE");
+  addModelOptions(*command, options->input);
   command
       ->add_option("--jvm-option", options->jvmOptions,
                    "An option for the JVM that asks the model, such as -Xmx4g")
@@ -83,8 +79,11 @@ void addPackCommand(CLI::App& app) {
   command->footer(
       "The model tells its names, units, descriptions, start values and default experiment\n"
       "itself. An FMU that exists is replaced, but only when all went well.\n\n"
+      "Java files are compiled by the JDK whose JVM is used. A directory that holds some gives\n"
+      "nothing else, any other one all that is in it, also data.\n\n"
       "Examples:\n"
-      "  zelvox pack --jar motor.jar -o motor.fmu\n"
-      "  zelvox pack --jar motor.jar --jar tables.jar --model com.acme.Motor -o motor.fmu");
+      "  zelvox pack Tank.java\n"
+      "  zelvox pack classes/ -o tank.fmu\n"
+      "  zelvox pack motor.jar --jar tables.jar --model com.acme.Motor -o motor.fmu");
   command->callback([options] { pack(*options); });
 }

@@ -19,26 +19,30 @@
 #include "jvm/find.h"
 #include "jvm/options.h"
 #include "jvm/start.h"
+#include "packer/model_input.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
 struct Options {
-  fs::path fmu;
+  ModelInput input;
   SimulationOptions run;
   std::vector<fs::path> classPath;
   std::vector<std::string> jvmOptions;
 };
 
-// Whatever the FMU: one whose binary speaks of libjvm.so needs a JVM, and its class path must have
-// our simulation object before any of its code runs.
-void startJvmFor(const fs::path& binary, const Options& options) {
-  if (fileContent(binary).find("libjvm.so") == std::string::npos) return;
+JNIEnv* startJvmWith(const Options& options) {
   std::vector<fs::path> classPath = {zelvoxJar()};
   classPath.insert(classPath.end(), options.classPath.begin(), options.classPath.end());
   nowWaitingFor("the JVM to start");
-  startJvm(locateJvm().libjvm, jvmOptions(classPath, options.jvmOptions));
+  return startJvm(locateJvm().libjvm, jvmOptions(classPath, options.jvmOptions));
+}
+
+// Whatever the FMU: one whose binary speaks of libjvm.so needs a JVM, and its class path must have
+// our simulation object before any of its code runs.
+bool needsJvm(const fs::path& binary) {
+  return fileContent(binary).find("libjvm.so") != std::string::npos;
 }
 
 void simulate(const Options& options) {
@@ -46,24 +50,28 @@ void simulate(const Options& options) {
     throw Failure(
         "--plot-file " + options.run.plotFile.string() + ": expected a name with .svg or .png",
         ExitCode::usage);
-  std::vector<NamedFile> read = {{"the FMU", options.fmu}, {"--input-file", options.run.inputFile}};
+  std::vector<NamedFile> read = filesOf(options.input);
+  read.push_back({"--input-file", options.run.inputFile});
   for (const fs::path& path : options.classPath) read.push_back({"--class-path", path});
   refuseOverwriting(
       read, {{"--output-file", options.run.outputFile}, {"--plot-file", options.run.plotFile}});
   catchInterrupts();
   const TemporaryDirectory directory;
+  JNIEnv* jvm = nullptr;
+  const fs::path fmu = fmuOf(options.input, [&] { return jvm = startJvmWith(options); });
   nowWaitingFor("the FMU to be unpacked");
-  unpackArchive(options.fmu, directory.path());
+  unpackArchive(fmu, directory.path());
   nowWaitingFor("the run to be prepared");
   const fs::path descriptionFile = directory.path() / "modelDescription.xml";
   if (!fs::is_regular_file(descriptionFile))
-    throw Failure(options.fmu.string() + " is no FMU: there is no modelDescription.xml in it");
+    throw Failure(fmu.string() + " is no FMU: there is no modelDescription.xml in it");
   const ModelDescription model = readModelDescription(fileContent(descriptionFile));
   if (!model.coSimulation)
-    throw Failure(options.fmu.string() + " is for model exchange only, expected co-simulation");
+    throw Failure(fmu.string() + " is for model exchange only, expected co-simulation");
 
   Simulation simulation(options.run, model);
-  startJvmFor(fmuBinary(directory.path(), model), options);
+  const fs::path binary = fmuBinary(directory.path(), model);
+  if (jvm == nullptr && needsJvm(binary)) startJvmWith(options);
   simulation.run(directory.path());
   if (!options.run.quiet) simulation.summarize();
   if (interrupted() != 0)
@@ -81,6 +89,7 @@ void simulate(const Options& options) {
 constexpr const char* examples = R"(
 Examples:
   zelvox simulate motor.fmu
+  zelvox simulate Tank.java --plot-file tank.svg
   zelvox simulate motor.fmu --stop-time 2 --start-value R=0.8 --output-file motor.csv
   zelvox simulate motor.fmu --input-file inputs.csv --output-variable speed --plot-file motor.svg
 
@@ -104,7 +113,9 @@ void addSimulateCommand(CLI::App& app) {
   CLI::App* const command =
       app.add_subcommand("simulate", "Co-simulate an FMU, with a JVM in this process");
   command->footer(examples);
-  command->add_option("fmu", options->fmu, "The FMU, a .fmu file of FMI 2.0")
+  command
+      ->add_option("fmu", options->input.model,
+                   "The FMU, a .fmu file of FMI 2.0; or a model, which is packed first")
       ->required()
       ->type_name("FMU");
 
@@ -163,6 +174,7 @@ void addSimulateCommand(CLI::App& app) {
   command->add_flag("--log-fmi-calls", options->run.logging.calls, "Show every FMI call on stderr")
       ->group(insight);
 
+  addModelOptions(*command, options->input);
   addJvmOptions(*command, options->classPath, options->jvmOptions);
   command->callback([options] { simulate(*options); });
 }

@@ -49,11 +49,12 @@ bool addEntry(zip_t* archive, const ArchiveEntry& entry, const DosTime& when) {
 
 }  // namespace
 
-void writeArchive(const fs::path& target, const std::vector<ArchiveEntry>& entries) {
+void writeArchive(const fs::path& target, const std::vector<ArchiveEntry>& entries,
+                  std::time_t when) {
   const auto fail = [&target](const std::string& reason) {
     throw Failure(printable(target.string()) + " cannot be written: " + reason);
   };
-  const DosTime when(creationTime());
+  const DosTime time(when);
   SafeFile file(target);
   file.writeWith([&](const fs::path& part) {
     int error = 0;
@@ -66,7 +67,7 @@ void writeArchive(const fs::path& target, const std::vector<ArchiveEntry>& entri
     for (const ArchiveEntry& entry : entries) {
       const char* const problem = problemOf(entry.name);
       if (problem != nullptr) fail("the entry " + inQuotes(entry.name) + " " + problem);
-      if (!addEntry(archive.get(), entry, when)) {
+      if (!addEntry(archive.get(), entry, time)) {
         fail("the entry " + inQuotes(entry.name) + ": " + zip_strerror(archive.get()));
       }
     }

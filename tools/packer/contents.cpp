@@ -1,11 +1,6 @@
 #include "packer/contents.h"
 
-#include <set>
-#include <system_error>
-
-#include "base/failure.h"
 #include "base/installation.h"
-#include "base/text.h"
 #include "fmu_file/description_writer.h"
 #include "packer/identity.h"
 #include "packer/index_page.h"
@@ -15,10 +10,10 @@ namespace fs = std::filesystem;
 namespace {
 
 // Read by the Java side (ModelSource.java) when the FMU is instantiated.
-std::string modelProperties(const PackedModel& packed, const std::vector<fs::path>& jars) {
+std::string modelProperties(const PackedModel& packed, const std::vector<std::string>& jars) {
   std::string text = "model=" + packed.javaClass + "\n";
   for (std::size_t i = 0; i < jars.size(); ++i) {
-    text += "jar." + std::to_string(i + 1) + "=" + jars[i].filename().string() + "\n";
+    text += "jar." + std::to_string(i + 1) + "=" + jars[i] + "\n";
   }
   return text;
 }
@@ -49,26 +44,8 @@ void appendLicenses(std::vector<ArchiveEntry>& entries, const ModelDescription& 
 
 }  // namespace
 
-void copyJars(const std::vector<fs::path>& jars, const fs::path& resources) {
-  fs::create_directories(resources);
-  std::set<std::string> names;
-  for (const fs::path& jar : jars) {
-    const std::string name = jar.filename().string();
-    // model.properties would need escapes for these, and importers stumble over them.
-    if (name.find('\\') != name.npos || name.starts_with(' ') || printable(name) != name) {
-      throw Failure("the jar " + inQuotes(name) + " needs a name without backslashes, control " +
-                    "characters and a leading blank");
-    }
-    if (!names.insert(name).second) {
-      throw Failure("two jars are called " + name + ", but they lie side by side in the FMU");
-    }
-    std::error_code error;
-    fs::copy_file(jar, resources / name, error);
-    if (error) throw Failure(jar.string() + " cannot be copied: " + error.message());
-  }
-}
-
-std::vector<ArchiveEntry> fmuContents(const PackedModel& packed, const std::vector<fs::path>& jars,
+std::vector<ArchiveEntry> fmuContents(const PackedModel& packed,
+                                      const std::vector<std::string>& jars,
                                       const fs::path& resources, const std::string& file) {
   ModelDescription model = packed.description;
   model.generationDateAndTime.clear();  // the GUID is the same at any time
@@ -78,9 +55,8 @@ std::vector<ArchiveEntry> fmuContents(const PackedModel& packed, const std::vect
       {"binaries/linux64/" + model.modelIdentifier + ".so", zelvoxLibrary(), {}},
       {"resources/model.properties", {}, modelProperties(packed, jars)},
   };
-  for (const fs::path& jar : jars) {
-    const std::string name = jar.filename().string();
-    entries.push_back({"resources/" + name, resources / name, {}});
+  for (const std::string& jar : jars) {
+    entries.push_back({"resources/" + jar, resources / jar, {}});
   }
   model.guid = guidOf(entries);
   model.generationDateAndTime = packed.description.generationDateAndTime;

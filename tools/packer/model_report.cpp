@@ -1,83 +1,18 @@
 #include "packer/model_report.h"
 
-#include <jni.h>
-
-#include <cmath>
 #include <ctime>
-#include <optional>
 
 #include "base/failure.h"
-#include "base/installation.h"
 #include "base/text.h"
 #include "fmu_file/archive_writer.h"
-#include "jvm/find.h"
-#include "jvm/options.h"
-#include "jvm/start.h"
 #include "packer/identity.h"
+#include "packer/java_side.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-[[noreturn]] void failVersion() {
-  throw Failure(zelvoxJar().string() + " is not of the version of this program");
-}
-
-// The texts of a report of the Java side, one after the other; ModelReport.java says which.
-class Report {
- public:
-  explicit Report(std::string text) : rest(std::move(text)) {}
-
-  std::string text() {
-    const std::size_t end = rest.find('\0', position);
-    if (end == std::string::npos) failVersion();
-    std::string field = rest.substr(position, end - position);
-    position = end + 1;
-    return field;
-  }
-
-  double number() {
-    const std::optional<double> value = parseNumber(text());
-    if (!value) failVersion();
-    return *value;
-  }
-
-  // Empty for the infinite and undefined values that stand for "none".
-  std::optional<double> finite() {
-    const double value = number();
-    return std::isfinite(value) ? std::optional(value) : std::nullopt;
-  }
-
-  std::size_t count() { return static_cast<std::size_t>(number()); }
-
- private:
-  std::string rest;
-  std::size_t position = 0;
-};
-
-std::string askJava(JNIEnv* env, const std::string& question) {
-  const jclass report = env->FindClass("com/zelvox/qorbetta/ModelReport");
-  const jmethodID answer =
-      report != nullptr ? env->GetStaticMethodID(report, "answer", "([B)[B") : nullptr;
-  const auto length = static_cast<jsize>(question.size());
-  const jbyteArray asked = answer != nullptr ? env->NewByteArray(length) : nullptr;
-  if (asked == nullptr) {
-    env->ExceptionClear();
-    failVersion();
-  }
-  env->SetByteArrayRegion(asked, 0, length, reinterpret_cast<const jbyte*>(question.data()));
-  const auto answered = static_cast<jbyteArray>(env->CallStaticObjectMethod(report, answer, asked));
-  if (env->ExceptionCheck() || answered == nullptr) {
-    env->ExceptionDescribe();
-    throw Failure("the model's description does not fit the JVM's memory (--jvm-option -Xmx4g)");
-  }
-  std::string text(static_cast<std::size_t>(env->GetArrayLength(answered)), '\0');
-  env->GetByteArrayRegion(answered, 0, static_cast<jsize>(text.size()),
-                          reinterpret_cast<jbyte*>(text.data()));
-  return text;
-}
-
-UnitDefinition readUnit(Report& report) {
+UnitDefinition readUnit(JavaAnswer& report) {
   UnitDefinition unit;
   unit.name = report.text();
   unit.hasBaseUnit = true;
@@ -95,7 +30,7 @@ UnitDefinition readUnit(Report& report) {
 }
 
 // Appends the next list of variables, which take the value references from `first` on.
-void readVariables(Report& report, ModelDescription& model, std::size_t first,
+void readVariables(JavaAnswer& report, ModelDescription& model, std::size_t first,
                    const ScalarVariable& kind) {
   const std::size_t count = report.count();
   for (std::size_t i = 0; i < count; ++i) {
@@ -127,7 +62,7 @@ ScalarVariable kindOf(const char* causality, const char* variability, const char
   return kind;
 }
 
-PackedModel readReport(Report report) {
+PackedModel readReport(JavaAnswer report) {
   if (const std::string problem = report.text(); !problem.empty())
     throw Failure(printable(problem));
   PackedModel packed{report.text(), {}};
@@ -163,13 +98,11 @@ std::string utcTime(std::time_t seconds) {
 
 }  // namespace
 
-PackedModel askModel(const fs::path& resources, const std::string& model,
-                     const std::vector<fs::path>& jars,
-                     const std::vector<std::string>& jvmOptions) {
-  std::string question = resources.string() + '\0' + model + '\0';
-  for (const fs::path& jar : jars) question += jar.filename().string() + '\0';
-  JNIEnv* const env = startJvm(locateJvm().libjvm, ::jvmOptions({zelvoxJar()}, jvmOptions));
-  PackedModel packed = readReport(Report(askJava(env, question)));
+PackedModel askModel(const fs::path& resources, const ModelJars& jars, const std::string& javaClass,
+                     JNIEnv* env) {
+  std::vector<std::string> question = {resources.string(), javaClass, std::to_string(jars.own)};
+  question.insert(question.end(), jars.names.begin(), jars.names.end());
+  PackedModel packed = readReport(askJava(env, "ModelReport", question));
   packed.description.modelIdentifier = modelIdentifierOf(packed.description.modelName);
   packed.description.coSimulation = true;
   packed.description.needsExecutionTool = true;

@@ -1,28 +1,23 @@
 package com.zelvox.qorbetta;
 
 import java.io.File;
-import java.lang.reflect.Modifier;
 import java.math.BigDecimal;
 import java.math.MathContext;
 import java.nio.charset.StandardCharsets;
 import java.util.Arrays;
 import java.util.List;
-import java.util.Map;
-import java.util.Set;
-import java.util.TreeMap;
-import java.util.TreeSet;
 
 /**
  * Tells the packer, which is no Java program, what the model in some jars says about itself.
  *
  * <p>Question and answer are lists of texts in UTF-8, each followed by a NUL, which no text holds.
- * The question: the directory of the jars, the model's class or nothing for the only one, the jars'
- * file names. The answer: a sentence that says what is wrong, alone; or nothing, the class, name,
- * description, author, version, licence, copyright, start time, stop time, step size, tolerance,
- * and then units, outputs, inputs and parameters. Each of these four begins with its count; a unit
- * is its name, eight exponents, factor and offset, and the count of its display units with name,
- * factor and offset of each as FMI has them: from the unit, not from the base units; a variable its
- * name, unit, display unit, description, start, min, max and nominal.
+ * The question: the directory of the jars, the model's class or nothing for the only one, how many of
+ * the jars may hold it, the jars' file names, those first. The answer: a sentence that says what is
+ * wrong, alone; or nothing, the class, name, description, author, version, licence, copyright, start
+ * time, stop time, step size, tolerance, and then units, outputs, inputs and parameters. Each of these
+ * four begins with its count; a unit is its name, eight exponents, factor and offset, and the count of
+ * its display units with name, factor and offset of each as FMI has them: from the unit, not from the
+ * base units; a variable its name, unit, display unit, description, start, min, max and nominal.
  */
 final class ModelReport {
     private final StringBuilder texts = new StringBuilder();
@@ -38,7 +33,8 @@ final class ModelReport {
                     new String(question, StandardCharsets.UTF_8).split("\0", -1));
             File directory = new File(texts.get(0));
             report.add("");
-            report.addModel(directory, texts.get(1), texts.subList(2, texts.size() - 1));
+            report.addModel(directory, texts.get(1), Integer.parseInt(texts.get(2)),
+                    texts.subList(3, texts.size() - 1));
         } catch (Throwable e) {
             report.texts.setLength(0);
             report.add(Reason.of(e).replace('\0', ' '));
@@ -46,10 +42,11 @@ final class ModelReport {
         return report.texts.toString().getBytes(StandardCharsets.UTF_8);
     }
 
-    private void addModel(File directory, String wanted, List<String> jars) throws Throwable {
-        UnitResources unit = new UnitResources(directory, wanted, jars);
-        JarLoader loader = unit.open();
-        Class<? extends Model> model = wanted.isEmpty() ? onlyModel(unit, loader) : unit.load(loader);
+    private void addModel(File directory, String wanted, int own, List<String> jars)
+            throws Throwable {
+        JarLoader loader = new UnitResources(directory, wanted, jars).open();
+        Class<? extends Model> model = new ModelFinder(
+                loader, new UnitResources(directory, wanted, jars.subList(0, own))).find(wanted);
         add(model.getName());
         String first = described(model);
         if (!first.equals(described(model))) {
@@ -57,53 +54,6 @@ final class ModelReport {
                     + " describe themselves differently, expected the same description always");
         }
         texts.append(first);
-    }
-
-    /** The only class that the jars name as a model; throws the candidates when there is none. */
-    private static Class<? extends Model> onlyModel(UnitResources unit, JarLoader loader) {
-        Map<String, Class<? extends Model>> named = new TreeMap<>();
-        for (Class<? extends Model> model : ModelSource.named(loader)) {
-            // The class path may have models as well; they are not the ones to be packed.
-            if (model.getClassLoader() == loader) {
-                named.put(model.getName(), model);
-            }
-        }
-        if (named.size() == 1) {
-            return named.values().iterator().next();
-        }
-        Set<String> candidates = named.isEmpty() ? models(loader) : named.keySet();
-        throw new IllegalStateException("META-INF/services/" + Model.class.getName() + " in "
-                + unit.jarNames()
-                + (named.isEmpty() ? " names no class" : " names " + named.size() + " classes")
-                + (candidates.isEmpty() ? ", and no public class there implements that interface"
-                : "; choose the model with --model: " + String.join(", ", candidates)));
-    }
-
-    /** The classes in the jars that could be models. */
-    private static Set<String> models(JarLoader loader) {
-        Set<String> found = new TreeSet<>();
-        for (String entry : loader.names()) {
-            if (entry.endsWith(".class") && isModel(loader, entry)) {
-                found.add(className(entry));
-            }
-        }
-        return found;
-    }
-
-    private static boolean isModel(JarLoader loader, String entry) {
-        try {
-            Class<?> candidate = Class.forName(className(entry), false, loader);
-            return Model.class.isAssignableFrom(candidate)
-                    && candidate.getClassLoader() == loader
-                    && Modifier.isPublic(candidate.getModifiers())
-                    && !Modifier.isAbstract(candidate.getModifiers());
-        } catch (ClassNotFoundException | LinkageError e) {
-            return false; // for another version of Java, or with libraries that are not there
-        }
-    }
-
-    private static String className(String entry) {
-        return entry.substring(0, entry.length() - ".class".length()).replace('/', '.');
     }
 
     /** What a new object of the class says, which then takes its parameters as in a run. */
@@ -165,7 +115,7 @@ final class ModelReport {
 
     private static IllegalStateException failure(Class<?> model, String what, Throwable e) {
         return new IllegalStateException(
-                "the model " + model.getName() + " " + what + ": " + Reason.of(e));
+                "the model " + model.getName() + " " + what + ": " + ModelFinder.reason(e));
     }
 
     private void addDescription(ModelDescription description) {

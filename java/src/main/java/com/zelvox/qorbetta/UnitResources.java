@@ -113,7 +113,12 @@ final class UnitResources {
     /** The model's class, not initialized yet, from a loader that these resources opened. */
     Class<? extends Model> load(JarLoader loader) {
         try {
-            return Class.forName(model, false, loader).asSubclass(Model.class);
+            Class<?> found = Class.forName(model, false, loader);
+            if (found.getClassLoader() != loader) {
+                throw new IllegalStateException(model + " comes from the JVM's class path, which hides"
+                        + " the one of the unit; leave it out of the class path");
+            }
+            return found.asSubclass(Model.class);
         } catch (ClassNotFoundException e) {
             throw new IllegalStateException("there is no class " + e.getMessage()
                     + (jars.isEmpty() ? ": the unit names no jar" : " in " + jarNames()));

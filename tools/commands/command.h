@@ -15,6 +15,7 @@ namespace CLI {
 class App;
 }
 
+void addNewCommand(CLI::App& app);
 void addPackCommand(CLI::App& app);
 void addInfoCommand(CLI::App& app);
 void addSimulateCommand(CLI::App& app);

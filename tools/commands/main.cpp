@@ -15,6 +15,7 @@ namespace {
 
 constexpr const char* examples = R"(
 From a Java file to a picture, and to an FMU:
+  zelvox new com.acme.Tank
   zelvox simulate Tank.java --plot-file tank.svg
   zelvox pack Tank.java
   zelvox info Tank.fmu
@@ -53,6 +54,7 @@ int run(int argc, char* argv[]) {
   app.require_subcommand(1);
   app.footer(examples);
   app.failure_message(usageMessage);
+  addNewCommand(app);
   addPackCommand(app);
   addInfoCommand(app);
   addSimulateCommand(app);

@@ -1,0 +1,195 @@
+"""From Java files, directories and jars to an FMU and to a run, and what `zelvox new` makes."""
+
+import io
+import os
+import shutil
+import subprocess
+import unittest
+import zipfile
+from pathlib import Path
+
+from case import LIBRARY, MOTOR_JAR, Case, motor
+
+SERVICE = "META-INF/services/com.zelvox.qorbetta.Model"
+
+
+class Author(Case):
+    """Has the model that `zelvox new` makes, as Tank.java."""
+
+    def setUp(self):
+        super().setUp()
+        self.zelvox("new", "com.acme.Tank")
+        self.tank = (self.home / "Tank/Tank.java").read_text()
+        self.write("Tank.java", self.tank)
+
+    def packed(self, *arguments):
+        """What lies in the jar of the classes, and the GUID."""
+        out = self.zelvox("pack", *arguments, "-o", "new.fmu")[0]
+        self.assertIn("new.fmu: Tank (com.acme.Tank) with 1 input, 1 output and 2 parameters", out)
+        with zipfile.ZipFile(self.home / "new.fmu") as fmu:
+            with zipfile.ZipFile(io.BytesIO(fmu.read("resources/model.jar"))) as jar:
+                return {name: jar.read(name) for name in jar.namelist()}, self.zelvox("info", "new.fmu")[0]
+
+    def write(self, name, content):
+        (self.home / name).parent.mkdir(parents=True, exist_ok=True)
+        return super().write(name, content)
+
+    def classes(self, *arguments, **others):
+        """Has a directory of classes, as a compiler makes them."""
+        for name, content in {**self.packed(*(arguments or ["Tank.java"]))[0], **others}.items():
+            self.write(f"classes/{name}", content)
+
+    def changed_source(self, *change, name="Tank.java"):
+        self.assertIn(change[0], self.tank)
+        text = self.tank.replace(*change)
+        return self.write(name, text + "}" * (text.count("{") - text.count("}")))
+
+
+class Sources(Author):
+    def test_every_form_of_a_model_is_packed_simulated_and_shown_alike(self):
+        self.classes(**{"data/table.csv": "1", ".git/config": ""})
+        self.archive(*((str(file.relative_to(self.home / "classes")), file.read_bytes())
+                       for file in (self.home / "classes").rglob("*.class")), name="tank.jar")
+        self.zelvox("pack", "Tank.java")
+        runs = [self.simulated(*model) for model in (
+            ("Tank.fmu",), ("Tank.java",), ("Tank",), ("classes/",), ("tank.jar",), ("tank.jar", "--jar", MOTOR_JAR))]
+        self.assertAlmostEqual(float(runs[0]["level"][-1]), 2 * (1 - 2.718281828459045**-6), delta=1e-9)
+        self.assertEqual(runs, runs[:1] * len(runs))
+        self.assertIn("area of the ground", self.zelvox("info", "Tank.java")[0])
+        self.assertEqual(self.zelvox("pack", "--jar", "tank.jar")[0], self.zelvox("pack", "tank.jar")[0])
+        jar = self.packed("classes")[0]
+        self.assertEqual(sorted(jar), ["com/acme/Tank.class", "data/table.csv"])
+        self.assertEqual(int.from_bytes(jar["com/acme/Tank.class"][6:8], "big"), 52)  # runs on Java 8
+        # The place and the time of the files do not matter.
+        self.assertEqual(*(info.split("GUID")[1].split()[0] for info in (
+            self.packed("Tank.java")[1], self.packed(self.write("other/Tank.java", self.tank))[1])))
+
+    def test_several_files_and_libraries_are_compiled_together(self):
+        pump = "package com.%s;\npublic class Pump { public static double rate() { return 0.4; } }\n"
+        self.write("lib/Pump.java", pump % "lib")
+        self.zelvox("pack", "lib", "Tank.java", "-o", "lib.fmu")
+        with zipfile.ZipFile(self.home / "lib.fmu") as fmu:
+            self.write("lib.jar", fmu.read("resources/model.jar"))
+        self.write("src/com/acme/Pump.java", pump % "acme")
+        self.write("src/module-info.java", "module tank {}")
+        for package, *arguments in (
+                ("acme", "src"), ("acme", "src/com/acme/Pump.java", "src/com/acme/Tank.java"),
+                ("lib", "src/com/acme/Tank.java", "lib.jar", "--model=com.acme.Tank"), ("lib", "src", "--jar", "lib.jar")):
+            self.changed_source("inflow = 0.4", f"inflow = com.{package}.Pump.rate()",
+                                name="src/com/acme/Tank.java")
+            self.assertEqual(self.simulated(*arguments)["level"][-1][:6], "1.9950")
+        self.classes("src", "--jar", "lib.jar")
+        self.refuses("needs the class com.lib.Pump, .* --jar", "pack", "classes")
+
+    def test_compiler_speaks_as_javac_does(self):
+        self.changed_source("= 0.1;", '= 0.1 + "\u202e\x1b[2J"; int ü = "";', name="Bad.java")
+        self.changed_source("double level", "var level")
+        jar = Path(LIBRARY).with_name("java") / "zelvox.jar"
+        for command, file, release, hint in (("pack", "Bad.java", "", "; if it is of a newer one, say --release"),
+                                             ("simulate", "Tank.java", "", "; if"), ("info", "Tank.java", "11", "\n")):
+            options, release = ("--release", release)[:2 * len(release)], release or "8"
+            javac = subprocess.run(
+                [Path(os.environ["JAVA_HOME"], "bin/javac"), "--release", release, "-Xlint:-options", "-encoding",
+                 "UTF-8", "-cp", jar, "-d", self.home, file], cwd=self.home, capture_output=True, encoding="utf-8",
+                env={"LC_ALL": "C.UTF-8"}).stderr
+            said, last = self.zelvox(command, file, *options, code=1)[1].split("zelvox: ")
+            self.assertEqual(said, javac.replace("\u202e", " ").replace("\x1b", " "))
+            self.assertTrue(last.startswith(f"the model does not compile for Java {release}{hint}"), last)
+        self.assertEqual(sorted(os.listdir(self.home)), ["Bad.java", "Tank", "Tank.java", "tmp"])
+        self.refuses("release version 99 not supported", "pack", "Tank.java", "--release=99")
+        for modules in ("java.base", "java.compiler"):
+            self.refuses("has no compiler; install default-jdk", "pack", "Tank.java",
+                         f"--jvm-option=--limit-modules={modules}")
+
+    def test_model_is_the_named_one_or_the_only_one(self):
+        self.write("two/Tank.java", self.tank)
+        self.write("two/Pond.java", self.tank.replace("Tank", "Pond"))
+        both = "2 models; choose one with --model: com.acme.Pond, com.acme.Tank"
+        self.refuses(both, "pack", "two")
+        self.assertIn("x.fmu: Pond (com.acme.Pond)", self.zelvox("pack", "two", "-o", "x.fmu", "--model=com.acme.Pond")[0])
+        with zipfile.ZipFile(self.home / "x.fmu") as fmu:
+            zipfile.ZipFile(io.BytesIO(fmu.read("resources/model.jar"))).extractall(self.home / "named")
+        for text, found in (("com.acme.Tank # this one\n", "com.acme.Tank"), ("\ufeffcom.acme.Pond\n", "com.acme.Pond"),
+                            ("com.acme.Tank\n#\n\ncom.acme.Pond", SERVICE + ".* " + both),
+                            ("com.acme.Tnk", "Tnk, and there is no such class; the models in .*: com.acme.Pond, com")):
+            self.write(f"named/{SERVICE}", text)
+            if found.startswith("com"):
+                self.assertIn(found, self.zelvox("pack", "named")[0])
+            else:
+                self.refuses(found, "pack", "named")
+        self.refuses("--model names Tank, and .* com.acme.Tank", "pack", "named", "--model=Tank")
+        self.refuses("java.lang.String is no model.*; the models in", "pack", "named", "--model=java.lang.String")
+        # A library may have models of its own.
+        self.assertIn("com.acme.Tank", self.zelvox("pack", "Tank.java", "--jar", MOTOR_JAR)[0])
+
+    def test_class_that_cannot_be_the_model_says_why(self):
+        for change, reason in (
+                (("public class", "class"), 'com.acme.Tank is not public, expected "public class Tank"'),
+                (("public class", "public abstract class"), "com.acme.Tank is abstract"),
+                (("    @Override", "public Tank(int i) {}\n@Override"), "no public constructor"),
+                (("public class Tank extends FieldModel {", "public class Tank { abstract static class T extends FieldModel {"),
+                 r"no model in model.jar, .* implements com.zelvox.qorbetta.Model: com.acme.Tank\$T is abstract"),
+                (("    @Override", "{ if (1 > 0) throw new Error(\"no luck\"); }\n@Override"),
+                 "Tank cannot be constructed: no luck")):
+            self.refuses(reason, "pack", self.changed_source(*change))
+        self.write("Tank.java", self.tank)
+        name = "com/acme/Tank.class"
+        content = self.packed("Tank.java")[0][name]
+        self.write(f"newer/{name}", content[:6] + (44 + 99).to_bytes(2, "big") + content[8:])
+        self.refuses(r"compiled for Java 99, and the JVM in .* is Java \d+; compile it with --release", "pack", "newer")
+        self.write("wrong/Tank.class", content)
+        self.refuses("lies in Tank.class, expected com/acme/Tank.class", "pack", "wrong")
+        self.classes()
+        self.zelvox("pack", "classes", "-o", "tank.fmu")
+        self.refuses("com.acme.Tank comes from the JVM's class path", "simulate", "tank.fmu", "--class-path=classes")
+        self.refuses("com.acme.Tank comes from the JVM's class path", "simulate", "classes", "--class-path=classes")
+
+    def test_nothing_overwrites_a_file_of_the_model(self):
+        jar = self.home / "tank.jar"
+        self.write("Tank/data.txt", "")
+        self.archive(name="tank.jar")
+        (self.home / "Tank.fmu").symlink_to(jar)
+        for target, *line in (("Tank.java", "pack", "Tank.java", "-o"), ("Tank/data.txt", "pack", "Tank", "-o"),
+                              ("Tank.java", "simulate", "Tank.java", "--output-file"),
+                              ("tank.jar", "simulate", "Tank.java", "--jar", jar, "--output-file"),
+                              ("Tank/Tank.java", "simulate", "Tank", "--output-file")):
+            self.refuses("Tank|tank", *line, target, code=2)
+        self.refuses("tank.jar", "pack", "Tank.java", "--jar", jar, code=2)
+        self.assertEqual(((self.home / "Tank/Tank.java").read_text(), (self.home / "Tank.java").read_text()), (self.tank,) * 2)
+        self.assertTrue(zipfile.is_zipfile(jar))
+
+    def test_what_is_no_model_is_a_usage_error(self):
+        self.write("empty/notes.txt", "")
+        self.write("Tank.class", "")
+        for reason, *line in (
+                ("empty holds no model", "pack", "empty"), ("Tank.class is no part of a model", "pack", "Tank.class"),
+                ("motor.fmu is no part", "pack", motor()), ("expected one FMU", "simulate", motor(), "Tank.java"),
+                ("is taken for an FMU", "info", motor(), "--model=X"),
+                ("--jar empty: expected a jar", "pack", "Tank.java", "--jar", "empty"),
+                ("--jar Tank.java: expected a jar", "pack", "--jar", "Tank.java"), ("none.java", "pack", "none.java")):
+            self.refuses(reason, *line, code=2)
+
+
+class New(Author):
+    def test_directory_is_new_and_its_model_runs(self):
+        self.assertEqual(sorted(os.listdir(self.home / "Tank")), ["README.md", "Tank.java"])
+        self.write("Tank/Tank.java", "mine")
+        self.refuses("Tank is there already", "new", "org.Tank")
+        self.assertEqual((self.home / "Tank/Tank.java").read_text(), "mine")
+        for name in ("a.class.B", "a..B", "a.", ".B", "", "3d", "Input", "a/B", "x y"):
+            self.refuses("cannot be the class", "new", name, code=2)
+        self.zelvox("new", "Pond", "--maven")
+        self.assertEqual(self.simulated("Pond/src/main/java")["level"][-1][:6], "1.9950")
+
+    def test_maven_makes_the_fmu(self):
+        self.zelvox("new", "com.acme.Pond", "--maven")
+        maven = shutil.which("mvn") and subprocess.run(["mvn", "--batch-mode", "package"], cwd=self.home / "Pond",
+                                                       capture_output=True, encoding="utf-8")
+        if not maven or (maven.returncode and "Could not transfer" in maven.stdout and not os.environ.get("CI")):
+            self.skipTest("Maven, or what it needs of Maven Central, is not there")
+        self.assertEqual(maven.returncode, 0, maven.stdout)
+        self.assertEqual(self.simulated("Pond/target/Pond.fmu")["level"][-1][:6], "1.9950")
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,222 @@
+// `zelvox new`: a directory with a model that runs at once, for its author to change.
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <fstream>
+#include <memory>
+#include <sstream>
+#include <string_view>
+#include <system_error>
+
+#include "base/failure.h"
+#include "base/installation.h"
+#include "base/text.h"
+#include "commands/command.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct NewOptions {
+  std::string javaClass;
+  bool maven = false;
+};
+
+// In these texts @class@ stands for the class without its package, @package@ for the package.
+
+constexpr const char* model = R"(import com.zelvox.qorbetta.*;
+
+@ModelInfo(description = "Water tank with a drain")
+@DefaultExperiment(stopTime = 60, stepSize = 0.1)
+@UnitDefinition(name = "m", m = 1)
+@UnitDefinition(name = "m2", m = 2)
+@UnitDefinition(name = "1/s", s = -1)
+@UnitDefinition(name = "m3/s", m = 3, s = -1)
+public class @class@ extends FieldModel {
+    @Input(unit = "m3/s", description = "water flowing in")
+    double inflow = 0.4;
+
+    @Output(unit = "m", description = "height of the water")
+    double level;
+
+    @Parameter(unit = "m2", min = 0.01, max = 100, description = "area of the ground")
+    double area = 2;
+
+    @Parameter(unit = "1/s", description = "share of the water that leaves each second")
+    double drain = 0.1;
+
+    @Override
+    protected void step(double time, double stepSize) {
+        double end = inflow / (area * drain);  // where the level goes, if the inflow stays
+        level = end + (level - end) * Math.exp(-drain * stepSize);
+    }
+}
+)";
+
+constexpr const char* readme = R"(# @class@
+
+A simulation model in one Java class, @class@.java. From it to a picture, again at each save, and to
+an FMU for any tool that imports FMI 2.0 co-simulation:
+
+    zelvox simulate @class@.java --plot-file @class@.svg
+    ls *.java | entr zelvox simulate @class@.java --plot-file @class@.svg
+    zelvox pack @class@.java
+
+`zelvox simulate --help` shows how to set start values, inputs and the length of the run.
+)";
+
+constexpr const char* mavenReadme = R"(# @class@
+
+A simulation model in Java. `mvn package` makes target/@class@.fmu, for any tool that imports FMI 2.0
+co-simulation, and this is its picture:
+
+    zelvox simulate target/@class@.fmu --plot-file @class@.svg
+
+While you write, the sources will do: `zelvox simulate src/main/java --plot-file @class@.svg`.
+pom.xml names the zelvox that is used; `mvn package -Dzelvox.command=... -Dzelvox.jar=...` takes
+another one.
+)";
+
+constexpr const char* pom = R"(<?xml version="1.0" encoding="UTF-8"?>
+<project xmlns="http://maven.apache.org/POM/4.0.0">
+  <modelVersion>4.0.0</modelVersion>
+  <groupId>@group@</groupId>
+  <artifactId>@class@</artifactId>
+  <version>1.0</version>
+  <properties>
+    <zelvox.command>@command@</zelvox.command>
+    <zelvox.jar>@jar@</zelvox.jar>
+    <project.build.sourceEncoding>UTF-8</project.build.sourceEncoding>
+  </properties>
+  <dependencies>
+    <dependency>
+      <groupId>com.zelvox</groupId>
+      <artifactId>zelvox</artifactId>
+      <version>@version@</version>
+      <scope>system</scope>
+      <systemPath>${zelvox.jar}</systemPath>
+    </dependency>
+  </dependencies>
+  <build>
+    <plugins>
+      <plugin>
+        <artifactId>maven-compiler-plugin</artifactId>
+        <version>3.13.0</version>
+        <configuration>
+          <release>8</release>
+        </configuration>
+      </plugin>
+      <plugin>
+        <groupId>org.codehaus.mojo</groupId>
+        <artifactId>exec-maven-plugin</artifactId>
+        <version>3.5.0</version>
+        <executions>
+          <execution>
+            <phase>package</phase>
+            <goals>
+              <goal>exec</goal>
+            </goals>
+            <configuration>
+              <executable>${zelvox.command}</executable>
+              <arguments>
+                <argument>pack</argument>
+                <argument>${project.build.directory}/${project.build.finalName}.jar</argument>
+                <argument>-o</argument>
+                <argument>${project.build.directory}/@class@.fmu</argument>
+              </arguments>
+            </configuration>
+          </execution>
+        </executions>
+      </plugin>
+    </plugins>
+  </build>
+</project>
+)";
+
+// The words of Java, and the classes that the model uses.
+constexpr std::string_view taken =
+    " _ abstract assert boolean break byte case catch char class const continue default do double "
+    "else enum extends false final finally float for goto if implements import instanceof int "
+    "interface long native new null package private protected public return short static strictfp "
+    "super switch synchronized this throw throws transient true try void volatile while "
+    "DefaultExperiment FieldModel Input Math ModelInfo Output Override Parameter UnitDefinition ";
+
+bool isJavaName(const std::string& name) {
+  const auto isLetter = [](char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
+  };
+  return !name.empty() && isLetter(name[0]) &&
+         std::ranges::all_of(name, [&](char c) { return isLetter(c) || (c >= '0' && c <= '9'); }) &&
+         taken.find(" " + name + " ") == taken.npos;
+}
+
+std::string replaced(std::string text, std::string_view word, const std::string& by) {
+  for (std::size_t at = 0; (at = text.find(word, at)) != text.npos; at += by.size()) {
+    text.replace(at, word.size(), by);
+  }
+  return text;
+}
+
+void write(const fs::path& file, const std::string& text) {
+  std::error_code error;
+  fs::create_directories(file.parent_path(), error);
+  std::ofstream stream(file, std::ios::binary);
+  stream << text;
+  stream.close();
+  if (!stream) throw Failure(file.string() + " cannot be written");
+}
+
+void create(const NewOptions& options) {
+  std::istringstream steps(options.javaClass + ".");
+  fs::path packages;
+  std::string name;
+  for (std::string step; std::getline(steps, step, '.'); name = step) {
+    packages /= name;
+    if (!isJavaName(step))
+      throw Failure(
+          inQuotes(options.javaClass) +
+              " cannot be the class of a new model, expected a name such as com.acme.Tank",
+          ExitCode::usage);
+  }
+  const std::string package = replaced(packages.string(), "/", ".");
+  const fs::path directory = name;
+  std::error_code error;
+  if (!fs::create_directory(directory, error)) {
+    throw Failure(name + (error ? " cannot be made: " + error.message()
+                                : " is there already, and nothing is overwritten"));
+  }
+  const std::string source =
+      (package.empty() ? "" : "package " + package + ";\n\n") + replaced(model, "@class@", name);
+  const std::string file = name + ".java";
+  if (options.maven) {
+    write(directory / "src/main/java" / packages / file, source);
+    std::string project = replaced(pom, "@class@", name);
+    project = replaced(project, "@group@", package.empty() ? name : package);
+    project = replaced(project, "@command@", fs::read_symlink("/proc/self/exe").string());
+    project = replaced(project, "@jar@", zelvoxJar().string());
+    write(directory / "pom.xml", replaced(project, "@version@", ZELVOX_VERSION));
+  } else {
+    write(directory / file, source);
+  }
+  write(directory / "README.md", replaced(options.maven ? mavenReadme : readme, "@class@", name));
+  std::printf("Made %s; now try\n  cd %s && %s --plot-file %s.svg\n", name.c_str(), name.c_str(),
+              options.maven ? "zelvox simulate src/main/java" : ("zelvox simulate " + file).c_str(),
+              name.c_str());
+}
+
+}  // namespace
+
+void addNewCommand(CLI::App& app) {
+  CLI::App* const command =
+      app.add_subcommand("new", "Make a directory with a first model that runs");
+  const auto options = std::make_shared<NewOptions>();
+  command->add_option("class", options->javaClass, "The class of the model, such as com.acme.Tank")
+      ->required()
+      ->type_name("CLASS");
+  command->add_flag("--maven", options->maven,
+                    "A Maven project, whose `mvn package` makes the FMU");
+  command->footer(
+      "The directory is called like the class, without the package, and must not exist.");
+  command->callback([options] { create(*options); });
+}

@@ -257,6 +257,20 @@ public class UnitsTest {
     }
 
     @Test
+    public void fatJarMayHaveManyEntriesAndBringTheHostsClasses() throws IOException {
+        List<Object> entries = new ArrayList<>(Arrays.asList("Answer.class", type("Answer", 1),
+                "com/zelvox/qorbetta/Model.class", "another version", "number.txt", 1));
+        for (int i = 0; i < 0x10000; i++) { // too many for the end of an archive as it was first defined
+            entries.addAll(Arrays.asList("more/" + i, ""));
+        }
+        entries.addAll(Arrays.asList("Other.class", type("Other", 1)));
+        Path unit = unit(2);
+        jar(unit.resolve("model.jar"), entries.toArray());
+        begin("a", unit);
+        steps("a", 1, 1, 1, 1);
+    }
+
+    @Test
     public void resourcesAreThoseOfAnyJar() throws Exception {
         String odd = "stored/a b #1%20?ü.txt";
         Path unit = unit(1);

@@ -21,6 +21,10 @@ import java.util.zip.ZipException;
 final class Archive {
     private static final int END = 0x06054b50;
     private static final int END_LENGTH = 22;
+    private static final int END64 = 0x06064b50; // stands before the other one in a large archive,
+    private static final int END64_LENGTH = 56;
+    private static final int LOCATOR64 = 0x07064b50; // and between them what leads to it
+    private static final int LOCATOR64_LENGTH = 20;
     private static final int HEADER = 0x02014b50;
     private static final int HEADER_LENGTH = 46;
     private static final int LOCAL_HEADER_LENGTH = 30;
@@ -36,8 +40,17 @@ final class Archive {
             while (zip.getInt(end) != END || end + END_LENGTH + unsigned(end + 20) != bytes.length) {
                 end--;
             }
-            int header = end - zip.getInt(end + 12);
-            begin = header - zip.getInt(end + 16);
+            int size = zip.getInt(end + 12);
+            int offset = zip.getInt(end + 16);
+            int end64 = end - LOCATOR64_LENGTH - END64_LENGTH;
+            if (end64 >= 0 && zip.getInt(end64) == END64
+                    && zip.getInt(end - LOCATOR64_LENGTH) == LOCATOR64) {
+                size = (int) zip.getLong(end64 + 40);
+                offset = (int) zip.getLong(end64 + 48);
+                end = end64;
+            }
+            int header = end - size;
+            begin = header - offset;
             while (header < end) {
                 if (zip.getInt(header) != HEADER) {
                     throw new IndexOutOfBoundsException();

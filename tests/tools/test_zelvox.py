@@ -103,6 +103,15 @@ class Pack(Case):
             self.assertIn(b"inertia of rotor and load", archive.read("documentation/index.html"))
             self.assertIn(b"Java virtual machine", archive.read("documentation/externalDependencies.txt"))
 
+    def test_libraries_may_be_a_class_path(self):
+        for name in ("a.jar", "b.jar"):
+            self.archive((name, ""), name=name)
+        for libraries in ("", "b.jar:a.jar", ":b.jar"):  # Maven knows them so, and there may be none
+            self.zelvox("pack", "--jar", MOTOR_JAR, "--jar", libraries, "-o", "x.fmu")
+            with zipfile.ZipFile(self.home / "x.fmu") as archive:
+                jars = re.findall(r"jar\.\d+=(.*)", archive.read("resources/model.properties").decode())
+            self.assertEqual(jars, ["dcmotor.jar", *filter(None, libraries.split(":"))])
+
     def test_bad_model_or_target_leaves_what_was_there(self):
         def small_disk():
             signal.signal(signal.SIGXFSZ, signal.SIG_IGN)

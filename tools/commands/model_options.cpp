@@ -29,10 +29,20 @@ bool isFmu(const ModelInput& input) {
 
 void addModelOptions(CLI::App& command, ModelInput& input) {
   const std::string group = "A model";
+  // Maven and Gradle know the libraries as a class path, which may be empty.
   command
-      .add_option("--jar", input.jars, "A jar that the model needs; goes into the FMU; repeatable")
+      .add_option_function<std::vector<std::string>>(
+          "--jar",
+          [&input](const std::vector<std::string>& jars) {
+            std::ranges::remove_copy(jars, std::back_inserter(input.jars), "");
+          },
+          "A jar that the model needs, or several with : between them; goes into the FMU; "
+          "repeatable")
+      ->delimiter(':')
       ->allow_extra_args(false)
-      ->check(CLI::ExistingPath.description(""))
+      ->check([](const std::string& jar) {
+        return jar.empty() ? std::string() : CLI::ExistingPath(jar);
+      })
       ->type_name("FILE")
       ->group(group);
   command

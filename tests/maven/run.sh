@@ -12,6 +12,19 @@ fail() {
   exit 1
 }
 entries() { python3 -c 'import sys, zipfile; print(*zipfile.ZipFile(sys.argv[1]).namelist(), sep="\n")' "$1"; }
+package() { # package MAVEN_OPTION...
+  # The repository of the user may have a jar of this version from an installation before.
+  mvn --batch-mode --no-transfer-progress dependency:purge-local-repository \
+    -DmanualInclude=com.zelvox:zelvox package "$@" >mvn.log 2>&1 || {
+    if [ "${CI:-}" != true ] && grep -Eq "(Could not|failed to) transfer .* (from|from\/to) " mvn.log; then
+      echo "skipped: could not fetch what the project needs from Maven Central"
+      exit 77
+    fi
+    fail "$(cat mvn.log)"
+  }
+  ! grep "WARNING.*zelvox" mvn.log || fail "Maven warns of the repository"
+}
+PATH=$work/prefix/bin:$PATH
 
 case $case in
   repository)
@@ -34,21 +47,20 @@ case $case in
     rm -rf "$work/example"
     cp -r "$here/../../examples/maven" "$work/example"
     cd "$work/example"
-    # The repository of the user may have a jar of this version from an installation before.
-    PATH=$work/prefix/bin:$PATH mvn --batch-mode --no-transfer-progress -Dzelvox.repository="file://$repository" \
-      dependency:purge-local-repository -DmanualInclude=com.zelvox:zelvox package >mvn.log 2>&1 || {
-      if [ "${CI:-}" != true ] && grep -Eq "(Could not|failed to) transfer .* (from|from\/to) " mvn.log; then
-        echo "skipped: could not fetch what the example needs from Maven Central"
-        exit 77
-      fi
-      fail "$(cat mvn.log)"
-    }
-    ! grep "WARNING.*zelvox" mvn.log || fail "Maven warns of the repository"
+    package -Dzelvox.repository="file://$repository"
     libraries=$(entries target/tank.fmu | grep -x "resources/.*\.jar" | sort | tr '\n' ' ')
     [ "$libraries" = "resources/commons-math3-3.6.1.jar resources/tank.jar " ] || fail "target/tank.fmu has $libraries"
     # In the end as much flows in as out: inflow = hole sqrt(2 g level).
-    "$work/prefix/bin/zelvox" simulate target/tank.fmu --stop-time 36000 --output-file tank.csv
+    zelvox simulate target/tank.fmu --stop-time 36000 --output-file tank.csv
     tail -n 1 tank.csv | awk -F , '{ level = (0.01 / 2e-3) ^ 2 / (2 * 9.81); exit !(($2 - level) ^ 2 < 1e-12) }' ||
       fail "the level ends at $(tail -n 1 tank.csv), expected 1.2742"
+    ;;
+  new)
+    rm -rf "$work/Pond"
+    cd "$work"
+    zelvox new com.acme.Pond --maven
+    cd Pond
+    package
+    zelvox simulate target/Pond.fmu | grep "level *1.9950425 "
     ;;
 esac

@@ -74,8 +74,8 @@ co-simulation, and this is its picture:
     zelvox simulate target/@class@.fmu --plot-file @class@.svg
 
 While you write, the sources will do: `zelvox simulate src/main/java --plot-file @class@.svg`.
-pom.xml names the zelvox that is used; `mvn package -Dzelvox.command=... -Dzelvox.jar=...` takes
-another one.
+pom.xml names the zelvox that is used; `mvn package -Dzelvox.command=... -Dzelvox.repository=file://...`
+takes another one.
 )";
 
 constexpr const char* pom = R"(<?xml version="1.0" encoding="UTF-8"?>
@@ -86,26 +86,46 @@ constexpr const char* pom = R"(<?xml version="1.0" encoding="UTF-8"?>
   <version>1.0</version>
   <properties>
     <zelvox.command>@command@</zelvox.command>
-    <zelvox.jar>@jar@</zelvox.jar>
+    <zelvox.repository>file://@repository@</zelvox.repository>
+    <maven.compiler.release>8</maven.compiler.release>
     <project.build.sourceEncoding>UTF-8</project.build.sourceEncoding>
   </properties>
+  <repositories>
+    <repository>
+      <id>zelvox</id>
+      <url>${zelvox.repository}</url>
+    </repository>
+  </repositories>
   <dependencies>
     <dependency>
       <groupId>com.zelvox</groupId>
       <artifactId>zelvox</artifactId>
       <version>@version@</version>
-      <scope>system</scope>
-      <systemPath>${zelvox.jar}</systemPath>
+      <scope>provided</scope> <!-- the importer's JVM has it -->
     </dependency>
   </dependencies>
   <build>
+    <finalName>@class@</finalName>
     <plugins>
       <plugin>
         <artifactId>maven-compiler-plugin</artifactId>
         <version>3.13.0</version>
-        <configuration>
-          <release>8</release>
-        </configuration>
+      </plugin>
+      <plugin> <!-- names the libraries of scope compile and runtime, in Maven's order -->
+        <artifactId>maven-dependency-plugin</artifactId>
+        <version>3.6.1</version>
+        <executions>
+          <execution>
+            <phase>package</phase>
+            <goals>
+              <goal>build-classpath</goal>
+            </goals>
+            <configuration>
+              <includeScope>runtime</includeScope>
+              <outputProperty>zelvox.libraries</outputProperty>
+            </configuration>
+          </execution>
+        </executions>
       </plugin>
       <plugin>
         <groupId>org.codehaus.mojo</groupId>
@@ -122,8 +142,10 @@ constexpr const char* pom = R"(<?xml version="1.0" encoding="UTF-8"?>
               <arguments>
                 <argument>pack</argument>
                 <argument>${project.build.directory}/${project.build.finalName}.jar</argument>
+                <argument>--jar</argument>
+                <argument>${zelvox.libraries}</argument>
                 <argument>-o</argument>
-                <argument>${project.build.directory}/@class@.fmu</argument>
+                <argument>${project.build.directory}/${project.build.finalName}.fmu</argument>
               </arguments>
             </configuration>
           </execution>
@@ -180,6 +202,12 @@ void create(const NewOptions& options) {
           ExitCode::usage);
   }
   const std::string package = replaced(packages.string(), "/", ".");
+  // Beside share/java of an installation; a build has none.
+  const fs::path repository = zelvoxJar().parent_path().parent_path() / "maven-repo";
+  if (options.maven && !fs::is_directory(repository)) {
+    throw Failure("Maven finds zelvox in an installation only, expected it at " +
+                  repository.string() + "; run the installed zelvox");
+  }
   const fs::path directory = name;
   std::error_code error;
   if (!fs::create_directory(directory, error)) {
@@ -194,7 +222,7 @@ void create(const NewOptions& options) {
     std::string project = replaced(pom, "@class@", name);
     project = replaced(project, "@group@", package.empty() ? name : package);
     project = replaced(project, "@command@", fs::read_symlink("/proc/self/exe").string());
-    project = replaced(project, "@jar@", zelvoxJar().string());
+    project = replaced(project, "@repository@", repository.string());
     write(directory / "pom.xml", replaced(project, "@version@", ZELVOX_VERSION));
   } else {
     write(directory / file, source);

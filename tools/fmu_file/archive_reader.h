@@ -11,7 +11,8 @@
 // when a signal asks the command to end (base/interrupts.h).
 
 // Unpacks the archive into `directory`, which is made when it does not exist and must be empty when
-// it does. Nothing outside of it is ever touched. After a failure it holds what was unpacked so far.
+// it does. Nothing outside of it is ever touched. After a failure it holds what was unpacked so
+// far.
 void unpackArchive(const std::filesystem::path& archive, const std::filesystem::path& directory);
 
 // One entry, as text; for commands that need nothing else of the archive.

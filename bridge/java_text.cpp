@@ -3,6 +3,7 @@
 #include <utf8.h>
 
 #include <cstdint>
+#include <cstring>
 #include <iterator>
 #include <memory>
 #include <string_view>
@@ -11,11 +12,17 @@ namespace {
 
 constexpr std::uint32_t replacementCharacter = 0xFFFD;
 
-// In one go to the end: every name and every answer of Java passes here.
-bool isAscii(const char* text) {
-  unsigned char seen = 0;
-  for (; *text != '\0'; ++text) seen |= static_cast<unsigned char>(*text);
-  return seen < 0x80;
+// Eight bytes at a time: every name and every answer of Java passes here.
+bool isAscii(std::string_view text) {
+  constexpr std::uint64_t beyondAscii = 0x8080808080808080;
+  std::uint64_t seen = 0;
+  std::uint64_t chunk = 0;
+  for (; text.size() >= sizeof chunk; text.remove_prefix(sizeof chunk)) {
+    std::memcpy(&chunk, text.data(), sizeof chunk);
+    seen |= chunk;
+  }
+  for (const char character : text) seen |= static_cast<unsigned char>(character);
+  return (seen & beyondAscii) == 0;
 }
 
 std::string toModifiedUtf8(std::string_view given) {

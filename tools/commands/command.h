@@ -26,6 +26,10 @@ void addDoctorCommand(CLI::App& app);
 struct ModelInput;
 void addModelOptions(CLI::App& command, ModelInput& input);
 
+// The times of a run, start values, inputs and the variables of the result.
+struct ExperimentOptions;
+void addExperimentOptions(CLI::App& command, ExperimentOptions& experiment);
+
 // All files that an FMU is made of, or the FMU, for refuseOverwriting().
 std::vector<NamedFile> filesOf(const ModelInput& input);
 

@@ -12,65 +12,15 @@
 
 namespace fs = std::filesystem;
 
-namespace {
-
-std::string valueText(const std::string& startValue) {
-  return startValue.substr(startValue.find('=') + 1);
-}
-
-}  // namespace
-
-Simulation::Simulation(const SimulationOptions& given, const ModelDescription& description)
+Simulation::Simulation(const SimulationOptions& given, const ModelDescription& model)
     : options(given),
-      model(description),
-      grid(options.time, model),
-      names(model),
-      observed(chooseObserved()),
+      experiment(options.experiment, model),
+      observed(experiment.observed),
       row(observed),
-      started(chooseStarted()),
-      startRow(started),
       warned(observed.size()) {
-  for (std::size_t i = 0; i < started.size(); ++i)
-    startRow.values[i] = parseValue(*started[i], valueText(options.startValues[i]));
-  if (!options.inputFile.empty()) inputs.emplace(model, readCsv(options.inputFile));
-  if (!options.plotFile.empty()) {
-    chooseLines();
-    picture.emplace(options.plotFile);
-  }
-  constexpr long long many = 1'000'000'000;
-  if (grid.steps > many)
-    warn("the run takes " + std::to_string(grid.steps) + " steps of " + numberText(grid.interval) +
-         " s, is the output interval meant?");
-}
-
-std::vector<const ScalarVariable*> Simulation::chooseObserved() const {
-  std::vector<const ScalarVariable*> chosen;
-  for (const std::string& name : options.outputVariables)
-    chosen.push_back(&names.find(name, "--output-variable", [](const auto&) { return true; }));
-  if (!chosen.empty()) return chosen;
-  for (const ScalarVariable& variable : model.variables)
-    if (variable.causality == "output") chosen.push_back(&variable);
-  return chosen;
-}
-
-std::vector<const ScalarVariable*> Simulation::chooseStarted() const {
-  const auto settable = [](const ScalarVariable& variable) {
-    return variable.causality == "input" || variable.causality == "parameter";
-  };
-  std::vector<const ScalarVariable*> chosen;
-  for (const std::string& startValue : options.startValues) {
-    const std::size_t equals = startValue.find('=');
-    if (equals == std::string::npos)
-      throw Failure("--start-value " + printable(startValue) + " has no value, expected NAME=VALUE",
-                    ExitCode::usage);
-    const ScalarVariable& variable =
-        names.find(startValue.substr(0, equals), "--start-value", settable);
-    if (!settable(variable))
-      throw Failure("--start-value: '" + variable.name + "' is " + kindOf(variable) +
-                    ", expected an input or a parameter");
-    chosen.push_back(&variable);
-  }
-  return chosen;
+  if (options.plotFile.empty()) return;
+  chooseLines();
+  picture.emplace(options.plotFile);
 }
 
 void Simulation::chooseLines() {
@@ -83,13 +33,14 @@ void Simulation::chooseLines() {
 }
 
 void Simulation::run(const fs::path& directory) {
-  FmuInstance instance(directory, model, options.logging);
+  FmuInstance instance(directory, experiment.model, options.logging);
   openTable();
-  initialize(instance);
-  record(instance, grid.start);
+  Run run(experiment, instance);
+  run.initialize();
+  record(instance, run.time());
   try {
-    stepToTheEnd(instance);
-    instance.terminate();
+    stepToTheEnd(instance, run);
+    run.terminate();
     rows.reset();
     if (output) output->flush();
   } catch (const Failure& failure) {
@@ -130,35 +81,17 @@ std::string Simulation::keepRows() {
   return said;
 }
 
-void Simulation::stepToTheEnd(FmuInstance& instance) {
+void Simulation::stepToTheEnd(FmuInstance& instance, Run& run) {
   ProgressBar progress(!options.quiet && !options.logging.messages && !options.logging.calls);
   const auto begin = std::chrono::steady_clock::now();
-  while (stepsDone < grid.steps && !endedByFmu && !interrupted()) {
+  while (run.goesOn() && !interrupted()) {
     stepping = true;
-    step(instance);
-    progress.show(stepsDone, grid.steps);
+    if (run.step()) record(instance, run.time());
+    stepsDone = run.steps();
+    progress.show(stepsDone, experiment.grid.steps);
   }
+  endedByFmu = run.wasEndedByFmu();
   wallTime = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-}
-
-void Simulation::initialize(FmuInstance& instance) {
-  instance.setupExperiment(model.tolerance, grid.start, grid.stop);
-  startRow.writeTo(instance);
-  instance.enterInitializationMode();
-  if (inputs) inputs->writeTo(instance, grid.start, grid.tolerance);
-  instance.exitInitializationMode();
-}
-
-void Simulation::step(FmuInstance& instance) {
-  if (!instance.doStep(grid.point(stepsDone), grid.stepSize(stepsDone))) {
-    endedByFmu = true;
-    return;
-  }
-  ++stepsDone;
-  const double time = grid.point(stepsDone);
-  // Before the row is taken: what it says of an input is then what the next step starts from.
-  if (inputs) inputs->writeTo(instance, time, grid.tolerance);
-  record(instance, time);
 }
 
 void Simulation::record(FmuInstance& instance, double time) {
@@ -188,10 +121,11 @@ void Simulation::checkFinite(std::size_t i, double value) {
 }
 
 void Simulation::summarize() const {
-  std::printf("%s: %s from %.10g s to %.10g s in %.3g s", printable(model.modelName).c_str(),
-              counted(stepsDone, "step").c_str(), grid.start, lastTime, wallTime);
+  std::printf("%s: %s from %.10g s to %.10g s in %.3g s",
+              printable(experiment.model.modelName).c_str(), counted(stepsDone, "step").c_str(),
+              experiment.grid.start, lastTime, wallTime);
   if (wallTime > 0.0) {
-    const double factor = (lastTime - grid.start) / wallTime;
+    const double factor = (lastTime - experiment.grid.start) / wallTime;
     std::printf(factor < 100.0 ? ", %.3g times real time" : ", %.0f times real time", factor);
   }
   std::printf("%s\n", endedByFmu ? "; the FMU ended the run" : "");
@@ -219,5 +153,5 @@ void Simulation::summarize() const {
 }
 
 void Simulation::draw() {
-  if (picture) picture->draw(model.modelName, times, lines);
+  if (picture) picture->draw(experiment.model.modelName, times, lines);
 }

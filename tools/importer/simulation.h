@@ -1,4 +1,4 @@
-// One run of an FMU: what the user wants to set and to know, and what came of it.
+// One run of an FMU for a user who looks at it: its table, picture and summary.
 #pragma once
 
 #include <filesystem>
@@ -7,19 +7,14 @@
 #include <vector>
 
 #include "base/forced_end.h"
-#include "importer/input_signals.h"
-#include "importer/time_grid.h"
-#include "importer/variable_names.h"
-#include "importer/variable_values.h"
+#include "importer/experiment.h"
+#include "importer/run.h"
 #include "output/csv_writer.h"
 #include "output/picture.h"
 
 struct SimulationOptions {
-  TimeOptions time;
-  std::vector<std::string> startValues;  // NAME=VALUE
-  std::filesystem::path inputFile;       // empty when not wanted, as are the next two
-  std::filesystem::path outputFile, plotFile;
-  std::vector<std::string> outputVariables;  // none for all outputs
+  ExperimentOptions experiment;
+  std::filesystem::path outputFile, plotFile;  // empty when not wanted
   FmuLogging logging;
   bool failOnNan = false;
   bool quiet = false;
@@ -40,26 +35,17 @@ class Simulation {
   double endTime() const { return lastTime; }
 
  private:
-  std::vector<const ScalarVariable*> chooseObserved() const;
-  std::vector<const ScalarVariable*> chooseStarted() const;
   void chooseLines();
   void openTable();
-  void initialize(FmuInstance& instance);
-  void stepToTheEnd(FmuInstance& instance);
-  void step(FmuInstance& instance);
+  void stepToTheEnd(FmuInstance& instance, Run& run);
   void record(FmuInstance& instance, double time);
   void checkFinite(std::size_t i, double value);
   std::string keepRows();
 
   const SimulationOptions& options;
-  const ModelDescription& model;
-  TimeGrid grid;
-  VariableNames names;
-  std::vector<const ScalarVariable*> observed;
+  Experiment experiment;
+  const std::vector<const ScalarVariable*>& observed;
   VariableGroup row;
-  std::vector<const ScalarVariable*> started;
-  VariableGroup startRow;
-  std::optional<InputSignals> inputs;
   std::optional<CsvWriter> output;  // until it is closed
   std::optional<AtForcedEnd> rows;  // keeps them, as long as steps are done
   std::optional<Picture> picture;

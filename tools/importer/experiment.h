@@ -1,0 +1,39 @@
+// What the runs of an FMU do and show, as the user's options say it, checked against the FMU's
+// description: communication points, start values, inputs over time, variables of the result.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "importer/input_signals.h"
+#include "importer/time_grid.h"
+#include "importer/variable_names.h"
+#include "importer/variable_values.h"
+
+struct ExperimentOptions {
+  TimeOptions time;
+  std::vector<std::string> startValues;      // NAME=VALUE
+  std::filesystem::path inputFile;           // empty when there is none
+  std::vector<std::string> outputVariables;  // none for all outputs
+};
+
+// Throws Failure for a variable that cannot be given a value at the start; `place` begins the
+// message.
+const ScalarVariable& findSettable(const VariableNames& names, const std::string& name,
+                                   const std::string& place);
+
+struct Experiment {
+  // Throws Failure for what the FMU does not have. `description` must outlive the object.
+  Experiment(const ExperimentOptions& options, const ModelDescription& description);
+  Experiment(const Experiment&) = delete;
+  Experiment& operator=(const Experiment&) = delete;
+
+  const ModelDescription& model;
+  VariableNames names;
+  TimeGrid grid;
+  std::vector<const ScalarVariable*> observed;
+  VariableGroup start;  // set before the initialization
+  std::optional<InputSignals> inputs;
+};

@@ -21,7 +21,7 @@ install_missing g++ cmake ninja-build default-jdk-headless libutfcpp-dev libbenc
 build=build/bench
 say "Building the library as it ships and the benchmark in $build"
 cmake --preset release -B "$build" -DZELVOX_BENCH=ON -DZELVOX_TOOLS=OFF -DZELVOX_TESTS=OFF >/dev/null
-cmake --build "$build" --target bench memory | tail -n 1
+build_targets "$build" bench memory
 
 cached() { sed -n "s/^$1:[A-Z]*=//p" "$build/CMakeCache.txt"; }
 java_version=$("$(cached Java_JAVA_EXECUTABLE)" -version 2>&1 | sed -n '1s/.*"\(.*\)".*/\1/p')

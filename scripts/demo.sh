@@ -10,8 +10,7 @@ install_missing g++ cmake ninja-build pkg-config default-jdk-headless libutfcpp-
 build=build/release zelvox=build/release/tools/zelvox
 say "Building the library, the Java side, the tools and the examples in $build"
 cmake --preset release >/dev/null
-cmake --build "$build" --target zelvox zelvox-jar zelvox-preload zelvox-cli dcmotor-jar host |
-  tail -n 1
+build_targets "$build" zelvox zelvox-jar zelvox-preload zelvox-cli dcmotor-jar host
 
 mkdir -p out
 run() {
@@ -19,7 +18,7 @@ run() {
   "$@"
 }
 say "Packing examples/dcmotor, a Java class, as an FMU"
-run "$zelvox" pack --jar "$build/examples/dcmotor/dcmotor.jar" -o out/motor.fmu
+run "$zelvox" pack examples/dcmotor/src -o out/motor.fmu
 
 say "Co-simulating it"
 run "$zelvox" simulate out/motor.fmu --input-file examples/dcmotor/inputs.csv \

@@ -18,7 +18,7 @@ install_missing clang cmake ninja-build pkg-config libpugixml-dev libutfcpp-dev 
 build=build/fuzz
 say "Building $build"
 cmake -S tests/fuzz -B "$build" -G Ninja -D CMAKE_CXX_COMPILER=clang++ >/dev/null
-cmake --build "$build" | tail -n 1
+build_targets "$build" all
 
 # What the fuzzers learn stays out of the corpus in the repository, which is to remain small.
 learnt=$(mktemp -d)

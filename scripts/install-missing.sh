@@ -1,6 +1,31 @@
-# Sourced by the other scripts. Installs Debian packages, but only those that are missing.
+# Sourced by the other scripts. Installs Debian packages, but only those that are missing, and shows
+# how far that and a build are.
 
 say() { printf '\n==> %s\n' "$*"; }
+
+# Reads lines "PERCENT WHAT" and shows one for each ten per cent.
+show_progress() {
+  local percent what step shown=''
+  while read -r percent what; do
+    percent=${percent%.*}
+    step="$what $((percent / 10))"
+    [ "$step" = "$shown" ] && continue
+    shown=$step
+    printf '  %3d %% %s\n' "$percent" "$what"
+  done
+}
+
+# build_targets BUILD_DIRECTORY TARGET...: shows how far it is, and what the compilers say.
+build_targets() {
+  local line
+  NINJA_STATUS='[%f/%t] ' cmake --build "$1" --target "${@:2}" | while IFS= read -r line; do
+    if [[ $line =~ ^\[([0-9]+)/([0-9]+)\]\  ]]; then
+      echo "$((100 * BASH_REMATCH[1] / BASH_REMATCH[2])) built"
+    elif [ "$line" != "ninja: no work to do." ]; then
+      echo "$line" >&2
+    fi
+  done | show_progress
+}
 
 # A JDK of any make will do, as long as it brings jni.h.
 have_jdk() {
@@ -29,7 +54,7 @@ install_missing() {
     echo "JAVA_HOME is $JAVA_HOME, but there is no JDK in it; correct or unset it" >&2
     return 1
   fi
-  local package missing=() as_root=()
+  local package kind percent missing=() as_root=()
   for package in "$@"; do
     is_installed "$package" || missing+=("$package")
   done
@@ -43,6 +68,15 @@ install_missing() {
     as_root=(sudo)
   fi
   "${as_root[@]}" apt-get update -qq
-  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-    apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+  local install=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive LC_ALL=C
+    apt-get install --no-install-recommends)
+  "${install[@]}" --assume-no "${missing[@]}" 2>&1 | grep -E '^(Need to get|After this)' || true
+  # Not all maintainers' scripts keep quiet; what goes wrong comes on stderr.
+  "${install[@]}" --assume-yes -qq -o APT::Status-Fd=3 "${missing[@]}" 3>&1 >/dev/null |
+    while IFS=: read -r kind _ percent _; do
+      case $kind in
+        dlstatus) echo "$percent downloaded" ;;
+        pmstatus) echo "$percent installed" ;;
+      esac
+    done | show_progress
 }

@@ -22,7 +22,7 @@ install_missing g++ cmake ninja-build default-jdk-headless libutfcpp-dev libgtes
 build=build/sanitize
 say "Building $build"
 cmake --preset sanitize -DZELVOX_TESTS=ON -DZELVOX_TOOLS=OFF >/dev/null
-cmake --build "$build" --target random-life | tail -n 1
+build_targets "$build" random-life
 
 say "$calls random calls, $each with each seed from $seed on"
 methods=('' doStepModel '' getData '' doFreeInstance '' setReal '' getProp)

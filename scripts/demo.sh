@@ -8,9 +8,9 @@ install_missing g++ cmake ninja-build pkg-config default-jdk-headless libutfcpp-
   libcli11-dev libpugixml-dev libzip-dev uuid-dev
 
 build=build/release zelvox=build/release/tools/zelvox
-say "Building the library, the Java side, the tools and the examples in $build"
+say "Building the library, the Java side and the command line in $build"
 cmake --preset release >/dev/null
-build_targets "$build" zelvox zelvox-jar zelvox-preload zelvox-cli dcmotor-jar host
+build_targets "$build" zelvox zelvox-jar zelvox-cli
 
 mkdir -p out
 run() {
@@ -24,7 +24,10 @@ say "Co-simulating it"
 run "$zelvox" simulate out/motor.fmu --input-file examples/dcmotor/inputs.csv \
   --output-file out/motor.csv --plot-file out/motor.svg
 
-say "The same motor in examples/host, a program of its own, against the exact solution"
+say "Building examples/host, a program of its own"
+build_targets "$build" zelvox-preload dcmotor-jar host
+
+say "The same motor in it, against the exact solution"
 libjvm=$(sed -n 's/^JAVA_JVM_LIBRARY:FILEPATH=//p' "$build/CMakeCache.txt")
 "$build/examples/host/host" "$libjvm" "$build/zelvox.so" \
   "$build/java/zelvox.jar:$build/examples/dcmotor/dcmotor.jar" out/host.csv

@@ -588,8 +588,16 @@ class Usage(Case):
                 ("lost in the digits", *simulate, "--output-interval=1e-30"), (".svg", *simulate, "--plot-file=x.txt"),
                 ("expected NAME=VALUE", *simulate, "--start-value=R"), ("zelvox exec --help", "exec"),
                 ('behind "--"', "exec", "true"), ("--fast", "exec", "--fast", "--", "true"),
-                ("line break", "exec", "--jvm-option", "-Da=\nb", "--", "true")):
+                ("line break", "exec", "--jvm-option", "-Da=\nb", "--", "true"), ("name a command",),
+                ("'simulat', did you mean simulate?", "help", "simulat"), ("as in zelvox simulate a.fmu", "a.fmu"),
+                ("'--start_values', did you mean --start-value?", *simulate, "--start_values=R=1"),
+                ("'--fast' .try zelvox simulate --help", *simulate, "--fast"), ("mean --version", "--verzion"),
+                *(("as in --start-value R=0.5", "simulate", "--start-value", *words, "x.fmu")
+                  for words in (("R", "0.5"), ("R=", "0.5"), ("R", "=", "0.5"), ("R", "=0.5")))):
             self.refuses(reason, *line, code=2)
+        self.assertEqual(self.zelvox("help", "pack"), self.zelvox("pack", "--help"))
+        self.assertEqual(self.zelvox("help"), self.zelvox("--help"))
+        self.assertEqual(self.zelvox("-V"), self.zelvox("--version"))
         for epoch in ("now", "-1", "1.5"):
             self.refuses(f"SOURCE_DATE_EPOCH is '{epoch}'", "pack", "--jar", MOTOR_JAR, "-o", "x", code=2,
                          env={"SOURCE_DATE_EPOCH": epoch})

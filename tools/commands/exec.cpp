@@ -119,8 +119,9 @@ Examples:
 The JVM is the one of JAVA_HOME, or of the java on the PATH (`zelvox doctor` shows it). It starts
 before the program's main() with the main thread attached, zelvox.jar on its class path, a stack of
 8 MiB, and without handling Ctrl-C. Each thread that the program starts is attached, too, which takes
-it a fraction of a millisecond; --main-thread-only leaves that off. Child processes get none unless --follow is given. jcmd would
-end the program; allow it with --jvm-option -XX:-DisableAttachMechanism.
+it a fraction of a millisecond; --main-thread-only leaves that off. Child processes get none unless
+--follow is given. jcmd would end the program; allow it with
+--jvm-option -XX:-DisableAttachMechanism.
 
 The exit code is that of the program; 3 when no JVM could be started, 127 when the program was not
 found, 126 when it could not be run.)";
@@ -138,7 +139,7 @@ void addExecCommand(CLI::App& app) {
                     "Leave the threads that the program starts without the JVM");
   // Only the program itself is an argument for CLI11: it would read a list into one like "[a,b]".
   // The rest, from the "--" on, is what CLI11 leaves alone.
-  command->add_option("command", options->program)
+  command->add_option("command", options->program, "The program to run, with its arguments")
       ->required()
       ->type_name("-- COMMAND [ARGUMENT ...]");
   command->prefix_command();

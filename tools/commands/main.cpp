@@ -10,6 +10,7 @@
 #include "base/standard_streams.h"
 #include "base/text.h"
 #include "commands/command.h"
+#include "commands/usage.h"
 
 namespace {
 
@@ -37,29 +38,22 @@ int complain(const std::string& reason, ExitCode code) {
   return signal != 0 ? exitCodeOf(signal) : static_cast<int>(code);
 }
 
-std::string usageMessage(const CLI::App* app, const CLI::Error& error) {
-  if (app->get_subcommands().empty() && !app->remaining().empty())
-    return "zelvox: there is no command or option " + inQuotes(app->remaining().front()) +
-           " (try zelvox --help)\n";
-  std::string command = "zelvox";
-  for (const CLI::App* chosen : app->get_subcommands()) command += " " + chosen->get_name();
-  return "zelvox: " + sentence(error.what()) + " (try " + command + " --help)\n";
-}
-
 int run(int argc, char* argv[]) {
   CLI::App app{"Packs Java models as FMUs (FMI 2.0, co-simulation) and runs FMUs with a JVM.",
                "zelvox"};
-  app.set_version_flag("--version", "zelvox " ZELVOX_VERSION, "Show the version and exit");
+  app.set_version_flag("-V,--version", "zelvox " ZELVOX_VERSION, "Show the version and exit");
   app.set_help_flag("-h,--help", "Show this help and exit");
   app.require_subcommand(1);
   app.footer(examples);
-  app.failure_message(usageMessage);
+  explainUsage(app);
   addNewCommand(app);
   addPackCommand(app);
   addInfoCommand(app);
   addSimulateCommand(app);
   addExecCommand(app);
   addDoctorCommand(app);
+  addHelpCommand(app);
+  refuseValueWithoutEqualsSign({argv + 1, argv + argc});
   try {
     app.parse(argc, argv);
     return static_cast<int>(ExitCode::success);

@@ -245,6 +245,7 @@ void addNewCommand(CLI::App& app) {
   command->add_flag("--maven", options->maven,
                     "A Maven project, whose `mvn package` makes the FMU");
   command->footer(
-      "The directory is called like the class, without the package, and must not exist.");
+      "The directory is called like the class, without the package, and must not exist.\n\n"
+      "Examples:\n  zelvox new com.acme.Tank\n  zelvox new --maven com.acme.Tank");
   command->callback([options] { create(*options); });
 }

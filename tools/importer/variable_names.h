@@ -21,7 +21,7 @@ class VariableNames {
                              const Filter& wanted) const;
 
  private:
-  const ScalarVariable* closest(std::string_view name, const Filter& wanted) const;
+  std::string_view closest(std::string_view name, const Filter& wanted) const;
 
   const ModelDescription& model;
   std::unordered_map<std::string_view, const ScalarVariable*> byName;

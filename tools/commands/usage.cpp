@@ -1,0 +1,159 @@
+#include "commands/usage.h"
+
+#include <CLI/CLI.hpp>
+#include <iostream>
+#include <memory>
+
+#include "base/failure.h"
+#include "base/spelling.h"
+#include "base/text.h"
+#include "packer/model_input.h"
+
+namespace {
+
+constexpr std::size_t widestDescription = 70;
+
+// As GNU programs write it, so that people and help2man can read it.
+class HelpFormat : public CLI::Formatter {
+ public:
+  std::string make_usage(const CLI::App* app, std::string name) const override {
+    return "\n" + CLI::Formatter::make_usage(app, name);
+  }
+
+  std::string make_help(const CLI::App* app, std::string name,
+                        CLI::AppFormatMode mode) const override {
+    return CLI::detail::find_and_replace(CLI::Formatter::make_help(app, name, mode), "\n\n\n",
+                                         "\n\n");
+  }
+
+  std::string make_option_name(const CLI::Option* option, bool positional) const override {
+    if (positional) return option->get_type_name();
+    const bool shortOne = !option->get_snames().empty();
+    return (shortOne ? "" : "    ") +
+           CLI::detail::find_and_replace(option->get_name(false, true), ",", ", ");
+  }
+
+  // "repeatable" and the usage line say what CLI11 would add in capital letters and dots.
+  std::string make_option_opts(const CLI::Option* option) const override {
+    if (option->get_positional() || option->get_type_size() == 0 || option->get_type_name().empty())
+      return "";
+    return " " + option->get_type_name();
+  }
+
+  // In lines that fit beside the names.
+  std::string make_option_desc(const CLI::Option* option) const override {
+    std::string text = CLI::Formatter::make_option_desc(option);
+    for (std::size_t line = 0; text.size() - line > widestDescription;) {
+      const std::size_t blank = text.rfind(' ', line + widestDescription);
+      if (blank == text.npos || blank < line) break;
+      text[blank] = '\n';
+      line = blank + 1;
+    }
+    return text;
+  }
+};
+
+// What no option or command of the command has taken; what stands behind `exec` is the program's.
+std::string unknownWord(const CLI::App& app) {
+  const auto chosen = app.get_subcommands();
+  if (!chosen.empty() && chosen.front()->get_prefix_command()) return "";
+  for (const std::string& word : app.remaining(true)) {
+    if (word.size() > 1 && word.front() == '-') return word;
+  }
+  return chosen.empty() && !app.remaining().empty() ? app.remaining().front() : "";
+}
+
+std::string withoutDashes(const std::string& option) {
+  const std::size_t first = std::min(option.find_first_not_of('-'), option.size());
+  return option.substr(first, option.find('=') - first);
+}
+
+std::string closestOption(const CLI::App& command, const std::string& written) {
+  std::vector<std::string_view> names;
+  for (const CLI::Option* option : command.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back(name);
+  }
+  const std::string_view closest = closestName(withoutDashes(written), names);
+  return closest.empty() ? "" : "--" + std::string(closest);
+}
+
+std::string closestCommand(const CLI::App& app, const std::string& written) {
+  std::vector<std::string_view> names;
+  for (const CLI::App* command : app.get_subcommands({})) names.push_back(command->get_name());
+  return std::string(closestName(written, names));
+}
+
+std::string unknownCommand(const CLI::App& app, const std::string& word) {
+  if (word.ends_with(".fmu") || isModelFile(word)) {
+    return "name the command, as in zelvox " +
+           std::string(word.ends_with(".fmu") ? "simulate " : "pack ") + word;
+  }
+  const std::string closest = closestCommand(app, word);
+  return "there is no command " + inQuotes(word) +
+         (closest.empty() ? " (try zelvox --help)" : ", did you mean " + closest + "?");
+}
+
+std::string usageMessage(const CLI::App* app, const CLI::Error& error) {
+  const auto chosen = app->get_subcommands();
+  const CLI::App& command = chosen.empty() ? *app : *chosen.front();
+  const std::string hint =
+      " (try zelvox " + (chosen.empty() ? "" : command.get_name() + " ") + "--help)";
+  const std::string word = unknownWord(*app);
+  std::string reason;
+  if (word.empty()) {
+    reason = (chosen.empty() ? "name a command" : sentence(error.what())) + hint;
+  } else if (word.front() != '-') {
+    reason = sentence(unknownCommand(*app, word));
+  } else {
+    const std::string closest = closestOption(command, word);
+    reason = "there is no option " + inQuotes(word.substr(0, word.find('='))) +
+             (closest.empty() ? hint : ", did you mean " + closest + "?");
+  }
+  return "zelvox: " + reason + "\n";
+}
+
+void help(CLI::App& app, const std::string& name) {
+  if (name.empty()) {
+    // app.help() would be that of the chosen command, which is `help`.
+    std::cout << app.get_formatter()->make_help(&app, app.get_name(), CLI::AppFormatMode::Normal);
+    return;
+  }
+  const auto commands = app.get_subcommands({});
+  const auto command = std::ranges::find(commands, name, &CLI::App::get_name);
+  if (command == commands.end()) throw Failure(unknownCommand(app, name), ExitCode::usage);
+  std::cout << (*command)->help(app.get_name());
+}
+
+}  // namespace
+
+void explainUsage(CLI::App& app) {
+  app.formatter(std::make_shared<HelpFormat>());
+  app.get_formatter()->label("SUBCOMMAND", "COMMAND ...");
+  app.failure_message(usageMessage);
+}
+
+void addHelpCommand(CLI::App& app) {
+  const auto name = std::make_shared<std::string>();
+  CLI::App* const command = app.add_subcommand("help", "Show the help of a command");
+  command->footer("\nExample:\n  zelvox help simulate");
+  command->add_option("command", *name, "The command; without one, the commands")
+      ->type_name("COMMAND");
+  command->callback([&app, name] { help(app, *name); });
+  for (CLI::App* each : app.get_subcommands({})) each->group("Commands");
+}
+
+void refuseValueWithoutEqualsSign(const std::vector<std::string>& arguments) {
+  for (std::size_t i = 0; i + 2 < arguments.size() && arguments[0] == "simulate"; ++i) {
+    const std::string& name = arguments[i + 1];
+    if (arguments[i] != "--start-value" || name.find('=') < name.size() - 1) continue;
+    std::string value = name.substr(std::min(name.find('='), name.size()));
+    for (std::size_t j = i + 2; j < std::min(i + 4, arguments.size()); ++j) {
+      value += arguments[j];
+      const std::string given = value.substr(value.starts_with('=') ? 1 : 0);
+      if (!parseNumber(given) && given != "true" && given != "false") continue;
+      throw Failure("a start value is written in one word, as in --start-value " +
+                        name.substr(0, name.find('=')) + "=" + given,
+                    ExitCode::usage);
+    }
+  }
+}

@@ -5,7 +5,7 @@ cd "$(dirname "$0")/.."
 . scripts/install-missing.sh
 
 install_missing g++ cmake ninja-build pkg-config default-jdk-headless libutfcpp-dev gnuplot-nox \
-  libcli11-dev libpugixml-dev libzip-dev uuid-dev
+  libcli11-dev nlohmann-json3-dev libpugixml-dev libzip-dev uuid-dev
 
 build=build/release zelvox=build/release/tools/zelvox
 say "Building the library, the Java side and the command line in $build"

@@ -1,4 +1,4 @@
-"""`zelvox simulate` and `zelvox info` with an FMU that is not ours, has every type of variable, needs no
+"""`zelvox simulate` with an FMU that is not ours, has every type of variable, needs no
 Java, writes down what is called (stub/stub.c) and misbehaves on demand."""
 
 import os
@@ -272,56 +272,6 @@ echo "</svg>" > "$(sed -n "s/^set output '\\(.*\\)'/\\1/p" script)"
         for names in (["shown"], ["moved"] * 61):
             self.refuses(f"cannot draw {len(names) if len(names) > 1 else 0} variables", "simulate", self.stub(),
                          "--plot-file=out.svg", *(f"--output-variable={name}" for name in names))
-
-    def test_info_tells_every_fact(self):
-        out = self.zelvox("info", self.stub(binary=os.urandom(100 << 10)))[0]
-        self.assertEqual(re.sub("Size         10[0-9] KiB", "Size", out), """\
-Model        stub, version 3
-Description  Repeats
-Author       Ann
-Copyright    (c) Ann
-Licence      MIT
-Kind         FMI 2.0, co-simulation and model exchange
-Experiment   start 0 s, stop 1 s, step 0.25 s, tolerance 1e-06
-Platforms    linux64, win32
-Made by      hand, 2000-01-01T00:00:00Z
-GUID         g & h
-Size, 3 files
-
-Inputs (3)
-  set      1.5  mm  where to
-  count     -3
-  locked  true
-
-Outputs (6)
-  moved    mm
-  ratio    mm/kg  set per mass
-  counted
-  engaged
-  held
-  shown
-
-Parameters (3)
-  mass   2  kg
-  gear   2
-  label
-""")
-        long = "ü" * 50
-        many = [VARIABLE % (f"p{i} {long}", i, f'{PARAMETER} description="d{i} {long * 4}"', "<Boolean start='0'/>")
-                for i in range(10)]
-        for xml, size, facts in (
-                (XML, 2 << 20, ["Size         2.0 MiB, 3 files"]),
-                (XML.replace("<CoS", "<!--").replace('"false"/>', "-->").replace(' version="3"', ""), 0,
-                 ["Model        stub", "Kind         FMI 2.0, model exchange", "Needs        the tool that made it"]),
-                (XML.replace("</ModelV", "".join(many[:6]) + "</ModelV"), 0,
-                 ["Parameters (9)", f"  p5 {long[:36]}…  false      d5 {long}{long[:6]}…"]),
-                (XML.replace("</ModelV", "".join(many[:7]) + "</ModelV"), 0,
-                 ["Parameters (10)", "  ... and 2 more (--all shows them)"])):
-            out = self.zelvox("info", self.stub(xml, os.urandom(size)))[0].splitlines()
-            self.assertEqual([fact for fact in facts if fact not in out], [])
-        self.assertIn("\nNeeds        a JVM in the importer's process, with zelvox.jar\n", self.zelvox("info", motor())[0])
-        out = self.zelvox("info", "--all", "stub.fmu")[0].splitlines()
-        self.assertIn(f"  p6 {long}  false      d6 {long * 4}", out)
 
 
 if __name__ == "__main__":

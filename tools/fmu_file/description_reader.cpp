@@ -139,12 +139,14 @@ class Reader {
     };
     variable.unit = text("unit").value();
     variable.displayUnit = findDisplayUnit(variable.unit, text("displayUnit").value());
-    // A difference is scaled, but has no zero to move (FMI 2.0.2, 2.2.3).
-    if (variable.displayUnit && isTrue(text("relativeQuantity")))
-      variable.displayUnit->offset = 0.0;
+    variable.relativeQuantity = isTrue(text("relativeQuantity"));
+    // FMI 2.0.2, 2.2.3.
+    if (variable.displayUnit && variable.relativeQuantity) variable.displayUnit->offset = 0.0;
     if (variable.type == "Boolean") {
       if (const auto start = own.attribute("start")) variable.start = isTrue(start) ? 1.0 : 0.0;
-    } else if (variable.type != "String") {
+    } else if (variable.type == "String") {
+      if (const auto start = own.attribute("start")) variable.startText = start.value();
+    } else {
       variable.start = number(own, "start");
       variable.min = inherited("min");
       variable.max = inherited("max");

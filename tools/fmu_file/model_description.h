@@ -37,7 +37,9 @@ struct ScalarVariable {
   std::string type;         // Real, Integer, Boolean, String, Enumeration
   std::string unit;
   std::optional<DisplayUnit> displayUnit;          // the one to show values in, if it is defined
-  std::optional<double> start, min, max, nominal;  // a Boolean starts at 0 or 1, a String nowhere
+  bool relativeQuantity = false;                   // a difference, which has no zero to move
+  std::optional<double> start, min, max, nominal;  // a Boolean starts at 0 or 1
+  std::optional<std::string> startText;            // a String starts here
 };
 
 struct ModelDescription {

@@ -8,7 +8,7 @@ import subprocess
 import unittest
 from pathlib import Path
 
-from case import SANITIZERS, ZELVOX, Case, motor
+from case import SANITIZERS, ZELVOX, Case
 
 STUB = Path(os.environ["STUB"]).read_bytes()
 VARIABLE = '<ScalarVariable name="%s" valueReference="%d" %s>%s</ScalarVariable>'

@@ -106,5 +106,132 @@ Parameters (3)
         self.assertRegex(variable["name"], "a\ufffd+ \u202e")
 
 
+GOOD = """<?xml version="1.0" encoding="UTF-8"?>
+<fmiModelDescription xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance"
+    xsi:noNamespaceSchemaLocation="x.xsd" fmiVersion="2.0" modelName="good" guid="g"
+    generationDateAndTime="2000-01-01T00:00:00Z" variableNamingConvention="structured">
+  <ModelExchange modelIdentifier="good"><SourceFiles><File name="a.c"/></SourceFiles></ModelExchange>
+  <CoSimulation modelIdentifier="good" canGetAndSetFMUstate="true" canSerializeFMUstate="1"/>
+  <UnitDefinitions><Unit name="m"><BaseUnit m="1"/><DisplayUnit name="cm" factor="100"/></Unit><Unit name="m/s"/>
+  </UnitDefinitions>
+  <TypeDefinitions>
+    <SimpleType name="Length"><Real unit="m" displayUnit="cm" min="0" max="9" nominal="2"/></SimpleType>
+    <SimpleType name="Gear"><Enumeration><Item name="low" value="1"/><Item name="high" value="2"/></Enumeration></SimpleType>
+  </TypeDefinitions>
+  <LogCategories><Category name="all"/></LogCategories>
+  <DefaultExperiment startTime="-1" stopTime="1" tolerance="1e-6" stepSize="0.1"/>
+  <VendorAnnotations><Tool name="t"><whatever of="it"/></Tool></VendorAnnotations>
+  <ModelVariables>
+    <ScalarVariable name="time" valueReference="0" causality="independent"><Real/></ScalarVariable>
+    <ScalarVariable name="height" valueReference="1" initial="exact"><Real declaredType="Length" start="5"/></ScalarVariable>
+    <ScalarVariable name="speed" valueReference="2" causality="output"><Real unit="m/s" derivative="2"/></ScalarVariable>
+    <ScalarVariable name="push" valueReference="3" causality="input"><Real max="INF" start="0"/></ScalarVariable>
+    <ScalarVariable name="gear" valueReference="4" causality="parameter" variability="fixed">
+      <Enumeration declaredType="Gear" start="2"/></ScalarVariable>
+    <ScalarVariable name="count" valueReference="5" causality="calculatedParameter" variability="tunable"><Integer/></ScalarVariable>
+    <ScalarVariable name="edge" valueReference="6" variability="constant"><Real start="0"/></ScalarVariable>
+    <ScalarVariable name="held" valueReference="7" causality="output" variability="discrete"><Boolean/></ScalarVariable>
+    <ScalarVariable name="kept" valueReference="7" variability="discrete" initial="exact"><Boolean start="true"/></ScalarVariable>
+  </ModelVariables>
+  <ModelStructure>
+    <Outputs><Unknown index="3" dependencies="2 4" dependenciesKind="dependent fixed"/><Unknown index="8"/></Outputs>
+    <Derivatives><Unknown index="3"/></Derivatives>
+    <InitialUnknowns><Unknown index="3" dependencies="2 4"/><Unknown index="6"/><Unknown index="8"/></InitialUnknowns>
+  </ModelStructure>
+</fmiModelDescription>
+"""
+# What is changed, a part of what is said of that, its check, and the checks that find more in it.
+WRONG = [line.split(" | ") for line in r"""
+modelName="good" | - | fmiModelDescription: has no attribute modelName | schema
+guid="g" | guid="" | guid is empty | version
+"2.0" | "2.0.3" | fmiVersion is '2.0.3', expected 2.0 | version
+"UTF-8" | "latin-1" | encoding is 'LATIN-1' | encoding
+guid="g" | guid="g" autor="x" | has the attribute 'autor', .* did you mean author | schema
+01T00 | 01 00 | expected a time such as | schema
+"5" causality="calc | "5" causality="kalc | 'kalculatedParameter', expected one of parameter, | schema | initial-unknowns
+"structured" | "wild" | expected one of flat, structured | schema
+<LogCategories>.*</LogCategories> | <LogCategories/> | LogCategories: has no element Category | schema
+(<Default.*>)\n(.*) | \2\1 | expected it before VendorAnnotations | schema
+<BaseUnit m="1"/> | <BaseUnit m="1"/><BaseUnit m="1"/> | unit 'm', BaseUnit: the element 'BaseUnit' is one too many | schema
+<BaseUnit m="1"/> | <BaseUnit m="0.5"/> | unit 'm', BaseUnit: m is '0.5', expected a whole number | schema
+<Boolean/> | <Boolean/><Bool/> | variable 'held', Bool: the element 'Bool' is not allowed | schema
+"INF" | "inf" | variable 'push': max is 'inf', expected a number | schema
+<(CoSimulation) modelIdentifier="good" | <\1 modelIdentifier="3d" | expected a name of C | kind | binary
+"true" canSer | "false" canSer | expected canGetAndSetFMUstate | kind
+ModelExchange modelIdentifier="good" | ModelExchange modelIdentifier="mood" | no 'binaries/linux64/mood.so' | binary
+a\.c | b.c | File 'b.c': there is no such file in sources/ | binary
+stopTime="1" | stopTime="-1" | stopTime is -1, expected more than startTime, -1 | experiment
+stepSize="0.1" | stepSize="0" | stepSize is 0, expected more than 0 | experiment
+"push" | "speed" | variable 'speed': there is another ScalarVariable | unique
+"push" | "Gear" | variable 'Gear': a type has the same name | unique
+name="m/s"/ | name="m/s"/><Unit name="m/s"/ | unit 'm/s': there is another Unit | unique
+<Category name="all"/> | \g<0>\g<0> | Category 'all': there is another Category | unique
+(<DisplayUnit .*?>) | \1\1 | unit 'm', DisplayUnit 'cm': there is another DisplayUnit | unique
+unit="m/s" | unit="km/s" | variable 'speed': its unit 'km/s' is not defined | unit
+displayUnit="cm" | displayUnit="mm" | type 'Length': its display unit 'mm' is not defined in the unit 'm' | unit
+<Real max | <Real displayUnit="cm" max | variable 'push': has the display unit 'cm' and no unit | unit
+unit="m/s" | unit="m/s" declaredType="Gear" | its type 'Gear' is not of the kind Real | type
+unit="m/s" | unit="m/s" declaredType="Speed" | its type 'Speed' is not defined | type
+"high" | "low" | type 'Gear', Item 'low': there is another Item | enumeration
+"low" value="1" | "low" value="2" | another Item has the value 2 | enumeration
+min="0" max="9" | min="10" max="9" | type 'Length': min is 10, expected at most max, 9 | range | start
+max="INF" | nominal="0" | variable 'push': nominal is 0, expected more than 0 | range
+"output" variability="discrete" | "output" | variable 'held': is continuous, which is the default | combination
+"push" | "pu&#10;sh" | has a line break | name
+"push" | "'" | a name that is not structured | name
+"push" | "a[1" | a name that is not structured | name
+"push" | "der(a.1)" | a name that is not structured | name
+"5" causality="calculatedParameter" | "5" causality="input" | causality input with variability tunable is not allowed | combination | start | initial-unknowns
+"7" variability="discrete" initial="exact" | "7" initial="approx" variability="constant" | initial is 'approx', expected exact for causality local | combination | alias
+"input"><Real max="INF" | "input" initial="exact"><Real | initial is 'exact', expected none | combination
+<Real max="INF" start="0"/> | <Real/> | variable 'push': has no start value, expected one, as causality is input | start
+<Integer/> | <Integer start="1"/> | variable 'count': has a start value, expected none, as initial is calculated | start
+start="5" | start="-5" | variable 'height': start is -5, expected at least min, 0 | start
+start="5" | start="9.5" | variable 'height': start is 9.5, expected at most max, 9 | start
+start="2" | start="3" | variable 'gear': start is 3, expected the value of an Item | start
+"edge" valueReference="6" | "edge" valueReference="3" | has the value reference of 'push', expected both to be constant | alias
+"push" valueReference="3" | "push" valueReference="2" | and the unit '', expected 'm/s' | alias
+"kept" valueReference="7" variability="discrete" | "kept" valueReference="7" variability="constant" | expected both to be constant | alias
+<Boolean/> | <Boolean start="0"/> | which has a start value: expected it at only one | alias | start
+derivative="2" | derivative="10" | derivative is '10', expected the index of a variable, 1 to 9 | derivative | dependencies
+max="INF" | reinit="true" | variable 'push': reinit is true | derivative
+<Unknown index="8"/></Out | </Out | variable 'held': is missing in Outputs, expected it there, as causality is output | outputs
+<Unknown index="8"/></Out | <Unknown index="9"/><Unknown index="8"/></Out | Outputs, Unknown 9: 'kept' is listed, expected only | outputs
+<Unknown index="8"/></Out | <Unknown index="8"/><Unknown index="8"/></Out | Unknown 8: 'held' is listed a second time | outputs
+<Unknown index="8"/></Out | <Unknown index="8"/><Unknown index="0"/></Out | Unknown 0: expected the index of a variable | outputs
+<Unknown index="3"/></Der | <Unknown index="2"/></Der | 'height' is listed, expected only variables with the attribute derivative | derivatives
+<Unknown index="6"/> | - | variable 'count': is missing in InitialUnknowns, expected it there, as initial is calculated | initial-unknowns
+<Unknown index="6"/> | <Unknown index="6"/><Unknown index="7"/> | Unknown 7: 'edge' is listed | initial-unknowns
+<Unknown index="6"/><Unknown index="8"/> | <Unknown index="8"/><Unknown index="6"/> | Unknown 6: comes behind 8 | initial-unknowns
+"2 4" dependenciesKind="dependent fixed" | "4 2" | Outputs, Unknown 3: depends on 2 behind 4 | dependencies
+"2 4" dependenciesKind | "2 7" dependenciesKind | depends on 'edge', expected inputs, continuous states | dependencies
+dependencies="2 4"/ | dependencies="2 6"/ | InitialUnknowns, Unknown 3: depends on 'count', expected inputs, variables whose | dependencies
+"dependent fixed" | "dependent" | has 1 dependenciesKind, expected one for each of the 2 | dependencies
+"2 4" dependenciesKind | "2 40" dependenciesKind | depends on the index 40 | dependencies
+<Unknown index="8"/></Out | <Unknown index="8" dependencies="4" dependenciesKind="fixed"/></Out | 'held' is no Real | dependencies
+""".strip().splitlines()]
+
+
+class Checked(Case):
+    def findings(self, xml, code):
+        self.archive(("modelDescription.xml", xml), ("binaries/linux64/good.so", ""), ("sources/a.c", ""))
+        out, err = self.zelvox("info", "--check", "new.fmu", code=code)
+        return out.splitlines(), err
+
+    def test_each_fault_is_found_once_and_nothing_else(self):
+        self.assertEqual(self.findings(GOOD, 0)[0], ["new.fmu: no problem found by 20 checks of 9 variables"])
+        for fmu in (motor(), odd()):
+            self.assertIn("no problem found", self.zelvox("info", "--check", fmu)[0])
+        for name in ("_a1.b[1,23].c", "der(a.'b c\\''[4].d,2)"):
+            self.findings(GOOD.replace("push", name), 0)
+        for old, new, sentence, *checks in WRONG:
+            with self.subTest(old=old, new=new):
+                xml = re.sub(old, new.strip("-"), GOOD, count=1)
+                out, err = self.findings(xml, 1)
+                self.assertEqual(sorted(re.search(r"\[([a-z-]+)\]$", line)[1] for line in out), sorted(checks))
+                self.assertTrue(any(re.search(f"{sentence}.* \\[{checks[0]}\\]$", line) for line in out), out)
+                self.assertRegex(err, f"new.fmu: {len(out)} problems? found by 20 checks of 9 variables")
+
+
 if __name__ == "__main__":
     unittest.main()

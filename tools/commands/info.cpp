@@ -11,6 +11,7 @@
 #include "base/installation.h"
 #include "base/interrupts.h"
 #include "base/text.h"
+#include "checker/check.h"
 #include "commands/command.h"
 #include "commands/fmu_facts.h"
 #include "fmu_file/archive_reader.h"
@@ -31,6 +32,7 @@ struct InfoOptions {
   ModelInput input;
   bool all = false;
   bool json = false;
+  bool check = false;
 };
 
 std::string kindOf(const ModelDescription& model) {
@@ -119,11 +121,26 @@ void print(const FmuFacts& facts, bool all) {
   printVariables(model, all);
 }
 
+void check(const fs::path& fmu) {
+  const CheckResult result =
+      checkDescription(readArchiveEntry(fmu, "modelDescription.xml"), archiveFiles(fmu));
+  if (interrupted() != 0) throw Failure("nothing was shown");
+  nowWaitingFor("somebody to read what is shown");
+  for (const std::string& finding : result.findings) std::cout << sentence(finding) << "\n";
+  const std::string scope = counted(static_cast<long long>(result.checks), "check") + " of " +
+                            counted(static_cast<long long>(result.variables), "variable");
+  const auto problems = std::ssize(result.findings);
+  if (problems > 0)
+    throw Failure(fmu.string() + ": " + counted(problems, "problem") + " found by " + scope);
+  std::cout << printable(fmu.string()) << ": no problem found by " << scope << "\n";
+}
+
 void info(const InfoOptions& options) {
   catchInterrupts();
   const fs::path fmu = fmuOf(
       options.input, [] { return startJvm(locateJvm().libjvm, jvmOptions({zelvoxJar()}, {})); });
   nowWaitingFor("the FMU to be read");
+  if (options.check) return check(fmu);
   const FmuFacts facts = factsOf(fmu);
   if (interrupted() != 0) throw Failure("nothing was shown");
   nowWaitingFor("somebody to read what is shown");
@@ -139,6 +156,7 @@ Examples:
   zelvox info motor.fmu
   zelvox info motor.fmu --all
   zelvox info motor.fmu --json
+  zelvox info motor.fmu --check
   zelvox info Tank.java
 
 Start values, ranges and nominal values are in the unit of the variable; `Shown in` is the one in
@@ -158,6 +176,10 @@ void addInfoCommand(CLI::App& app) {
       ->type_name("FMU");
   command->add_flag("--all", options->all, "Show every variable, and texts in full length");
   command->add_flag("--json", options->json, "Print everything for programs, as JSON");
+  command
+      ->add_flag("--check", options->check,
+                 "Say where modelDescription.xml breaks a rule of FMI 2.0; exit code 1 if it does")
+      ->excludes("--json");
   addModelOptions(*command, options->input);
   command->callback([options] { info(*options); });
 }

@@ -3,11 +3,10 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <pugixml.hpp>
 #include <unordered_map>
 
-#include "base/failure.h"
 #include "base/text.h"
+#include "fmu_file/description_xml.h"
 
 namespace {
 
@@ -19,7 +18,9 @@ class Reader {
   explicit Reader(std::string_view text) : xml(text) {}
 
   ModelDescription read() {
-    const pugi::xml_node root = parse();
+    const pugi::xml_node root = xml.root();
+    const std::string_view version = root.attribute("fmiVersion").value();
+    if (version != "2.0") fail(root, "expected an FMU of FMI 2.0, got FMI " + inQuotes(version));
     ModelDescription model;
     readHead(root, model);
     readExperiment(root.child("DefaultExperiment"), model);
@@ -37,24 +38,6 @@ class Reader {
   }
 
  private:
-  pugi::xml_node parse() {
-    const pugi::xml_parse_result result =
-        document.load_buffer(xml.data(), xml.size(), pugi::parse_default | pugi::parse_doctype);
-    if (!result) fail(result.offset, std::string("it is no XML: ") + result.description());
-    for (const pugi::xml_node node : document) {
-      if (node.type() == pugi::node_doctype) {
-        fail(node.offset_debug(), "it has a DOCTYPE, which no model description needs");
-      }
-    }
-    const pugi::xml_node root = document.document_element();
-    const std::string_view version = root.attribute("fmiVersion").value();
-    if (std::string_view(root.name()) != "fmiModelDescription") {
-      fail(root, "expected the element fmiModelDescription, got " + inQuotes(root.name()));
-    }
-    if (version != "2.0") fail(root, "expected an FMU of FMI 2.0, got FMI " + inQuotes(version));
-    return root;
-  }
-
   void readHead(const pugi::xml_node& root, ModelDescription& model) {
     model.modelName = required(root, "modelName");
     model.guid = required(root, "guid");
@@ -205,17 +188,10 @@ class Reader {
   }
 
   [[noreturn]] void fail(const pugi::xml_node& node, const std::string& reason) {
-    fail(node.offset_debug(), reason);
+    xml.fail(node, reason);
   }
 
-  [[noreturn]] void fail(std::ptrdiff_t offset, const std::string& reason) {
-    const auto end = static_cast<std::size_t>(std::max(offset, std::ptrdiff_t{0}));
-    const auto line = 1 + std::ranges::count(xml.substr(0, end), '\n');
-    throw Failure("modelDescription.xml, line " + std::to_string(line) + ": " + reason);
-  }
-
-  std::string_view xml;
-  pugi::xml_document document;
+  DescriptionXml xml;
   std::unordered_map<std::string, const UnitDefinition*> units;
   std::unordered_map<std::string, pugi::xml_node> declaredTypes;
 };

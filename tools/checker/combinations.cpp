@@ -1,0 +1,69 @@
+#include "checker/combinations.h"
+
+#include <algorithm>
+#include <array>
+
+namespace {
+
+constexpr std::array<std::string_view, 6> causalities = {
+    "parameter", "calculatedParameter", "input", "output", "local", "independent"};
+
+struct Row {
+  std::string_view variability;
+  std::string_view letters;  // for each causality; '-' is not allowed
+};
+
+// clang-format off
+constexpr std::array<Row, 5> combinations = {{
+    //             parameter, calculatedParameter, input, output, local, independent
+    {"constant",   "---AA-"},
+    {"fixed",      "AB--B-"},
+    {"tunable",    "AB--B-"},
+    {"discrete",   "--DCC-"},
+    {"continuous", "--DCCE"}}};
+
+struct Initial {
+  char letter;
+  std::array<std::string_view, 3> allowed;  // the default first
+};
+
+constexpr std::array<Initial, 3> initials = {{
+    {'A', {"exact"}},
+    {'B', {"calculated", "approx"}},
+    {'C', {"calculated", "exact", "approx"}}}};
+// clang-format on
+
+char letterOf(std::string_view causality, std::string_view variability) {
+  const auto column = std::ranges::find(causalities, causality);
+  const auto row = std::ranges::find(combinations, variability, &Row::variability);
+  if (column == causalities.end() || row == combinations.end()) return '?';
+  return row->letters[static_cast<std::size_t>(column - causalities.begin())];
+}
+
+}  // namespace
+
+std::vector<std::string_view> allowedInitial(std::string_view causality,
+                                             std::string_view variability) {
+  const auto found =
+      std::ranges::find(initials, letterOf(causality, variability), &Initial::letter);
+  std::vector<std::string_view> allowed;
+  if (found == initials.end()) return allowed;
+  std::ranges::copy_if(found->allowed, std::back_inserter(allowed),
+                       [](std::string_view initial) { return !initial.empty(); });
+  return allowed;
+}
+
+bool isAllowed(std::string_view causality, std::string_view variability) {
+  return letterOf(causality, variability) != '-';
+}
+
+std::string_view defaultInitial(std::string_view causality, std::string_view variability) {
+  const auto allowed = allowedInitial(causality, variability);
+  return allowed.empty() ? std::string_view() : allowed.front();
+}
+
+Start startOf(std::string_view causality, std::string_view initial) {
+  if (causality == "input" || initial == "exact" || initial == "approx") return Start::required;
+  if (causality == "independent" || initial == "calculated") return Start::forbidden;
+  return Start::optional;
+}

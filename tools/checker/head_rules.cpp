@@ -1,0 +1,149 @@
+// What the description says of the FMU as a whole, and the files that have to fit it.
+#include <utf8.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <set>
+
+#include "base/text.h"
+#include "checker/rules.h"
+
+namespace {
+
+constexpr std::array<const char*, 2> kinds = {"ModelExchange", "CoSimulation"};
+
+struct Platform {
+  std::string_view name, ending;
+};
+
+constexpr std::array<Platform, 6> platforms = {{{"linux32", ".so"},
+                                                {"linux64", ".so"},
+                                                {"win32", ".dll"},
+                                                {"win64", ".dll"},
+                                                {"darwin32", ".dylib"},
+                                                {"darwin64", ".dylib"}}};
+
+bool isCIdentifier(std::string_view text) {
+  const auto letter = [](unsigned char c) { return c == '_' || (c < 0x80 && std::isalpha(c)); };
+  return !text.empty() && letter(static_cast<unsigned char>(text[0])) &&
+         std::ranges::all_of(
+             text, [&letter](unsigned char c) { return letter(c) || (c >= '0' && c <= '9'); });
+}
+
+// A list below the root whose elements have to differ in their names.
+struct Namespace {
+  const char* list;
+  const char* element;
+};
+
+constexpr std::array<Namespace, 5> namespaces = {{{"UnitDefinitions", "Unit"},
+                                                  {"TypeDefinitions", "SimpleType"},
+                                                  {"LogCategories", "Category"},
+                                                  {"VendorAnnotations", "Tool"},
+                                                  {"ModelVariables", "ScalarVariable"}}};
+
+void checkUniqueIn(const pugi::xml_node& list, const char* element, const Report& report) {
+  std::set<std::string_view> names;
+  for (const pugi::xml_node node : list.children(element)) {
+    const pugi::xml_attribute name = node.attribute("name");
+    if (name && !names.insert(name.value()).second)
+      report(node, "there is another " + std::string(element) +
+                       " of this name, expected a name of its own");
+  }
+}
+
+}  // namespace
+
+void checkEncoding(const Checked& description, const Report& report) {
+  const pugi::xml_node declaration = description.xml.firstNode();
+  std::string encoding = declaration.attribute("encoding").value();
+  std::ranges::transform(encoding, encoding.begin(),
+                         [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+  if (declaration.type() == pugi::node_declaration && !encoding.empty() && encoding != "UTF-8")
+    report(description.root, "the encoding is " + inQuotes(encoding) + ", expected UTF-8");
+  if (!utf8::is_valid(description.text.begin(), description.text.end()))
+    report(description.root, "the text is not valid UTF-8");
+}
+
+void checkVersion(const Checked& description, const Report& report) {
+  const pugi::xml_attribute version = description.root.attribute("fmiVersion");
+  if (version && std::string_view(version.value()) != "2.0")
+    report(description.root, "fmiVersion is " + inQuotes(version.value()) + ", expected 2.0");
+  const pugi::xml_attribute guid = description.root.attribute("guid");
+  if (guid && std::string_view(guid.value()).empty())
+    report(description.root,
+           "guid is empty, expected a text by which importers tell this FMU from others");
+}
+
+void checkKinds(const Checked& description, const Report& report) {
+  for (const char* const kind : kinds) {
+    const pugi::xml_node node = description.root.child(kind);
+    if (node.next_sibling(kind)) report(node.next_sibling(kind), "expected only one");
+    const pugi::xml_attribute identifier = node.attribute("modelIdentifier");
+    if (identifier && !isCIdentifier(identifier.value()))
+      report(node, "modelIdentifier is " + inQuotes(identifier.value()) +
+                       ", expected a name of C: letters, digits and _, no digit first");
+    if (isTrue(node.attribute("canSerializeFMUstate")) &&
+        !isTrue(node.attribute("canGetAndSetFMUstate")))
+      report(node, "canSerializeFMUstate is true, expected canGetAndSetFMUstate to be true, too");
+  }
+}
+
+void checkBinaries(const Checked& description, const Report& report) {
+  const std::set<std::string> files(description.files.begin(), description.files.end());
+  const auto anyBelow = [&files](const std::string& directory) {
+    const auto found = files.lower_bound(directory);
+    return found != files.end() && found->starts_with(directory);
+  };
+  for (const char* const kind : kinds) {
+    const pugi::xml_node node = description.root.child(kind);
+    const std::string identifier = node.attribute("modelIdentifier").value();
+    if (identifier.empty()) continue;
+    bool runs = anyBelow("sources/");
+    for (const Platform& platform : platforms) {
+      const std::string directory = "binaries/" + std::string(platform.name) + "/";
+      const std::string binary = directory + identifier + std::string(platform.ending);
+      if (!anyBelow(directory)) continue;
+      runs = true;
+      if (!files.contains(binary)) report(node, "there is no " + inQuotes(binary) + " in the FMU");
+    }
+    if (!runs)
+      report(node, "the FMU has neither binaries/<platform>/" + printable(identifier) +
+                       ".so (or .dll, .dylib) nor sources/");
+    for (const pugi::xml_node file : node.child("SourceFiles").children("File")) {
+      const std::string name = file.attribute("name").value();
+      if (!name.empty() && !files.contains("sources/" + name))
+        report(file, "there is no such file in sources/");
+    }
+  }
+}
+
+void checkExperiment(const Checked& description, const Report& report) {
+  const pugi::xml_node experiment = description.root.child("DefaultExperiment");
+  const auto number = [&experiment](const char* name) {
+    return parseNumber(experiment.attribute(name).value());
+  };
+  const auto stop = number("stopTime");
+  const double start = number("startTime").value_or(0);
+  if (stop && !(*stop > start))
+    report(experiment, "stopTime is " + numberText(*stop) + ", expected more than startTime, " +
+                           numberText(start));
+  for (const char* const name : {"stepSize", "tolerance"}) {
+    const auto value = number(name);
+    if (value && !(*value > 0))
+      report(experiment,
+             std::string(name) + " is " + numberText(*value) + ", expected more than 0");
+  }
+}
+
+void checkUniqueNames(const Checked& description, const Report& report) {
+  for (const Namespace& one : namespaces)
+    checkUniqueIn(description.root.child(one.list), one.element, report);
+  for (const auto& [name, unit] : description.units) checkUniqueIn(unit, "DisplayUnit", report);
+  for (const CheckedVariable& variable : description.variables) {
+    if (description.types.contains(variable.name))
+      report(variable.node, "a type has the same name, expected another one");
+    checkUniqueIn(variable.node.child("Annotations"), "Tool", report);
+  }
+}

@@ -1,0 +1,158 @@
+// ModelStructure: who depends on whom.
+#include <algorithm>
+
+#include "base/text.h"
+#include "checker/rules.h"
+
+namespace {
+
+constexpr const char* lists[] = {"Outputs", "Derivatives", "InitialUnknowns"};
+
+auto unknownsOf(const Checked& description, const char* list) {
+  return description.root.child("ModelStructure").child(list).children("Unknown");
+}
+
+using Wanted = std::function<bool(const CheckedVariable&)>;
+
+// Every index is that of a variable that is `wanted`, and none is there twice. Gives those listed.
+std::set<std::size_t> checkList(const Checked& description, const char* list,
+                                const std::string& expected, const Wanted& wanted,
+                                const Report& report) {
+  std::set<std::size_t> listed;
+  for (const pugi::xml_node unknown : unknownsOf(description, list)) {
+    const auto index = indexIn(unknown.attribute("index").value());
+    if (!index) continue;
+    const auto* const variable = description.variable(index);
+    if (variable == nullptr) {
+      report(unknown, "expected the index of a variable, 1 to " +
+                          std::to_string(description.variables.size()));
+    } else if (!listed.insert(*index).second) {
+      report(unknown, inQuotes(variable->name) + " is listed a second time");
+    } else if (!wanted(*variable)) {
+      report(unknown, inQuotes(variable->name) + " is listed, expected only " + expected);
+    }
+  }
+  return listed;
+}
+
+void checkComplete(const Checked& description, const char* list,
+                   const std::set<std::size_t>& listed, const Wanted& wanted,
+                   const Report& report) {
+  if (!description.root.child("ModelStructure")) return;  // which is said once
+  for (const CheckedVariable& variable : description.variables) {
+    if (wanted(variable) && !listed.contains(description.indexOf(variable)))
+      report(variable.node, "is missing in " + std::string(list) + ", expected it there, as " +
+                                (std::string_view(list) == "Outputs"
+                                     ? "causality is output"
+                                     : "initial is " + std::string(variable.initial)));
+  }
+}
+
+bool isOutput(const CheckedVariable& variable) {
+  return variable.causality == "output";
+}
+
+// The variables whose equations are solved for before the run: outputs, calculated parameters,
+// states and derivatives that have no exact start.
+Wanted initialUnknown(const Checked& description) {
+  std::set<const CheckedVariable*> dynamic;
+  for (const pugi::xml_node unknown : unknownsOf(description, "Derivatives")) {
+    const auto* const derivative =
+        description.variable(indexIn(unknown.attribute("index").value()));
+    if (derivative == nullptr) continue;
+    dynamic.insert(derivative);
+    dynamic.insert(
+        description.variable(indexIn(derivative->value.attribute("derivative").value())));
+  }
+  return [dynamic](const CheckedVariable& variable) {
+    return variable.causality == "calculatedParameter" ||
+           ((isOutput(variable) || dynamic.contains(&variable)) &&
+            (variable.initial == "approx" || variable.initial == "calculated"));
+  };
+}
+
+// What an unknown of the list may depend on.
+bool isKnown(const CheckedVariable& variable, bool initially, const Checked& description) {
+  if (variable.causality == "input" || variable.causality == "independent") return true;
+  return initially ? variable.initial == "exact"
+                   : description.states.contains(description.indexOf(variable));
+}
+
+void checkKnowns(const pugi::xml_node& unknown, bool initially, const Checked& description,
+                 const Report& report) {
+  std::size_t last = 0;
+  for (const std::string_view word : wordsOf(unknown.attribute("dependencies").value())) {
+    const auto index = indexIn(word);
+    if (!index) continue;
+    const auto* const known = description.variable(index);
+    if (known == nullptr) {
+      report(unknown, "depends on the index " + std::to_string(*index) +
+                          ", expected that of a variable, 1 to " +
+                          std::to_string(description.variables.size()));
+    } else if (*index <= last) {
+      report(unknown, "depends on " + std::to_string(*index) + " behind " + std::to_string(last) +
+                          ", expected the indexes in ascending order");
+    } else if (!isKnown(*known, initially, description)) {
+      report(unknown, "depends on " + inQuotes(known->name) + ", expected " +
+                          (initially ? "inputs, variables whose initial is exact"
+                                     : "inputs, continuous states") +
+                          " or the independent variable");
+    }
+    last = *index;
+  }
+}
+
+void checkKindsOf(const pugi::xml_node& unknown, const Checked& description, const Report& report) {
+  const pugi::xml_attribute kinds = unknown.attribute("dependenciesKind");
+  if (!kinds) return;
+  const auto words = wordsOf(kinds.value());
+  const auto dependencies = wordsOf(unknown.attribute("dependencies").value()).size();
+  if (words.size() != dependencies)
+    report(unknown, "has " + counted(std::ssize(words), "dependenciesKind") +
+                        ", expected one for each of the " + std::to_string(dependencies) +
+                        " dependencies");
+  const auto* const variable = description.variable(indexIn(unknown.attribute("index").value()));
+  const auto isOther = [](std::string_view word) { return word != "dependent"; };
+  if (variable != nullptr && variable->type != "Real" && std::ranges::any_of(words, isOther))
+    report(unknown, inQuotes(variable->name) + " is no Real, expected only the kind dependent");
+}
+
+}  // namespace
+
+void checkOutputs(const Checked& description, const Report& report) {
+  const auto listed =
+      checkList(description, "Outputs", "variables whose causality is output", isOutput, report);
+  checkComplete(description, "Outputs", listed, isOutput, report);
+}
+
+void checkDerivatives(const Checked& description, const Report& report) {
+  checkList(
+      description, "Derivatives", "variables with the attribute derivative",
+      [](const CheckedVariable& one) { return !one.value.attribute("derivative").empty(); },
+      report);
+}
+
+void checkInitialUnknowns(const Checked& description, const Report& report) {
+  const std::string expected =
+      "outputs, listed derivatives and their states whose initial is approx or calculated, and "
+      "calculated parameters";
+  const Wanted wanted = initialUnknown(description);
+  const auto listed = checkList(description, "InitialUnknowns", expected, wanted, report);
+  checkComplete(description, "InitialUnknowns", listed, wanted, report);
+  std::size_t last = 0;
+  for (const pugi::xml_node unknown : unknownsOf(description, "InitialUnknowns")) {
+    const std::size_t index = indexIn(unknown.attribute("index").value()).value_or(last);
+    if (index < last)
+      report(unknown, "comes behind " + std::to_string(last) + ", expected ascending indexes");
+    last = index;
+  }
+}
+
+void checkDependencies(const Checked& description, const Report& report) {
+  for (const char* const list : lists) {
+    for (const pugi::xml_node unknown : unknownsOf(description, list)) {
+      checkKnowns(unknown, std::string_view(list) == "InitialUnknowns", description, report);
+      checkKindsOf(unknown, description, report);
+    }
+  }
+}

@@ -1,0 +1,88 @@
+// Units, types, and the ranges that values have by them.
+#include <set>
+
+#include "base/text.h"
+#include "checker/rules.h"
+
+namespace {
+
+// The unit and the display unit that a variable or type itself names.
+void checkUnitOf(const pugi::xml_node& real, std::string_view unit, const Checked& description,
+                 const Report& report) {
+  const auto defined = description.units.find(unit);
+  if (real.attribute("unit") && defined == description.units.end())
+    report(real, "its unit " + inQuotes(unit) + " is not defined in UnitDefinitions");
+  const pugi::xml_attribute display = real.attribute("displayUnit");
+  if (!display) return;
+  if (unit.empty()) {
+    report(real, "has the display unit " + inQuotes(display.value()) + " and no unit");
+  } else if (defined != description.units.end() &&
+             !defined->second.find_child_by_attribute("DisplayUnit", "name", display.value())) {
+    report(real, "its display unit " + inQuotes(display.value()) + " is not defined in the unit " +
+                     inQuotes(unit));
+  }
+}
+
+bool givesRange(const pugi::xml_node& value) {
+  return value.attribute("min") || value.attribute("max");
+}
+
+void checkOrder(const pugi::xml_node& value, const std::optional<double>& min,
+                const std::optional<double>& max, const Report& report) {
+  if (givesRange(value) && min && max && !(*min <= *max))
+    report(value, "min is " + numberText(*min) + ", expected at most max, " + numberText(*max));
+  const auto nominal = parseNumber(value.attribute("nominal").value());
+  if (nominal && !(*nominal > 0))
+    report(value, "nominal is " + numberText(*nominal) + ", expected more than 0");
+}
+
+}  // namespace
+
+void checkUnits(const Checked& description, const Report& report) {
+  for (const auto& [name, type] : description.types) {
+    const pugi::xml_node real = type.child("Real");
+    checkUnitOf(real, real.attribute("unit").value(), description, report);
+  }
+  for (const CheckedVariable& variable : description.variables) {
+    if (variable.type == "Real")
+      checkUnitOf(variable.value, variable.text("unit"), description, report);
+  }
+}
+
+void checkDeclaredTypes(const Checked& description, const Report& report) {
+  for (const CheckedVariable& variable : description.variables) {
+    const pugi::xml_attribute name = variable.value.attribute("declaredType");
+    if (!name || variable.declared) continue;
+    const bool exists = description.types.contains(name.value());
+    report(variable.node,
+           "its type " + inQuotes(name.value()) +
+               (exists ? " is not of the kind " + std::string(variable.type) + " as it is itself"
+                       : " is not defined in TypeDefinitions"));
+  }
+}
+
+void checkEnumerations(const Checked& description, const Report& report) {
+  for (const auto& [typeName, type] : description.types) {
+    std::set<std::string_view> names;
+    std::set<double> values;
+    for (const pugi::xml_node item : type.child("Enumeration").children("Item")) {
+      const pugi::xml_attribute name = item.attribute("name");
+      const auto value = parseNumber(item.attribute("value").value());
+      if (name && !names.insert(name.value()).second)
+        report(item, "there is another Item of this name, expected a name of its own");
+      if (value && !values.insert(*value).second)
+        report(item, "another Item has the value " + numberText(*value) +
+                         ", too, expected one of its own");
+    }
+  }
+}
+
+void checkRanges(const Checked& description, const Report& report) {
+  for (const auto& [name, type] : description.types) {
+    for (const pugi::xml_node value : type.children())
+      checkOrder(value, parseNumber(value.attribute("min").value()),
+                 parseNumber(value.attribute("max").value()), report);
+  }
+  for (const CheckedVariable& variable : description.variables)
+    checkOrder(variable.value, variable.number("min"), variable.number("max"), report);
+}

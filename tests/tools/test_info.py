@@ -233,5 +233,22 @@ class Checked(Case):
                 self.assertRegex(err, f"new.fmu: {len(out)} problems? found by 20 checks of 9 variables")
 
 
+class Manual(Case):
+    def test_each_command_has_a_page_with_its_options_and_examples(self):
+        self.finish(self.start(f"-DCMAKE_INSTALL_PREFIX={self.home}", "-P", os.environ["MAN_PAGES"],
+                               program=os.environ["CMAKE"]))
+        commands = re.findall(r"(?m)^  ([a-z]+) +[A-Z]", self.zelvox("--help")[0].split("Commands:")[1])
+        self.assertIn("simulate", commands)
+        for command in commands:
+            page = (self.home / f"share/man/man1/zelvox-{command}.1").read_text().replace("\\", "")
+            self.assertIn(f"\n.SH NAME\nzelvox-{command} - ", page)
+            self.assertIn(".BR zelvox (1)", page)
+            lines = self.zelvox(command, "--help")[0].splitlines()
+            for option in (line.split()[0] for line in lines if line.startswith("      --")):
+                self.assertIn(f"\nfB{option}fR", page)
+            for example in (line.strip() for line in lines if line.startswith("  zelvox ")):
+                self.assertRegex(page, rf"\.nf\n([^.].*\n)*{re.escape(example)}\n")
+
+
 if __name__ == "__main__":
     unittest.main()

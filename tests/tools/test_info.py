@@ -179,6 +179,7 @@ max="INF" | nominal="0" | variable 'push': nominal is 0, expected more than 0 | 
 "output" variability="discrete" | "output" | variable 'held': is continuous, which is the default | combination
 "push" | "pu&#10;sh" | has a line break | name
 "push" | "'" | a name that is not structured | name
+"push" | "''" | a name that is not structured | name
 "push" | "a[1" | a name that is not structured | name
 "push" | "der(a.1)" | a name that is not structured | name
 "5" causality="calculatedParameter" | "5" causality="input" | causality input with variability tunable is not allowed | combination | start | initial-unknowns
@@ -192,6 +193,7 @@ start="2" | start="3" | variable 'gear': start is 3, expected the value of an It
 "edge" valueReference="6" | "edge" valueReference="3" | has the value reference of 'push', expected both to be constant | alias
 "push" valueReference="3" | "push" valueReference="2" | and the unit '', expected 'm/s' | alias
 "kept" valueReference="7" variability="discrete" | "kept" valueReference="7" variability="constant" | expected both to be constant | alias
+"5" causality=".*"><Integer/> | "4" variability="constant"><Integer start="2"/> | value reference of 'gear', expected both | alias | initial-unknowns
 <Boolean/> | <Boolean start="0"/> | which has a start value: expected it at only one | alias | start
 derivative="2" | derivative="10" | derivative is '10', expected the index of a variable, 1 to 9 | derivative | dependencies
 max="INF" | reinit="true" | variable 'push': reinit is true | derivative
@@ -204,6 +206,7 @@ max="INF" | reinit="true" | variable 'push': reinit is true | derivative
 <Unknown index="6"/> | <Unknown index="6"/><Unknown index="7"/> | Unknown 7: 'edge' is listed | initial-unknowns
 <Unknown index="6"/><Unknown index="8"/> | <Unknown index="8"/><Unknown index="6"/> | Unknown 6: comes behind 8 | initial-unknowns
 "2 4" dependenciesKind="dependent fixed" | "4 2" | Outputs, Unknown 3: depends on 2 behind 4 | dependencies
+"2 4"/ | "2 2"/ | InitialUnknowns, Unknown 3: depends on 2 behind 2 | dependencies
 "2 4" dependenciesKind | "2 7" dependenciesKind | depends on 'edge', expected inputs, continuous states | dependencies
 dependencies="2 4"/ | dependencies="2 6"/ | InitialUnknowns, Unknown 3: depends on 'count', expected inputs, variables whose | dependencies
 "dependent fixed" | "dependent" | has 1 dependenciesKind, expected one for each of the 2 | dependencies

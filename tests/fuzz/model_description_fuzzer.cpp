@@ -1,12 +1,17 @@
 // Whatever the XML: what readModelDescription lets through is written again without a fault, and
-// says the same when it is read again.
+// says the same when it is read again; and checkDescription finds what is required missing.
 #include <algorithm>
 
+#include "checker/check.h"
 #include "fmu_file/description_reader.h"
 #include "fmu_file/description_writer.h"
 #include "fuzz.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  readOrRefuse(data, size, [](std::string_view text) {
+    const CheckResult result = checkDescription(text, {"binaries/linux64/a.so"});
+    require(result.variables > 0 || !result.findings.empty(), "a variable is required");
+  });
   readOrRefuse(data, size, [](std::string_view text) {
     const ModelDescription model = readModelDescription(text);
     require(model.coSimulation || model.modelExchange, "an FMU is of some kind");

@@ -121,7 +121,8 @@ void print(const FmuFacts& facts, bool all) {
   printVariables(model, all);
 }
 
-void check(const fs::path& fmu) {
+// `name` is what the user calls the FMU, or the model that it was made of.
+void check(const fs::path& fmu, const std::string& name) {
   const CheckResult result =
       checkDescription(readArchiveEntry(fmu, "modelDescription.xml"), archiveFiles(fmu));
   if (interrupted() != 0) throw Failure("nothing was shown");
@@ -131,8 +132,8 @@ void check(const fs::path& fmu) {
                             counted(static_cast<long long>(result.variables), "variable");
   const auto problems = std::ssize(result.findings);
   if (problems > 0)
-    throw Failure(fmu.string() + ": " + counted(problems, "problem") + " found by " + scope);
-  std::cout << printable(fmu.string()) << ": no problem found by " << scope << "\n";
+    throw Failure(name + ": " + counted(problems, "problem") + " found by " + scope);
+  std::cout << printable(name) << ": no problem found by " << scope << "\n";
 }
 
 void info(const InfoOptions& options) {
@@ -140,7 +141,7 @@ void info(const InfoOptions& options) {
   const fs::path fmu = fmuOf(
       options.input, [] { return startJvm(locateJvm().libjvm, jvmOptions({zelvoxJar()}, {})); });
   nowWaitingFor("the FMU to be read");
-  if (options.check) return check(fmu);
+  if (options.check) return check(fmu, options.input.model[0].string());
   const FmuFacts facts = factsOf(fmu);
   if (interrupted() != 0) throw Failure("nothing was shown");
   nowWaitingFor("somebody to read what is shown");

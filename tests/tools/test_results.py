@@ -1,6 +1,7 @@
 """What the command line writes: whole, exact, never over its inputs, and never silently something else.
 CMakeLists.txt runs each class as one test."""
 
+import math
 import os
 import resource
 import shutil
@@ -179,6 +180,21 @@ class Exact(Case):
                                               ("lost in the digits", epoch, epoch + 1, 1e-7)):
             self.refuses(reason, "simulate", odd(), f"--start-time={start}", f"--stop-time={stop!r}",
                          f"--output-interval={interval}", "--output-file=out.csv", code=2)
+
+    def test_rows_are_a_whole_number_of_steps_apart(self):
+        self.write("in.csv", "time,held\n0,0\n9,9\n")
+        for given, interval, step, stop, steps in (
+                ([0.3], 0.3, 0.1, 1, 10), ([1], 1, 1 / 3, 3, 9), ([5], 5, 0.5, 2, 4), ([], 4 * 0.06, 0.06, 1, 17), ([], 0.7, 0.7, 2, 3),
+                ([1.1], 1.1, 0.1, 2.2, 22)):
+            with self.subTest((given, step)):
+                out = self.zelvox("simulate", odd(), "--start-time=0", f"--stop-time={stop}", f"--step-size={step!r}", "--input-file=in.csv",
+                                  *(f"--output-interval={value}" for value in given), "--start-value=gain=1", "--output-file=out.csv")[0]
+                result = {name: [float(cell) for cell in column] for name, column in self.simulated(odd(), run=False).items()}
+                self.assertEqual(result["time"], [*(i * interval for i in range(math.ceil(stop / interval - 1e-9))), stop])
+                self.assertRegex(out, rf"{steps} steps(?s:.*) with {len(result['time'])} rows")
+                self.assertEqual(set(result["step"][1:-1]) - {step}, set())
+                for end, size, held in list(zip(result["time"], result["step"], result["gained"]))[1:]:
+                    self.assertAlmostEqual(held, end - size, delta=1e-9)  # what was set when the last step began
 
     def test_input_jumps_at_the_point_that_reaches_it(self):
         for start, interval, jump, first in ((-0.9, 0.3, 0, 3), (0, 0.3, 0.9, 3), (0, 0.1, 0.3, 3), (1.7e9, 0.01, 1.7e9 + 0.05, 5),

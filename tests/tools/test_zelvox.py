@@ -586,6 +586,7 @@ class Usage(Case):
                 ("soon", *simulate, "--stop-time=soon"), ("stop time behind the start", *simulate, "--stop-time=0"),
                 ("stop time behind", *simulate, "--stop-time=nan"), ("interval is 0", *simulate, "--output-interval=0"),
                 ("lost in the digits", *simulate, "--output-interval=1e-30"), (".svg", *simulate, "--plot-file=x.txt"),
+                ("0.01 is no whole .* 0.003; .* one: 0.009$", *simulate, "--output-interval=0.01", "--step-size=0.003"),
                 ("expected NAME=VALUE", *simulate, "--start-value=R"), ("zelvox exec --help", "exec"),
                 ('behind "--"', "exec", "true"), ("--fast", "exec", "--fast", "--", "true"),
                 ("line break", "exec", "--jvm-option", "-Da=\nb", "--", "true"), ("name a command",),

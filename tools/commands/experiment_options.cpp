@@ -18,7 +18,13 @@ void addExperimentOptions(CLI::App& command, ExperimentOptions& experiment) {
       ->group(run);
   command
       .add_option("--output-interval", experiment.time.outputInterval,
-                  "Step and distance of the rows [FMU's default, 1/500 of the run]")
+                  "Distance of the rows, and the step [FMU's default, 1/500 of the run]")
+      ->type_name("SECONDS")
+      ->group(run);
+  command
+      .add_option("--step-size", experiment.time.stepSize,
+                  "A shorter step, of which the output interval is a whole multiple "
+                  "[the output interval; its default is rounded to a multiple]")
       ->type_name("SECONDS")
       ->group(run);
   command

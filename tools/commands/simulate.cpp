@@ -35,7 +35,7 @@ void simulate(const Options& options) {
   simulation.run(fmu.path());
   if (!options.run.quiet) simulation.summarize();
   if (interrupted() != 0)
-    throw Failure("the run stopped at t=" + numberText(simulation.endTime()) +
+    throw Failure("the run stopped at t=" + numberText(simulation.reachedTime()) +
                   (simulation.wroteRows()
                        ? "; the rows so far are in " + options.run.outputFile.string()
                        : std::string()));

@@ -56,6 +56,7 @@ Experiment::Experiment(const ExperimentOptions& options, const ModelDescription&
   if (!options.inputFile.empty()) inputs.emplace(model, readCsv(options.inputFile));
   constexpr long long many = 1'000'000'000;
   if (grid.steps > many)
-    warn("the run takes " + std::to_string(grid.steps) + " steps of " + numberText(grid.interval) +
-         " s, is the output interval meant?");
+    warn("the run takes " + std::to_string(grid.steps) + " steps of " + numberText(grid.step) +
+         (options.time.stepSize ? " s, is the step size meant?"
+                                : " s, is the output interval meant?"));
 }

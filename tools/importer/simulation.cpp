@@ -37,7 +37,8 @@ void Simulation::run(const fs::path& directory) {
   openTable();
   Run run(experiment, instance);
   run.initialize();
-  record(instance, run.time());
+  endTime = run.time();
+  record(instance, endTime);
   try {
     stepToTheEnd(instance, run);
     run.terminate();
@@ -86,8 +87,9 @@ void Simulation::stepToTheEnd(FmuInstance& instance, Run& run) {
   const auto begin = std::chrono::steady_clock::now();
   while (run.goesOn() && !interrupted()) {
     stepping = true;
-    if (run.step()) record(instance, run.time());
+    if (run.step() && experiment.grid.isRow(run.steps())) record(instance, run.time());
     stepsDone = run.steps();
+    endTime = run.time();
     progress.show(stepsDone, experiment.grid.steps);
   }
   endedByFmu = run.wasEndedByFmu();
@@ -95,12 +97,13 @@ void Simulation::stepToTheEnd(FmuInstance& instance, Run& run) {
 }
 
 void Simulation::record(FmuInstance& instance, double time) {
-  lastTime = time;
+  rowTime = time;
   row.readFrom(instance);
   if (output) {
     const auto busy = rows->busy();
     output->write(time, row.values);
   }
+  ++rowsDone;
   if (picture) times.push_back(time);
   auto line = lines.begin();
   for (std::size_t i = 0; i < observed.size(); ++i) {
@@ -115,7 +118,7 @@ void Simulation::checkFinite(std::size_t i, double value) {
   if (std::isfinite(value) || warned[i]) return;
   warned[i] = true;
   const std::string finding = "'" + printable(observed[i]->name) + "' is " + numberText(value) +
-                              " at t=" + numberText(lastTime);
+                              " at t=" + numberText(rowTime);
   if (options.failOnNan) throw Failure(finding);
   warn(finding + " (said once per variable; --fail-on-nan makes it an error)");
 }
@@ -123,12 +126,13 @@ void Simulation::checkFinite(std::size_t i, double value) {
 void Simulation::summarize() const {
   std::printf("%s: %s from %.10g s to %.10g s in %.3g s",
               printable(experiment.model.modelName).c_str(), counted(stepsDone, "step").c_str(),
-              experiment.grid.start, lastTime, wallTime);
+              experiment.grid.start, endTime, wallTime);
   if (wallTime > 0.0) {
-    const double factor = (lastTime - experiment.grid.start) / wallTime;
+    const double factor = (endTime - experiment.grid.start) / wallTime;
     std::printf(factor < 100.0 ? ", %.3g times real time" : ", %.0f times real time", factor);
   }
-  std::printf("%s\n", endedByFmu ? "; the FMU ended the run" : "");
+  std::printf("%s%s\n", endedByFmu ? "; the FMU ended the run" : "",
+              rowTime < endTime ? ("; the last row is at t=" + numberText(rowTime)).c_str() : "");
 
   constexpr std::size_t mostShown = 20;
   const std::size_t shown = std::min(observed.size(), mostShown);
@@ -149,7 +153,7 @@ void Simulation::summarize() const {
   if (observed.size() > shown) std::printf("  and %zu more\n", observed.size() - shown);
   if (wroteRows())
     std::printf("Wrote %s with %s\n", printable(options.outputFile.string()).c_str(),
-                counted(stepsDone + 1, "row").c_str());
+                counted(rowsDone, "row").c_str());
 }
 
 void Simulation::draw() {

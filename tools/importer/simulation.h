@@ -32,7 +32,7 @@ class Simulation {
   void draw();
   void summarize() const;
   bool wroteRows() const { return stepping && !options.outputFile.empty(); }
-  double endTime() const { return lastTime; }
+  double reachedTime() const { return endTime; }
 
  private:
   void chooseLines();
@@ -53,7 +53,9 @@ class Simulation {
   // What has happened.
   bool stepping = false;
   long long stepsDone = 0;
-  double lastTime = 0.0;
+  long long rowsDone = 0;
+  double rowTime = 0.0;   // of the last row, whose values `row` has
+  double endTime = 0.0;   // of the last step
   double wallTime = 0.0;  // of the steps, in seconds
   bool endedByFmu = false;
   std::vector<bool> warned;   // by observed variable: it was no finite number

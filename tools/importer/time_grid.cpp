@@ -1,7 +1,9 @@
 #include "importer/time_grid.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstdio>
 #include <limits>
 
 #include "base/failure.h"
@@ -13,6 +15,41 @@ namespace {
 double digitOf(double start, double stop) {
   return std::ldexp(std::numeric_limits<double>::epsilon(),
                     std::ilogb(std::max(std::abs(start), std::abs(stop))));
+}
+
+// The points are counted in doubles, too.
+constexpr double mostSteps = 1.0 / std::numeric_limits<double>::epsilon();
+
+[[noreturn]] void refuse(const std::string& name, double length) {
+  throw Failure("the " + name + " is " + numberText(length) +
+                    ", expected a positive one that is not lost in the digits of the time",
+                ExitCode::usage);
+}
+
+bool isLength(double value) {
+  return std::isfinite(value) && value > 0.0;
+}
+
+// At least 1; more than any run has when the lengths are that far apart.
+long long nearestMultiple(double interval, double step) {
+  const double quotient = std::round(interval / step);
+  return quotient >= 1.0 ? static_cast<long long>(std::min(quotient, mostSteps)) : 1;
+}
+
+// But for the rounding of the two decimal numbers that the user wrote.
+bool isMultiple(double interval, double step, long long count) {
+  constexpr double digits = 4.0 * std::numeric_limits<double>::epsilon();
+  return std::abs(static_cast<double>(count) * step - interval) <= digits * interval;
+}
+
+// With as few digits as suffice.
+std::string multipleText(double step, long long count) {
+  std::array<char, 32> text{};
+  for (int digits = 1; digits <= 17; ++digits) {
+    std::snprintf(text.data(), text.size(), "%.*g", digits, static_cast<double>(count) * step);
+    if (isMultiple(parseNumber(text.data()).value_or(0.0), step, count)) break;
+  }
+  return text.data();
 }
 
 }  // namespace
@@ -28,29 +65,46 @@ TimeGrid::TimeGrid(const TimeOptions& options, const ModelDescription& model) {
     throw Failure("the run would go from " + numberText(start) + " to " + numberText(stop) +
                       ", which is longer than any number",
                   ExitCode::usage);
-  interval = options.outputInterval.value_or(model.stepSize.value_or((stop - start) / 500.0));
+  chooseSteps(options, model);
   const double digit = digitOf(start, stop);
-  // The points are counted in doubles, too.
-  constexpr double mostSteps = 1.0 / std::numeric_limits<double>::epsilon();
-  const double quotient = (stop - start) / interval;
-  if (!std::isfinite(interval) || interval <= 0.0 || interval < digit || quotient > mostSteps)
-    throw Failure("the output interval is " + numberText(interval) +
-                      ", expected a positive one that is not lost in the digits of the time",
-                  ExitCode::usage);
-  rounding = std::min(4.0 * digit, interval / 4.0);
-  tolerance = std::max(1e-6 * interval, rounding);
+  const double quotient = (stop - start) / interval * static_cast<double>(stepsPerRow);
+  if (step < digit || quotient > mostSteps)
+    refuse(options.stepSize ? "step size" : "output interval", step);
+  rounding = std::min(4.0 * digit, step / 4.0);
+  tolerance = std::max(1e-6 * step, rounding);
   // A quotient that is a whole number but for the tolerance is meant to be one.
   const double whole = std::round(quotient);
-  steps = static_cast<long long>(std::abs(quotient - whole) * interval <= tolerance && whole > 0.0
-                                     ? whole
-                                     : std::ceil(quotient));
+  steps = static_cast<long long>(
+      std::abs(quotient - whole) * step <= tolerance && whole > 0.0 ? whole : std::ceil(quotient));
+}
+
+void TimeGrid::chooseSteps(const TimeOptions& options, const ModelDescription& model) {
+  interval = options.outputInterval.value_or(model.stepSize.value_or((stop - start) / 500.0));
+  step = options.stepSize.value_or(interval);
+  if (!isLength(step)) refuse(options.stepSize ? "step size" : "output interval", step);
+  if (!isLength(interval)) {
+    if (options.outputInterval) refuse("output interval", interval);
+    interval = step;
+  }
+  stepsPerRow = nearestMultiple(interval, step);
+  if (isMultiple(interval, step, stepsPerRow)) return;
+  if (!options.outputInterval) {
+    interval = static_cast<double>(stepsPerRow) * step;
+    return;
+  }
+  throw Failure("the output interval " + numberText(interval) +
+                    " is no whole multiple of the step size " + numberText(step) +
+                    "; the nearest that is one: " + multipleText(step, stepsPerRow),
+                ExitCode::usage);
 }
 
 double TimeGrid::point(long long i) const {
-  return i == steps ? stop : start + static_cast<double>(i) * interval;
+  return i == steps ? stop
+                    : start + static_cast<double>(i / stepsPerRow) * interval +
+                          static_cast<double>(i % stepsPerRow) * step;
 }
 
 double TimeGrid::stepSize(long long i) const {
   const double rest = stop - point(steps - 1);
-  return i == steps - 1 && std::abs(rest - interval) > rounding ? rest : interval;
+  return i == steps - 1 && std::abs(rest - step) > rounding ? rest : step;
 }

@@ -224,6 +224,23 @@ class AnyFmu(Case):
         self.assertGreaterEqual(wall, 1)
         self.assertAlmostEqual(wall * factor, 3, delta=0.1)
 
+    def test_table_on_stdout_is_alone_there(self):
+        step = "3 3 fmi2DoStep(currentCommunicationPoint=0.5,|torn"
+        for plan, code, said in (("", 0, "(?s)stub: .*Wrote 5 rows to the standard output"), (step, 1, "torn.* the standard output has .* t=0.5")):
+            self.run_stub("--output-file=./-", plan=plan, code=code)
+            out, err, _ = self.run_stub("--output-file", "-", plan=plan, code=code)
+            self.assertEqual(out, (self.home / "-").read_text())
+            self.assertRegex(err, said)
+        # A model that prints, and a reader that goes.
+        self.write("Loud.java", "public class Loud extends com.zelvox.qorbetta.FieldModel {\n"
+                   "@com.zelvox.qorbetta.Output double on;\n"
+                   'protected void step(double t, double h) { System.out.println("loud"); on = 1; }}')
+        out, err = self.zelvox("simulate", "Loud.java", "--output-file=-", "--output-interval=0.5")
+        self.assertEqual((out, err.count("loud\n")), ('"time","on"\n0,0\n0.5,1\n1,1\n', 2))
+        script = f'"{ZELVOX}" simulate stub.fmu --output-file=- --output-interval=1e-6 | head -n 1; exit ${{PIPESTATUS[0]}}'
+        err = self.finish(self.start("-c", script, program="bash", env={"STUB_TRACE": "/dev/null"}), 141)[1]
+        self.assertRegex(err, r"\Azelvox: the standard output was closed by its reader; the run stopped at t=\S+\n\Z")
+
     def test_fmu_that_hangs_is_left_after_one_signal(self):
         os.mkfifo(self.home / "gate")
         env = {"STUB_GATE": "gate", "STUB_TRACE": str(self.home / "trace")}

@@ -12,7 +12,8 @@ enum class ExitCode : int {
   usage = 2,            // the command line is wrong
   noJvm = 3,            // no JVM was found, or it could not be started
   notExecutable = 126,  // exec: the program cannot be run
-  notFound = 127        // exec: there is no such program
+  notFound = 127,       // exec: there is no such program
+  brokenPipe = 141      // what read our result does so no more; as if ended by SIGPIPE
 };                      // and 128 + n when signal n ended the command (interrupts.h)
 
 struct Failure : std::runtime_error {

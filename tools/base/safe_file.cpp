@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <fstream>
 #include <optional>
@@ -50,6 +51,15 @@ fs::path partNameOf(const fs::path& file) {
   return file.parent_path() / name;
 }
 
+// A handler, since what is ignored would stay ignored in child processes.
+void hearOfBrokenPipes() {
+  struct sigaction action {};
+  if (sigaction(SIGPIPE, nullptr, &action) != 0 || action.sa_handler != SIG_DFL) return;
+  action.sa_handler = [](int) {};
+  action.sa_flags = SA_RESTART | SA_ONSTACK;
+  sigaction(SIGPIPE, &action, nullptr);
+}
+
 }  // namespace
 
 Destination::Destination(const fs::path& target) : path(target) {
@@ -76,6 +86,7 @@ SafeFile::SafeFile(const fs::path& file) : target(file), destination(file) {
                      ? fcntl(destination.descriptor, F_DUPFD_CLOEXEC, 0)
                      : open(destination.path.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC | O_NOCTTY);
     if (descriptor < 0) fail(std::strerror(errno));
+    hearOfBrokenPipes();
     return;
   }
   // A directory would let us replace a file that is protected against writing.
@@ -91,6 +102,12 @@ SafeFile::SafeFile(const fs::path& file) : target(file), destination(file) {
     part.clear();
     fail(std::strerror(errno));
   }
+}
+
+SafeFile::SafeFile(const std::string& name, int open)
+    : target(name), destination(open), descriptor(open) {
+  if (descriptor < 0) fail(std::strerror(errno));
+  hearOfBrokenPipes();
 }
 
 SafeFile::~SafeFile() {
@@ -116,6 +133,8 @@ void SafeFile::write(std::string_view bytes) {
     if (length < 0 && errno == EINTR) continue;
     if (length < 0) {
       const std::string reason = std::strerror(errno);
+      if (errno == EPIPE)
+        throw Failure(target.string() + " was closed by its reader", ExitCode::brokenPipe);
       if (!destination.direct && ftruncate(descriptor, before) == 0) size = before;
       fail(reason);
     }
@@ -156,6 +175,10 @@ void SafeFile::commit() {
   if (rename(complete.c_str(), destination.path.c_str()) != 0)
     throw Failure(target.string() + " cannot be replaced: " + std::strerror(errno) +
                   "; what was to be in it is in " + complete.string());
+}
+
+bool SafeFile::isTerminal() const {
+  return isatty(descriptor) != 0;
 }
 
 void SafeFile::fail(const std::string& reason) const {

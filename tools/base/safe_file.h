@@ -2,7 +2,8 @@
 // and renamed over it at the end, so that nobody ever sees half of it and two programs at once
 // leave the file of one of them. A symbolic link stays one and its target is replaced; owner and
 // permissions of a file that exists stay too. What is no plain file (a FIFO, a device, /dev/stdout)
-// cannot be replaced and is written directly.
+// cannot be replaced and is written directly; when nobody reads there any more, that is a failure
+// and no silent end by SIGPIPE.
 #pragma once
 
 #include <sys/stat.h>
@@ -19,6 +20,8 @@
 struct Destination {
   // Throws Failure for a chain of links without an end.
   explicit Destination(const std::filesystem::path& target);
+  // What the process has open.
+  explicit Destination(int open) : direct(true), descriptor(open) {}
 
   std::filesystem::path path;
   bool exists = false;
@@ -31,6 +34,8 @@ class SafeFile {
  public:
   // Throws Failure when the target cannot be written, as do the others. The target stays as it is.
   explicit SafeFile(const std::filesystem::path& target);
+  // Of what the process has open, which it owns from then on; `name` is for messages.
+  SafeFile(const std::string& name, int open);
   // Without commit() nothing of the file remains.
   ~SafeFile();
   SafeFile(const SafeFile&) = delete;
@@ -43,6 +48,8 @@ class SafeFile {
   // What was written becomes the target. When that fails, it stays in the part, which the Failure
   // names.
   void commit();
+
+  bool isTerminal() const;
 
  private:
   [[noreturn]] void fail(const std::string& reason) const;

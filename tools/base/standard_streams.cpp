@@ -11,6 +11,12 @@
 
 #include "base/failure.h"
 
+namespace {
+
+int kept = -1;  // the stdout that is for the result
+
+}  // namespace
+
 void occupyClosedStreams() {
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (fcntl(stream, F_GETFD) >= 0) continue;
@@ -19,10 +25,21 @@ void occupyClosedStreams() {
   }
 }
 
+void keepStandardOutputForResult() {
+  kept = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  if (kept < 0 || dup2(STDERR_FILENO, STDOUT_FILENO) < 0)
+    throw Failure(std::string("the standard output cannot be used: ") + std::strerror(errno));
+}
+
+int standardOutputForResult() {
+  return fcntl(kept, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+}
+
 void flushStandardOutput() {
   errno = 0;
   std::cout.flush();
-  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0 && std::cout.good()) return;
+  const bool flushed = std::fflush(stdout) == 0 && std::ferror(stdout) == 0 && std::cout.good();
+  if (flushed || kept >= 0) return;
   const std::string reason = errno != 0 ? std::string(": ") + std::strerror(errno) : "";
   throw Failure("the standard output cannot be written" + reason);
 }

@@ -5,5 +5,13 @@
 // must not become its stdout.
 void occupyClosedStreams();
 
-// Sees to it that all that was printed has been written. Throws Failure when it was not.
+// For a command whose result goes to stdout: all that this process prints from now on, foreign code
+// too, goes to stderr.
+void keepStandardOutputForResult();
+// A new descriptor of what stdout was when keepStandardOutputForResult() was called; -1 when there
+// is none (errno).
+int standardOutputForResult();
+
+// Sees to it that all that was printed has been written. Throws Failure when it was not; but
+// what goes to stderr need not reach anybody.
 void flushStandardOutput();

@@ -7,10 +7,13 @@
 #include "base/failure.h"
 #include "base/interrupts.h"
 #include "base/overwriting.h"
+#include "base/standard_streams.h"
 #include "base/text.h"
 #include "commands/command.h"
 #include "commands/ready_fmu.h"
 #include "importer/simulation.h"
+
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -24,10 +27,13 @@ void simulate(const Options& options) {
     throw Failure(
         "--plot-file " + options.run.plotFile.string() + ": expected a name with .svg or .png",
         ExitCode::usage);
+  const bool toStandardOutput = isStandardOutput(options.run.outputFile);
   std::vector<NamedFile> read = filesOf(options.fmu);
   read.push_back({"--input-file", options.run.experiment.inputFile});
-  refuseOverwriting(
-      read, {{"--output-file", options.run.outputFile}, {"--plot-file", options.run.plotFile}});
+  refuseOverwriting(read,
+                    {{"--output-file", toStandardOutput ? fs::path() : options.run.outputFile},
+                     {"--plot-file", options.run.plotFile}});
+  if (toStandardOutput) keepStandardOutputForResult();
   catchInterrupts();
   ReadyFmu fmu(options.fmu);
   Simulation simulation(options.run, fmu.description());
@@ -37,7 +43,7 @@ void simulate(const Options& options) {
   if (interrupted() != 0)
     throw Failure("the run stopped at t=" + numberText(simulation.reachedTime()) +
                   (simulation.wroteRows()
-                       ? "; the rows so far are in " + options.run.outputFile.string()
+                       ? "; the rows so far are in " + nameOfTable(options.run.outputFile)
                        : std::string()));
   if (options.run.plotFile.empty()) return;
   nowWaitingFor("the picture to be drawn");
@@ -60,6 +66,9 @@ An input file is a comma-separated table, for instance a voltage that jumps at 0
   0.1,12
 Real inputs are interpolated linearly between rows and hold before the first and behind the last.
 
+With --output-file - nothing but the table is on stdout: all that is said, also by the model, goes
+to stderr.
+
 A table or picture that exists is replaced when the run is over. Until then the rows are in
 NAME.part-XXXXXX beside it, at most a second late, and stay there when zelvox is killed. Ctrl-C (exit
 code 130), SIGTERM, SIGHUP, SIGQUIT and SIGXFSZ (128 + their number) and a step that fails end the run
@@ -77,7 +86,9 @@ void addSimulateCommand(CLI::App& app) {
   addExperimentOptions(*command, options->run.experiment);
 
   const std::string results = "Results";
-  command->add_option("--output-file", options->run.outputFile, "Write the result as a table")
+  command
+      ->add_option("--output-file", options->run.outputFile,
+                   "Write the result as a table; - for stdout")
       ->type_name("CSV")
       ->group(results);
   command

@@ -46,7 +46,9 @@ void Simulation::run(const fs::path& directory) {
     if (output) output->flush();
   } catch (const Failure& failure) {
     rows.reset();
-    const std::string kept = keepRows();
+    const std::string kept = failure.exitCode == ExitCode::brokenPipe
+                                 ? "the run stopped at t=" + numberText(endTime)
+                                 : keepRows();
     throw Failure(failure.what() + (kept.empty() ? kept : "; " + kept), failure.exitCode);
   }
   if (output && stepping) output->close();
@@ -73,7 +75,7 @@ std::string Simulation::keepRows() {
     try {
       if (const std::optional<double> last = output->lastTime()) {
         output->close();
-        said = options.outputFile.string() + " has the rows up to t=" + numberText(*last);
+        said = nameOfTable(options.outputFile) + " has the rows up to t=" + numberText(*last);
       }
     } catch (const Failure& failure) {
       said = failure.what();
@@ -83,7 +85,8 @@ std::string Simulation::keepRows() {
 }
 
 void Simulation::stepToTheEnd(FmuInstance& instance, Run& run) {
-  ProgressBar progress(!options.quiet && !options.logging.messages && !options.logging.calls);
+  ProgressBar progress(!options.quiet && !options.logging.messages && !options.logging.calls &&
+                       !(output && output->isSeen()));
   const auto begin = std::chrono::steady_clock::now();
   while (run.goesOn() && !interrupted()) {
     stepping = true;
@@ -151,9 +154,12 @@ void Simulation::summarize() const {
     }
   }
   if (observed.size() > shown) std::printf("  and %zu more\n", observed.size() - shown);
-  if (wroteRows())
-    std::printf("Wrote %s with %s\n", printable(options.outputFile.string()).c_str(),
-                counted(rowsDone, "row").c_str());
+  if (!wroteRows()) return;
+  const std::string rows = counted(rowsDone, "row");
+  if (isStandardOutput(options.outputFile))
+    std::printf("Wrote %s to the standard output\n", rows.c_str());
+  else
+    std::printf("Wrote %s with %s\n", printable(options.outputFile.string()).c_str(), rows.c_str());
 }
 
 void Simulation::draw() {

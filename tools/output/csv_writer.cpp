@@ -3,6 +3,7 @@
 #include <chrono>
 #include <utility>
 
+#include "base/standard_streams.h"
 #include "base/text.h"
 
 namespace {
@@ -21,10 +22,19 @@ long long secondsNow() {
   return duration_cast<seconds>(steady_clock::now().time_since_epoch()).count();
 }
 
+SafeFile fileOf(const std::filesystem::path& table) {
+  if (isStandardOutput(table)) return {nameOfTable(table), standardOutputForResult()};
+  return SafeFile(table);
+}
+
 }  // namespace
 
+std::string nameOfTable(const std::filesystem::path& table) {
+  return isStandardOutput(table) ? "the standard output" : table.string();
+}
+
 CsvWriter::CsvWriter(const std::filesystem::path& target, const std::vector<std::string>& names)
-    : file(target), lines("\"time\""), flushed(secondsNow()) {
+    : file(fileOf(target)), lines("\"time\""), flushed(secondsNow()) {
   for (const std::string& name : names) {
     lines += ',';
     appendQuoted(lines, name);

@@ -168,6 +168,10 @@ class AnyFmu(Case):
             self.assertEqual(err, f"0.3 {statuses[status]} " + (f"plan {shown}.\n" if message else " \n"))
             self.assertIn("loggingOn=fmi2True", calls[1])
             self.assertEqual(self.run_stub("--output-interval=0.1", plan=plan)[1], "")
+            self.assertEqual(self.run_stub("--output-interval=0.1", "--log-file=log", plan=plan)[1], "")
+            self.assertEqual((self.home / "log").read_text(), err)
+        self.assertIn("full lacks lines that could not be written: No space",
+                      self.run_stub("--output-interval=0.1", "--log-file=/dev/full", plan=plan, code=1)[1])
 
     def test_run_that_fails_in_the_command_is_terminated(self):
         err, calls = self.run_stub("--output-file=/dev/full", "--output-interval=1e-4", code=1)[1:]
@@ -213,10 +217,11 @@ class AnyFmu(Case):
         os.mkfifo(self.home / "gate")
         env = {"STUB_GATE": "gate", "STUB_TRACE": str(self.home / "trace")}
         process = self.start("simulate", self.stub(), "--stop-time=4", "--output-interval=1", "--output-file=out.csv",
-                             env=env)
+                             "--log-file=log", "--log-fmi-calls", env=env)
         with open(self.home / "gate", "wb"):  # waits for the third step
             part, = self.home.glob("out.csv.part-*")
             self.assertEqual(re.findall("(?m)^[^,]+", part.read_text()), ['"time"', "0", "1", "2"])
+            self.assertRegex((self.home / "log").read_text().splitlines()[-1], r"\Afmi2GetString\(.* -> fmi2OK\Z")
             process.send_signal(signal.SIGINT)
         out, err = self.finish(process, 130)
         self.assertRegex(err, "the run stopped at t=3; the rows so far are in out.csv")

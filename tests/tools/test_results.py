@@ -43,6 +43,7 @@ class Overwriting(Case):
                 ("the FMU", *simulate, "--output-file=a.fmu"), ("the FMU", *simulate, "--output-file", self.home / "a.fmu"),
                 *(("--input-file", *simulate, "--input-file", read, "--output-file", written)
                   for read in ("a.csv", "soft.csv", "hard.csv") for written in ("a.csv", "soft.csv", "tmp/../hard.csv")),
+                ("the FMU", *simulate, "--log-file=a.fmu"), ("--plot-file", *simulate, "--plot-file=new.svg", "--log-file=new.svg"),
                 ("--class-path", *simulate, "--class-path=a.jar", "--output-file=a.jar"),
                 *(("--output-file", *simulate, f"--output-file={table}", "--plot-file=new.svg")
                   for table in ("new.svg", "tmp/../new.svg", "dangling.svg")),

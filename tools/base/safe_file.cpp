@@ -51,6 +51,8 @@ fs::path partNameOf(const fs::path& file) {
   return file.parent_path() / name;
 }
 
+}  // namespace
+
 // A handler, since what is ignored would stay ignored in child processes.
 void hearOfBrokenPipes() {
   struct sigaction action {};
@@ -59,8 +61,6 @@ void hearOfBrokenPipes() {
   action.sa_flags = SA_RESTART | SA_ONSTACK;
   sigaction(SIGPIPE, &action, nullptr);
 }
-
-}  // namespace
 
 Destination::Destination(const fs::path& target) : path(target) {
   std::error_code ignored;

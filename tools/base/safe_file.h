@@ -30,6 +30,9 @@ struct Destination {
   struct stat status {};  // when it exists
 };
 
+// From now on writing to what nobody reads any more is an error, and no silent end by SIGPIPE.
+void hearOfBrokenPipes();
+
 class SafeFile {
  public:
   // Throws Failure when the target cannot be written, as do the others. The target stays as it is.

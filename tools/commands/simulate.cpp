@@ -32,7 +32,8 @@ void simulate(const Options& options) {
   read.push_back({"--input-file", options.run.experiment.inputFile});
   refuseOverwriting(read,
                     {{"--output-file", toStandardOutput ? fs::path() : options.run.outputFile},
-                     {"--plot-file", options.run.plotFile}});
+                     {"--plot-file", options.run.plotFile},
+                     {"--log-file", options.run.logFile}});
   if (toStandardOutput) keepStandardOutputForResult();
   catchInterrupts();
   ReadyFmu fmu(options.fmu);
@@ -105,10 +106,21 @@ void addSimulateCommand(CLI::App& app) {
 
   const std::string insight = "Insight";
   command
-      ->add_flag("--logging-on", options->run.logging.messages, "Show the FMU's messages on stderr")
+      ->add_flag("--logging-on", options->run.logging.messages,
+                 "Show the FMU's messages, on stderr")
       ->group(insight);
-  command->add_flag("--log-fmi-calls", options->run.logging.calls, "Show every FMI call on stderr")
+  command->add_flag("--log-fmi-calls", options->run.logging.calls, "Show every FMI call, on stderr")
       ->group(insight);
 
-  command->callback([options] { simulate(*options); });
+  command
+      ->add_option("--log-file", options->run.logFile,
+                   "Write them to a file instead, line by line; alone it takes the messages")
+      ->type_name("FILE")
+      ->group(insight);
+
+  command->callback([options] {
+    FmuLogging& logging = options->run.logging;
+    if (!options->run.logFile.empty() && !logging.calls) logging.messages = true;
+    simulate(*options);
+  });
 }

@@ -223,14 +223,18 @@ void FmuInstance::receive(fmi2ComponentEnvironment self, fmi2String, fmi2Status 
 
 void FmuInstance::showMessage(fmi2Status status, const char* category,
                               const std::string& text) const {
-  std::fprintf(stderr, "%s %s %s %s\n", timeText(time).c_str(), nameOf(status),
-               printable(category).c_str(), printable(text).c_str());
+  show(timeText(time) + " " + nameOf(status) + " " + printable(category) + " " + printable(text));
+}
+
+void FmuInstance::show(const std::string& line) const {
+  if (logging.file != nullptr)
+    logging.file->write(line + "\n");
+  else
+    std::fprintf(stderr, "%s\n", line.c_str());
 }
 
 void FmuInstance::showCall(const std::string& call, const char* result) const {
-  if (logging.calls)
-    std::fprintf(stderr, *result != '\0' ? "%s -> %s\n" : "%s\n", printable(call).c_str(),
-                 printable(result).c_str());
+  if (logging.calls) show(printable(call) + (*result != '\0' ? " -> " : "") + printable(result));
 }
 
 void FmuInstance::begin(const char* function) {

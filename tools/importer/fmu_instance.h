@@ -9,11 +9,13 @@
 #include <string>
 
 #include "importer/binary.h"
+#include "output/log_file.h"
 
-// What is shown on stderr while the FMU runs.
+// What is shown while the FMU runs, and where.
 struct FmuLogging {
-  bool messages = false;  // the FMU's own, which it is asked to send
-  bool calls = false;     // every function that is called, with its status
+  bool messages = false;    // the FMU's own, which it is asked to send
+  bool calls = false;       // every function that is called, with its status
+  LogFile* file = nullptr;  // stderr when there is none; must outlive the instance
 };
 
 class FmuInstance {
@@ -51,6 +53,7 @@ class FmuInstance {
   static void receive(fmi2ComponentEnvironment self, fmi2String instanceName, fmi2Status status,
                       fmi2String category, fmi2String format, ...);
   void showMessage(fmi2Status status, const char* category, const std::string& text) const;
+  void show(const std::string& line) const;
   void showCall(const std::string& call, const char* result) const;
   // Before each call: for what is waited now, and nothing has gone wrong yet.
   void begin(const char* function);

@@ -33,7 +33,17 @@ void Simulation::chooseLines() {
 }
 
 void Simulation::run(const fs::path& directory) {
-  FmuInstance instance(directory, experiment.model, options.logging);
+  std::optional<LogFile> log;
+  FmuLogging logging = options.logging;
+  if (!options.logFile.empty()) logging.file = &log.emplace(options.logFile);
+  {
+    FmuInstance instance(directory, experiment.model, logging);
+    stepThrough(instance);
+  }
+  if (log) log->requireWhole();
+}
+
+void Simulation::stepThrough(FmuInstance& instance) {
   openTable();
   Run run(experiment, instance);
   run.initialize();
@@ -85,7 +95,8 @@ std::string Simulation::keepRows() {
 }
 
 void Simulation::stepToTheEnd(FmuInstance& instance, Run& run) {
-  ProgressBar progress(!options.quiet && !options.logging.messages && !options.logging.calls &&
+  const bool logged = options.logging.messages || options.logging.calls;
+  ProgressBar progress(!options.quiet && (!logged || !options.logFile.empty()) &&
                        !(output && output->isSeen()));
   const auto begin = std::chrono::steady_clock::now();
   while (run.goesOn() && !interrupted()) {

@@ -15,6 +15,7 @@
 struct SimulationOptions {
   ExperimentOptions experiment;
   std::filesystem::path outputFile, plotFile;  // empty when not wanted
+  std::filesystem::path logFile;               // of the logging, stderr when empty
   FmuLogging logging;
   bool failOnNan = false;
   bool quiet = false;
@@ -36,6 +37,7 @@ class Simulation {
 
  private:
   void chooseLines();
+  void stepThrough(FmuInstance& instance);
   void openTable();
   void stepToTheEnd(FmuInstance& instance, Run& run);
   void record(FmuInstance& instance, double time);

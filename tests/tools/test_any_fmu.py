@@ -264,7 +264,8 @@ echo "</svg>" > "$(sed -n "s/^set output '\\(.*\\)'/\\1/p" script)"
 """)
         (self.home / "gnuplot").chmod(0o755)
         draw = {"env": {"PATH": f"{self.home}:{os.environ['PATH']}"}}
-        self.write("in.csv", "time,set\n0,0\n2000,0\n2001,9\n2002,0\n3776,0\n3777,-9\n3778,0\n4998,0\n4999,2\n5000,1\n")
+        self.write("in.csv", "time,set,count\n0,0,7\n2000,0,7\n2001,9,7\n2002,0,7\n2500,0,8\n"
+                   "3776,0,8\n3777,-9,8\n3778,0,8\n4998,0,8\n4999,2,8\n5000,1,8\n")
         names = ("moved", "held", "shown", "set", "ratio")
         xml = XML.replace('modelName="stub"', 'modelName="Ann\'s"')
         out = self.run_stub("--stop-time=5000", "--output-interval=1", "--input-file=in.csv", "--output-file=out.csv",
@@ -273,6 +274,8 @@ echo "</svg>" > "$(sed -n "s/^set output '\\(.*\\)'/\\1/p" script)"
         script = (self.home / "script").read_text()
         rows = self.simulated("", run=False)
         for line, name in enumerate(name for name in names if name != "shown"):
+            if name == "set":
+                continue
             points = re.search(rf"\$line{line} << END\n(.*?)END\n", script, re.S)[1].split("\n")[:-1]
             self.assertLess(len(points), 4100)
             known = list(zip(rows["time"], rows[name]))
@@ -282,11 +285,15 @@ echo "</svg>" > "$(sed -n "s/^set output '\\(.*\\)'/\\1/p" script)"
             self.assertEqual({value for _, value in taken}, {value for _, value in known})
             self.assertEqual(taken[-1], known[-1])
         self.assertIn(" title 'Ann''s'\n", script)
-        # One panel per unit, steps for what jumps, and gaps where there is no number.
-        self.assertEqual(re.findall("set ylabel '(.*?)'", script), ["[mm]", "held", "ratio [mm/kg]"])
-        self.assertEqual(re.findall(r"\$line(\d using 1:2 with \w+) .*? title ('\w+')", script), [
-            ("0 using 1:2 with lines", "'moved'"), ("2 using 1:2 with lines", "'set'"),
-            ("1 using 1:2 with steps", "'held'"), ("3 using 1:2 with lines", "'ratio'")])
+        # One panel per unit, steps for what jumps, dashes for the inputs that no table shows, and gaps where there is no number.
+        self.assertEqual(re.findall("set ylabel '(.*?)'", script), ["[mm]", "no unit", "ratio [mm/kg]"])
+        self.assertEqual(re.findall(r"\$line(\d using 1:2 with \w+) .*?( dash.*?)? (?:no)?title ?('\w+')?", script), [
+            ("0 using 1:2 with lines", "", "'moved'"), ("2 using 1:2 with lines", " dashtype '-'", "'set'"), ("1 using 1:2 with steps", "", "'held'"),
+            ("4 using 1:2 with lines", " dashtype '-'", "'count'"), ("3 using 1:2 with lines", "", "")])
+        self.assertIn("\n2499 7\n2500 7\n2500 8\n", script)
+        many = XML.replace("</ModelV", "".join(VARIABLE % (f"i{i}", 0, INPUT, "<Integer/>") for i in range(60)) + "</ModelV")
+        self.write("in.csv", "time," + ",".join(f"i{i}" for i in range(60)) + "\n0" + ",0" * 60)
+        self.assertIn("Drew out.svg without the 60 inputs\n", self.run_stub("--input-file=in.csv", "--plot-file=out.svg", xml=many, **draw)[0])
         self.write("broken", "no\nfont")
         err = self.run_stub("--plot-file=out.svg", "--start-value=mass=0", "--start-value=set=0", code=1, **draw)[1]
         self.assertRegex(err, r"\A.* 'ratio' is -?nan at t=0 .*\nzelvox: cannot draw out\.svg: gnuplot gave up: no font\n")

@@ -50,7 +50,10 @@ void simulate(const Options& options) {
   nowWaitingFor("the picture to be drawn");
   simulation.draw();
   if (!options.run.quiet)
-    std::printf("Drew %s\n", printable(options.run.plotFile.string()).c_str());
+    std::printf("Drew %s%s\n", printable(options.run.plotFile.string()).c_str(),
+                simulation.inputsNotDrawn() == 0
+                    ? ""
+                    : (" without the " + counted(simulation.inputsNotDrawn(), "input")).c_str());
 }
 
 constexpr const char* examples = R"(
@@ -65,7 +68,8 @@ An input file is a comma-separated table, for instance a voltage that jumps at 0
   0,0
   0.1,0
   0.1,12
-Real inputs are interpolated linearly between rows and hold before the first and behind the last.
+Real inputs are interpolated linearly between rows and hold before the first and behind the last. A
+picture shows them dashed.
 
 With --output-file - nothing but the table is on stdout: all that is said, also by the model, goes
 to stderr.

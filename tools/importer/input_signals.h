@@ -20,6 +20,10 @@ class InputSignals {
   // point that was computed may fall short of the time in a row by some last digits.
   void writeTo(FmuInstance& instance, double time, double tolerance);
 
+  // What is driven, by column, and the numbers that writeTo() gave it last.
+  const std::vector<const ScalarVariable*>& variables() const { return driven; }
+  const std::vector<Cell>& written() const { return values.values; }
+
  private:
   CsvTable table;
   std::vector<const ScalarVariable*> driven;  // by column

@@ -30,6 +30,27 @@ void Simulation::chooseLines() {
     throw Failure("cannot draw " + std::to_string(lines.size()) + " variables in " +
                   options.plotFile.string() + ", expected 1 to " + std::to_string(mostPlotLines) +
                   " with numbers; choose them with --output-variable");
+  if (experiment.inputs) chooseInputLines(experiment.inputs->variables());
+}
+
+void Simulation::chooseInputLines(const std::vector<const ScalarVariable*>& driven) {
+  for (std::size_t i = 0; i < driven.size(); ++i) {
+    const auto line = std::ranges::find(lines, driven[i], &PlotLine::variable);
+    if (line == lines.end())
+      drawnInputs.push_back(i);
+    else
+      line->driven = true;
+  }
+  if (lines.size() + drawnInputs.size() > mostPlotLines) {
+    notDrawn = drawnInputs.size();
+    drawnInputs.clear();
+  }
+  for (const std::size_t i : drawnInputs) lines.push_back({driven[i], {}, true});
+  // An FMU gets an input at every point and has it until the next. Between rows that are several
+  // steps apart, a continuous one is more like the line from row to row.
+  for (PlotLine& line : lines)
+    line.held = line.driven &&
+                (experiment.grid.everyPointIsRow() || line.variable->variability != "continuous");
 }
 
 void Simulation::run(const fs::path& directory) {
@@ -126,6 +147,8 @@ void Simulation::record(FmuInstance& instance, double time) {
     checkFinite(i, *number);
     if (picture) (line++)->values.push_back(*number);
   }
+  for (const std::size_t i : drawnInputs)
+    (line++)->values.push_back(std::get<double>(experiment.inputs->written()[i]));
 }
 
 void Simulation::checkFinite(std::size_t i, double value) {

@@ -33,10 +33,13 @@ class Simulation {
   void draw();
   void summarize() const;
   bool wroteRows() const { return stepping && !options.outputFile.empty(); }
+  // Of the variables that the input file drives: too many for a picture that is to be read.
+  std::size_t inputsNotDrawn() const { return notDrawn; }
   double reachedTime() const { return endTime; }
 
  private:
   void chooseLines();
+  void chooseInputLines(const std::vector<const ScalarVariable*>& driven);
   void stepThrough(FmuInstance& instance);
   void openTable();
   void stepToTheEnd(FmuInstance& instance, Run& run);
@@ -60,7 +63,9 @@ class Simulation {
   double endTime = 0.0;   // of the last step
   double wallTime = 0.0;  // of the steps, in seconds
   bool endedByFmu = false;
-  std::vector<bool> warned;   // by observed variable: it was no finite number
-  std::vector<double> times;  // both for the picture only
-  std::vector<PlotLine> lines;
+  std::vector<bool> warned;              // by observed variable: it was no finite number
+  std::vector<double> times;             // both for the picture only
+  std::vector<PlotLine> lines;           // the observed numbers, and behind them the driven inputs
+  std::vector<std::size_t> drawnInputs;  // by column of the input file
+  std::size_t notDrawn = 0;
 };

@@ -23,6 +23,7 @@ class TimeGrid {
 
   double point(long long i) const;
   bool isRow(long long i) const { return i % stepsPerRow == 0 || i == steps; }
+  bool everyPointIsRow() const { return stepsPerRow == 1; }
   // Of the step from point i on. All steps have the same length but for the last, if it does not
   // divide the run: some FMUs refuse a length that differs in its last digits.
   double stepSize(long long i) const;

@@ -23,6 +23,8 @@ constexpr std::array colors = {"#0072B2", "#D55E00", "#009E73", "#CC79A7",
 struct Panel {
   std::string unit;
   std::vector<const PlotLine*> lines;
+  std::string label;
+  bool legend = true;  // needless when the label names the only line
 };
 
 // In which times are shown, where seconds would be numbers that nobody reads.
@@ -42,18 +44,11 @@ std::vector<Panel> panelsOf(const std::vector<PlotLine>& lines) {
   std::vector<Panel> panels;
   for (const PlotLine& line : lines) {
     auto panel = std::ranges::find(panels, shownUnit(*line.variable), &Panel::unit);
-    if (panel == panels.end()) panel = panels.insert(panel, Panel{shownUnit(*line.variable), {}});
+    if (panel == panels.end())
+      panel = panels.insert(panel, Panel{shownUnit(*line.variable), {}, {}});
     panel->lines.push_back(&line);
   }
   return panels;
-}
-
-std::string axisLabel(const Panel& panel) {
-  constexpr std::size_t longest = 20;  // of what fits beside a panel
-  const std::string& name = panel.lines.front()->variable->name;
-  const bool alone = panel.lines.size() == 1 && name.size() <= longest;
-  if (panel.unit.empty()) return alone ? name : "no unit";
-  return (alone ? name + " " : "") + "[" + panel.unit + "]";
 }
 
 // A gnuplot string in which nothing is special.
@@ -66,53 +61,82 @@ std::string literal(std::string_view text) {
   return result + "'";
 }
 
-// The line's points. Of a long run the smallest and the largest value of every stretch remain, so
-// that no peak is lost, and so does a value that is none.
-void writePoints(std::ostream& script, const std::vector<double>& times, const TimeUnit& unit,
-                 const PlotLine& line) {
-  const std::size_t count = line.values.size();
+// Of a long run the smallest and the largest value of every stretch remain, so that no peak is
+// lost, and so does a value that is none.
+std::set<std::size_t> keptPoints(const std::vector<double>& values) {
+  const std::size_t count = values.size();
   const std::size_t stretch = count <= pointsPerLine ? 1 : (2 * count) / pointsPerLine + 1;
+  std::set<std::size_t> kept;
   for (std::size_t begin = 0; begin < count; begin += stretch) {
     std::optional<std::size_t> lowest, highest, none;
     for (std::size_t i = begin; i < std::min(begin + stretch, count); ++i) {
-      if (!std::isfinite(line.values[i])) {
+      if (!std::isfinite(values[i])) {
         none = i;
       } else {
-        if (!lowest || line.values[i] < line.values[*lowest]) lowest = i;
-        if (!highest || line.values[i] > line.values[*highest]) highest = i;
+        if (!lowest || values[i] < values[*lowest]) lowest = i;
+        if (!highest || values[i] > values[*highest]) highest = i;
       }
     }
-    std::set<std::size_t> kept;
     for (const auto& point : {lowest, highest, none})
       if (point) kept.insert(*point);
-    // A run that ends between two extremes still shows its end.
-    if (begin + stretch >= count) kept.insert(count - 1);
-    for (const std::size_t i : kept) {
-      // gnuplot breaks a line at an empty one, which is what a value that is none should look like.
-      if (std::isfinite(line.values[i]))
-        script << numberText(times[i] / unit.seconds) << ' '
-               << numberText(shownValue(*line.variable, line.values[i]));
-      script << '\n';
-    }
+  }
+  // A run that ends between two extremes still shows its end.
+  kept.insert(count - 1);
+  return kept;
+}
+
+// An input that is held gets its corners here: what gnuplot draws "with steps" it cannot dash.
+void writePoints(std::ostream& script, const std::vector<double>& times, const TimeUnit& unit,
+                 const PlotLine& line) {
+  double before = std::nan("");
+  for (const std::size_t i : keptPoints(line.values)) {
+    const std::string time = numberText(times[i] / unit.seconds);
+    const double value = shownValue(*line.variable, line.values[i]);
+    if (line.held && std::isfinite(before) && before != value)
+      script << time << ' ' << numberText(before) << '\n';
+    // gnuplot breaks a line at an empty one, which is what a value that is none should look like.
+    if (std::isfinite(value)) script << time << ' ' << numberText(value);
+    before = value;
+    script << '\n';
+  }
+}
+
+// All panels have the same height: that of the longest legend, and less when there are many.
+std::size_t heightOf(const std::vector<Panel>& panels) {
+  std::size_t mostLines = 0;
+  for (const Panel& panel : panels) mostLines = std::max(mostLines, panel.lines.size());
+  const std::size_t least = panels.size() <= 2 ? 210 : panels.size() == 3 ? 180 : 160;
+  return std::max(least, mostLines > 1 ? 40 + 23 * mostLines : 0);
+}
+
+void label(std::vector<Panel>& panels) {
+  const std::size_t longest = heightOf(panels) / 7;  // in characters, which stand upright
+  for (Panel& panel : panels) {
+    const std::string& name = panel.lines.front()->variable->name;
+    const std::string unit = panel.unit.empty() ? "" : "[" + panel.unit + "]";
+    const std::string whole = name + (unit.empty() ? "" : " ") + unit;
+    panel.legend = panel.lines.size() > 1 || widthOf(whole) > longest;
+    panel.label = !panel.legend ? whole : unit.empty() ? "no unit" : unit;
   }
 }
 
 // gnuplot has no way to stop a legend from hiding the lines, so it stands beside the panels, as
-// wide as its longest name.
-std::size_t legendColumns(const std::vector<PlotLine>& lines) {
+// wide as its longest name; 0 when there is none.
+std::size_t legendColumns(const std::vector<Panel>& panels) {
   std::size_t longest = 0;
-  for (const PlotLine& line : lines) longest = std::max(longest, line.variable->name.size());
-  return std::clamp<std::size_t>(longest, 4, 40);
+  for (const Panel& panel : panels)
+    if (panel.legend)
+      for (const PlotLine* line : panel.lines)
+        longest = std::max(longest, widthOf(line->variable->name));
+  return longest == 0 ? 0 : std::clamp<std::size_t>(longest + 6, 10, 46);
 }
 
 void writeHead(std::ostream& script, const fs::path& file, PictureKind kind,
-               const std::string& title, const std::vector<Panel>& panels, std::size_t legend) {
+               const std::string& title, const std::vector<Panel>& panels) {
   constexpr std::size_t plotWidth = 760;
-  const std::size_t width = plotWidth + 50 + 8 * legend;
-  // All panels have the height of the longest legend.
-  std::size_t mostLines = 0;
-  for (const Panel& panel : panels) mostLines = std::max(mostLines, panel.lines.size());
-  const std::size_t height = 90 + panels.size() * std::max<std::size_t>(210, 40 + 23 * mostLines);
+  const std::size_t legend = legendColumns(panels);
+  const std::size_t width = plotWidth + 8 * legend;
+  const std::size_t height = 90 + panels.size() * heightOf(panels);
   if (kind == PictureKind::svg) {
     script << "set terminal svg size " << width << ',' << height
            << " noenhanced background '#ffffff' font 'Helvetica,Arial,sans-serif,13'\n";
@@ -128,8 +152,14 @@ void writeHead(std::ostream& script, const fs::path& file, PictureKind kind,
             "spacing 1.15 "
             "textcolor '#222222'\n"
          << "set autoscale yfix\nset offsets 0, 0, graph 0.06, graph 0.06\n"
-         << "set multiplot layout " << panels.size() << ",1 margins char 12, char " << legend + 8
+         << "set multiplot layout " << panels.size() << ",1 margins char 12, char " << legend + 3
          << ", char 3.5, char 2.5 spacing 0, char 1.6 title " << literal(title) << '\n';
+}
+
+void writeStyle(std::ostream& script, const PlotLine& line, std::size_t index) {
+  const bool jumps = !line.driven && line.variable->variability != "continuous";
+  script << (jumps ? "steps" : "lines") << " linewidth 1.8 linecolor '"
+         << colors[index % colors.size()] << '\'' << (line.driven ? " dashtype '-'" : "");
 }
 
 }  // namespace
@@ -143,14 +173,15 @@ std::string gnuplotScript(const fs::path& file, PictureKind kind, const std::str
     writePoints(script, times, unit, lines[i]);
     script << "END\n";
   }
-  const std::vector<Panel> panels = panelsOf(lines);
-  writeHead(script, file, kind, title, panels, legendColumns(lines));
+  std::vector<Panel> panels = panelsOf(lines);
+  label(panels);
+  writeHead(script, file, kind, title, panels);
   const double begin = times.front() / unit.seconds, end = times.back() / unit.seconds;
   script << "set xrange [" << numberText(begin) << ':' << numberText(end > begin ? end : begin + 1)
          << "]\n";
   for (const Panel& panel : panels) {
     const bool lowest = &panel == &panels.back();
-    script << "set ylabel " << literal(axisLabel(panel)) << " textcolor '#333333'\n";
+    script << "set ylabel " << literal(panel.label) << " textcolor '#333333'\n";
     if (lowest)
       script << "set format x\nset xlabel 'time [" << unit.name << "]' textcolor '#333333'\n";
     else
@@ -158,10 +189,9 @@ std::string gnuplotScript(const fs::path& file, PictureKind kind, const std::str
     script << "plot ";
     for (std::size_t i = 0; i < panel.lines.size(); ++i) {
       const PlotLine& line = *panel.lines[i];
-      const bool continuous = line.variable->variability == "continuous";
-      script << (i > 0 ? ", " : "") << "$line" << &line - lines.data() << " using 1:2 with "
-             << (continuous ? "lines" : "steps") << " linewidth 1.8 linecolor '"
-             << colors[i % colors.size()] << "' title " << literal(line.variable->name);
+      script << (i > 0 ? ", " : "") << "$line" << &line - lines.data() << " using 1:2 with ";
+      writeStyle(script, line, i);
+      script << (panel.legend ? " title " + literal(line.variable->name) : " notitle");
     }
     script << '\n';
   }

@@ -1,4 +1,4 @@
-// What gnuplot is told to draw: one panel per unit, one line per variable.
+// What gnuplot is told to draw: one panel per unit, one line per variable, dashed for inputs.
 #pragma once
 
 #include <filesystem>
@@ -12,6 +12,8 @@ enum class PictureKind { svg, png };
 struct PlotLine {
   const ScalarVariable* variable;
   std::vector<double> values;  // one per time
+  bool driven = false;         // an input, told apart
+  bool held = false;           // each of its values up to the next time
 };
 
 // For at least one line and one time; the picture goes to `file`.

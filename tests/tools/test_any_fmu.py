@@ -8,7 +8,7 @@ import subprocess
 import unittest
 from pathlib import Path
 
-from case import SANITIZERS, ZELVOX, Case
+from case import SANITIZERS, ZELVOX, Case, odd
 
 STUB = Path(os.environ["STUB"]).read_bytes()
 VARIABLE = '<ScalarVariable name="%s" valueReference="%d" %s>%s</ScalarVariable>'
@@ -192,11 +192,13 @@ class AnyFmu(Case):
         self.assertEqual(self.run_stub("--quiet", *many)[:2], ("", ""))
 
     def test_progress_is_shown_to_those_who_watch_and_erased(self):
-        bar = r"\r\[#{10} +\]  25 %.*\r\[#{40}\] 100 %\r\x1b\[K\Z"
-        for option, bar in (("--output-variable=set", bar), ("--quiet", r"\A\Z")):
+        end = r".*\r\[#{40}\] 100 % *\r\x1b\[K\Z"
+        bar, slow = r"\r\[#{10} +\]  25 %" + end, r"\r\[#+ +\]  [5-9]\d %  [1-9]\d* (s|min) left" + end.replace("% *", "% +")
+        for fmu, option, bar in ((self.stub(), "--output-variable=set", bar), (self.stub(), "--quiet", r"\A\Z"),
+                                 (odd(), "--start-value=sleep=200", slow)):
             terminal, stderr = os.openpty()
             env = {**os.environ, "STUB_TRACE": str(self.home / "trace"), "LD_PRELOAD": SANITIZERS or ""}
-            subprocess.run([ZELVOX, "simulate", self.stub(), option], cwd=self.home, env=env, stderr=stderr,
+            subprocess.run([ZELVOX, "simulate", fmu, option], cwd=self.home, env=env, stderr=stderr,
                            stdout=subprocess.DEVNULL, check=True)
             os.write(stderr, b".")
             seen = b""

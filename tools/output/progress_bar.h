@@ -1,30 +1,26 @@
-// How far a run is, for somebody who waits at a terminal.
+// How far a run is and how long it will take, for somebody who waits at a terminal.
 #pragma once
 
-#include <unistd.h>
-
-#include <cstdio>
+#include <chrono>
 #include <string>
 
 // A bar on stderr, drawn anew when it looks different; nothing where nobody watches.
 class ProgressBar {
  public:
-  explicit ProgressBar(bool wanted) : visible(wanted && isatty(STDERR_FILENO) != 0) {}
-  ~ProgressBar() {
-    if (shownPercent >= 0) std::fputs("\r\x1b[K", stderr);
-  }
+  // The work begins now.
+  explicit ProgressBar(bool wanted);
+  // Leaves nothing of the bar.
+  ~ProgressBar();
+  ProgressBar(const ProgressBar&) = delete;
+  ProgressBar& operator=(const ProgressBar&) = delete;
 
-  void show(long long done, long long all) {
-    const int percent =
-        static_cast<int>(100.0 * static_cast<double>(done) / static_cast<double>(all));
-    if (!visible || percent == shownPercent) return;
-    shownPercent = percent;
-    constexpr int width = 40;
-    const std::string bar(static_cast<std::size_t>(width * percent / 100), '#');
-    std::fprintf(stderr, "\r[%-*s] %3d %%", width, bar.c_str(), percent);
-  }
+  void show(long long done, long long all);
 
  private:
   bool visible;
+  std::chrono::steady_clock::time_point begin;
   int shownPercent = -1;
+  long long shownSecond = 0;  // since the begin
+  std::string left;           // anew each second, that it can be read
+  std::size_t width = 0;      // of what is drawn
 };

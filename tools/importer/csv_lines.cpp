@@ -1,0 +1,99 @@
+#include "importer/csv_lines.h"
+
+#include <algorithm>
+
+#include "base/failure.h"
+#include "base/text.h"
+
+void CsvLines::add(std::string_view more) {
+  text.erase(0, position);
+  position = 0;
+  text += more;
+}
+
+bool CsvLines::next(std::vector<CsvCell>& cells) {
+  do {
+    const std::size_t begin = position;
+    const std::size_t beginLine = nextLine;
+    if (position == text.size()) return false;
+    line = nextLine;
+    if (!readLine(cells)) {
+      position = begin;
+      nextLine = beginLine;
+      return false;
+    }
+  } while (cells.size() == 1 && cells[0].text.empty() && !cells[0].quoted);
+  return true;
+}
+
+bool CsvLines::readLine(std::vector<CsvCell>& cells) {
+  if (!ended && text.find('\n', position) == std::string::npos) return false;
+  if (nextLine == 1 && text.starts_with("\xEF\xBB\xBF")) position = 3;
+  ++nextLine;
+  cells.clear();
+  while (true) {
+    CsvCell& cell = cells.emplace_back();
+    if (!readCell(cell, cells.size())) return false;
+    if (!at(',')) break;
+    ++position;
+  }
+  if (at('\r')) ++position;
+  if (!hasMore()) return false;
+  if (position == text.size()) return true;
+  if (!at('\n')) fail(cells.size(), "expected a comma or the end of the line");
+  ++position;
+  return true;
+}
+
+bool CsvLines::readCell(CsvCell& cell, std::size_t column) {
+  if (!skipBlanks()) return false;
+  if (at('"')) return readQuoted(cell, column);
+  const std::size_t end = std::min(text.find_first_of(",\r\n", position), text.size());
+  cell.text = text.substr(position, end - position);
+  cell.text.erase(cell.text.find_last_not_of(" \t") + 1);
+  position = end;
+  return hasMore();
+}
+
+bool CsvLines::readQuoted(CsvCell& cell, std::size_t column) {
+  cell.quoted = true;
+  do {
+    const std::size_t begin = position + 1;
+    const std::size_t quote = text.find('"', begin);
+    if (quote == std::string::npos) {
+      if (ended) fail(column, "a quote is not closed");
+      return false;
+    }
+    cell.text.append(text, begin, quote - begin);
+    position = quote + 1;
+    if (at('"')) cell.text += '"';
+  } while (at('"'));
+  nextLine += static_cast<std::size_t>(std::ranges::count(cell.text, '\n'));
+  return skipBlanks();
+}
+
+bool CsvLines::skipBlanks() {
+  position = std::min(text.find_first_not_of(" \t", position), text.size());
+  return hasMore();
+}
+
+void CsvLines::fail(std::size_t column, const std::string& problem) const {
+  throw Failure(placeInTable(name, line, column) + ": " + problem);
+}
+
+void CsvLines::requireCells(const std::vector<CsvCell>& cells, std::size_t expected) const {
+  if (cells.size() != expected)
+    fail(std::min(cells.size(), expected) + 1, "found " + counted(std::ssize(cells), "cell") +
+                                                   " in the line, expected " +
+                                                   std::to_string(expected) + " as in the header");
+}
+
+std::string placeInTable(const std::string& file, std::size_t line, std::size_t column) {
+  return file + ", line " + std::to_string(line) + ", column " + std::to_string(column);
+}
+
+std::string shownCell(const std::string& cell) {
+  constexpr std::size_t longest = 40;
+  return "'" + printable(std::string_view(cell).substr(0, longest)) +
+         (cell.size() > longest ? "..." : "") + "'";
+}

@@ -1,0 +1,58 @@
+// A comma-separated text as lines of cells, whichever tool it comes from: a byte order mark, CRLF,
+// quotes, blanks around a cell and empty lines are all right. The text may come in pieces.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+struct CsvCell {
+  std::string text;
+  bool quoted = false;  // what tells an empty text from no value at all
+};
+
+class CsvLines {
+ public:
+  // `file` is for messages.
+  explicit CsvLines(std::string file) : name(std::move(file)) {}
+
+  // What comes behind the text so far.
+  void add(std::string_view text);
+  // No more text comes, so that a line may end without an end of line.
+  void end() { ended = true; }
+
+  // The cells of the next line that is not empty; false when that is not all there. Throws Failure
+  // for what is no line of cells.
+  bool next(std::vector<CsvCell>& cells);
+  // Of the line that next() gave last; lines count from 1.
+  std::size_t lineNumber() const { return line; }
+
+  // Throws Failure for what stands in a column of that line; columns count from 1.
+  [[noreturn]] void fail(std::size_t column, const std::string& problem) const;
+  // For a line that has another number of cells than the header.
+  void requireCells(const std::vector<CsvCell>& cells, std::size_t expected) const;
+
+ private:
+  // Reads one line, up to `position`; false when the text ends before the line does.
+  bool readLine(std::vector<CsvCell>& cells);
+  bool readCell(CsvCell& cell, std::size_t column);
+  bool readQuoted(CsvCell& cell, std::size_t column);
+  bool skipBlanks();
+  // Whether the text goes on at the position, or at least has an end there.
+  bool hasMore() const { return ended || position < text.size(); }
+  bool at(char character) const { return position < text.size() && text[position] == character; }
+
+  std::string name;
+  std::string text;
+  std::size_t position = 0;
+  std::size_t line = 0;
+  std::size_t nextLine = 1;
+  bool ended = false;
+};
+
+// "FILE, line 3, column 2"
+std::string placeInTable(const std::string& file, std::size_t line, std::size_t column);
+
+// A foreign cell in a message, at most so long that the sentence stays one.
+std::string shownCell(const std::string& cell);

@@ -63,13 +63,13 @@ Examples:
   zelvox simulate motor.fmu --stop-time 2 --start-value R=0.8 --output-file motor.csv
   zelvox simulate motor.fmu --input-file inputs.csv --output-variable speed --plot-file motor.svg
 
-An input file is a comma-separated table, for instance a voltage that jumps at 0.1 s:
+An input file is a table with commas, semicolons or tabs, for instance a voltage that jumps at 0.1 s:
   "time","voltage"
   0,0
   0.1,0
   0.1,12
 Real inputs are interpolated linearly between rows and hold before the first and behind the last. A
-picture shows them dashed.
+picture shows them dashed. Between semicolons a decimal comma may stand.
 
 With --output-file - nothing but the table is on stdout: all that is said, also by the model, goes
 to stderr.

@@ -5,6 +5,14 @@
 #include "base/failure.h"
 #include "base/text.h"
 
+namespace {
+
+std::string_view nameOf(char separator) {
+  return separator == ';' ? "semicolon" : separator == '\t' ? "tab" : "comma";
+}
+
+}  // namespace
+
 void CsvLines::add(std::string_view more) {
   text.erase(0, position);
   position = 0;
@@ -15,11 +23,13 @@ bool CsvLines::next(std::vector<CsvCell>& cells) {
   do {
     const std::size_t begin = position;
     const std::size_t beginLine = nextLine;
+    const char beginBetween = between;
     if (position == text.size()) return false;
     line = nextLine;
     if (!readLine(cells)) {
       position = begin;
       nextLine = beginLine;
+      between = beginBetween;
       return false;
     }
   } while (cells.size() == 1 && cells[0].text.empty() && !cells[0].quoted);
@@ -31,16 +41,19 @@ bool CsvLines::readLine(std::vector<CsvCell>& cells) {
   if (nextLine == 1 && text.starts_with("\xEF\xBB\xBF")) position = 3;
   ++nextLine;
   cells.clear();
+  if (between == '\0') skipBlankLine();
   while (true) {
     CsvCell& cell = cells.emplace_back();
     if (!readCell(cell, cells.size())) return false;
-    if (!at(',')) break;
+    if (between == '\0' && (at(',') || at(';') || at('\t'))) between = text[position];
+    if (between == '\0' || !at(between)) break;
     ++position;
   }
   if (at('\r')) ++position;
   if (!hasMore()) return false;
   if (position == text.size()) return true;
-  if (!at('\n')) fail(cells.size(), "expected a comma or the end of the line");
+  if (!at('\n'))
+    fail(cells.size(), "expected a " + std::string(nameOf(between)) + " or the end of the line");
   ++position;
   return true;
 }
@@ -48,7 +61,8 @@ bool CsvLines::readLine(std::vector<CsvCell>& cells) {
 bool CsvLines::readCell(CsvCell& cell, std::size_t column) {
   if (!skipBlanks()) return false;
   if (at('"')) return readQuoted(cell, column);
-  const std::size_t end = std::min(text.find_first_of(",\r\n", position), text.size());
+  const std::string ends = between == '\0' ? ",;\t\r\n" : std::string("\r\n") + between;
+  const std::size_t end = std::min(text.find_first_of(ends, position), text.size());
   cell.text = text.substr(position, end - position);
   cell.text.erase(cell.text.find_last_not_of(" \t") + 1);
   position = end;
@@ -73,12 +87,23 @@ bool CsvLines::readQuoted(CsvCell& cell, std::size_t column) {
 }
 
 bool CsvLines::skipBlanks() {
-  position = std::min(text.find_first_not_of(" \t", position), text.size());
+  const char* const blanks = between == ',' || between == ';' ? " \t" : " ";
+  position = std::min(text.find_first_not_of(blanks, position), text.size());
   return hasMore();
 }
 
+// In front of the first line a tab separates nothing.
+void CsvLines::skipBlankLine() {
+  const std::size_t end = std::min(text.find_first_not_of(" \t", position), text.size());
+  if (end == text.size() || text[end] == '\r' || text[end] == '\n') position = end;
+}
+
+std::string CsvLines::place(std::size_t column) const {
+  return placeInTable(name, line, column);
+}
+
 void CsvLines::fail(std::size_t column, const std::string& problem) const {
-  throw Failure(placeInTable(name, line, column) + ": " + problem);
+  throw Failure(place(column) + ": " + problem);
 }
 
 void CsvLines::requireCells(const std::vector<CsvCell>& cells, std::size_t expected) const {

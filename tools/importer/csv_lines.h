@@ -1,5 +1,6 @@
-// A comma-separated text as lines of cells, whichever tool it comes from: a byte order mark, CRLF,
-// quotes, blanks around a cell and empty lines are all right. The text may come in pieces.
+// A separated text as lines of cells, whichever tool it comes from: a byte order mark, CRLF,
+// quotes, blanks around a cell and empty lines are all right. What stands behind the first cell of
+// the first line, a comma, a semicolon or a tab, separates all cells. The text may come in pieces.
 #pragma once
 
 #include <cstddef>
@@ -27,8 +28,12 @@ class CsvLines {
   bool next(std::vector<CsvCell>& cells);
   // Of the line that next() gave last; lines count from 1.
   std::size_t lineNumber() const { return line; }
+  // What separates the cells; known with the first line.
+  char separator() const { return between; }
 
-  // Throws Failure for what stands in a column of that line; columns count from 1.
+  // "FILE, line 3, column 2" for a column of that line; columns count from 1.
+  std::string place(std::size_t column) const;
+  // Throws Failure for what stands there.
   [[noreturn]] void fail(std::size_t column, const std::string& problem) const;
   // For a line that has another number of cells than the header.
   void requireCells(const std::vector<CsvCell>& cells, std::size_t expected) const;
@@ -39,6 +44,7 @@ class CsvLines {
   bool readCell(CsvCell& cell, std::size_t column);
   bool readQuoted(CsvCell& cell, std::size_t column);
   bool skipBlanks();
+  void skipBlankLine();
   // Whether the text goes on at the position, or at least has an end there.
   bool hasMore() const { return ended || position < text.size(); }
   bool at(char character) const { return position < text.size() && text[position] == character; }
@@ -46,6 +52,7 @@ class CsvLines {
   std::string name;
   std::string text;
   std::size_t position = 0;
+  char between = '\0';  // the cells; none as long as it is not known
   std::size_t line = 0;
   std::size_t nextLine = 1;
   bool ended = false;

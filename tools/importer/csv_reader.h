@@ -1,6 +1,6 @@
-// Inputs as tables of numbers over time: comma separated, one header line of names, the first
-// column "time". They may come from any tool: a byte order mark, CRLF, quotes, blanks around a cell
-// and empty lines are all right.
+// Inputs as tables of numbers over time: one header line of names, the first column "time". They
+// may come from any tool, see csv_lines.h. Between semicolons numbers may have a decimal comma; a
+// number that could mean two things is none.
 #pragma once
 
 #include <cstddef>

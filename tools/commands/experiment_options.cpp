@@ -18,13 +18,14 @@ void addExperimentOptions(CLI::App& command, ExperimentOptions& experiment) {
       ->group(run);
   command
       .add_option("--output-interval", experiment.time.outputInterval,
-                  "Distance of the rows, and the step [FMU's default, 1/500 of the run]")
+                  "Distance of the rows [FMU's default, 1/500 of the run]")
       ->type_name("SECONDS")
       ->group(run);
   command
-      .add_option("--step-size", experiment.time.stepSize,
-                  "A shorter step, of which the output interval is a whole multiple "
-                  "[the output interval; its default is rounded to a multiple]")
+      .add_option(
+          "--step-size", experiment.time.stepSize,
+          "The step; the output interval is a whole multiple of it, and its default becomes "
+          "the nearest one [the output interval]")
       ->type_name("SECONDS")
       ->group(run);
   command

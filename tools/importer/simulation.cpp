@@ -122,9 +122,10 @@ void Simulation::stepToTheEnd(FmuInstance& instance, Run& run) {
   const auto begin = std::chrono::steady_clock::now();
   while (run.goesOn() && !interrupted()) {
     stepping = true;
-    if (run.step() && experiment.grid.isRow(run.steps())) record(instance, run.time());
+    const bool stepped = run.step();
     stepsDone = run.steps();
     endTime = run.time();
+    if (stepped && experiment.grid.isRow(stepsDone)) record(instance, endTime);
     progress.show(stepsDone, experiment.grid.steps);
   }
   endedByFmu = run.wasEndedByFmu();

@@ -35,7 +35,7 @@ if(imported MATCHES "(printf|put|fwrite|perror|write|cout|cerr|clog)[^;]*(@|;)")
 endif()
 
 if(SHIPPED)
-  file(STRINGS ${LIBRARY} paths REGEX "\\.(cpp|h)$")
+  file(STRINGS ${LIBRARY} paths REGEX "/.*\\.(cpp|h)$")
   if(paths)
     message(SEND_ERROR "paths of the build machine: ${paths}")
   endif()

@@ -19,6 +19,7 @@ void addNewCommand(CLI::App& app);
 void addPackCommand(CLI::App& app);
 void addInfoCommand(CLI::App& app);
 void addSimulateCommand(CLI::App& app);
+void addBatchCommand(CLI::App& app);
 void addExecCommand(CLI::App& app);
 void addDoctorCommand(CLI::App& app);
 

@@ -50,6 +50,7 @@ int run(int argc, char* argv[]) {
   addPackCommand(app);
   addInfoCommand(app);
   addSimulateCommand(app);
+  addBatchCommand(app);
   addExecCommand(app);
   addDoctorCommand(app);
   addHelpCommand(app);

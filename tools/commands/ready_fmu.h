@@ -36,6 +36,8 @@ class ReadyFmu {
   // To be called before anything of the binary runs: its class path must have our simulation object
   // by then.
   void startJvmIfNeeded();
+  // Whether it was needed.
+  bool usesJvm() const { return hasJvm; }
 
   const std::filesystem::path& path() const { return directory.path(); }
   const ModelDescription& description() const { return model; }

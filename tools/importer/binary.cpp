@@ -46,5 +46,6 @@ FmuFunctions loadBinary(const fs::path& binary) {
   find(functions.setInteger, "fmi2SetInteger");
   find(functions.setBoolean, "fmi2SetBoolean");
   find(functions.setString, "fmi2SetString");
+  functions.reset = reinterpret_cast<fmi2ResetTYPE*>(dlsym(library, "fmi2Reset"));
   return functions;
 }

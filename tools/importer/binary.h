@@ -6,11 +6,13 @@
 #include "fmi2FunctionTypes.h"
 #include "fmu_file/model_description.h"
 
-// The functions of a binary, all of which every FMU has.
+// The functions of a binary. Every FMU has them; only those that repeat a run need `reset`, which
+// is null where it is missing.
 struct FmuFunctions {
   fmi2GetVersionTYPE* getVersion;
   fmi2InstantiateTYPE* instantiate;
   fmi2FreeInstanceTYPE* freeInstance;
+  fmi2ResetTYPE* reset;
   fmi2SetupExperimentTYPE* setupExperiment;
   fmi2EnterInitializationModeTYPE* enterInitializationMode;
   fmi2ExitInitializationModeTYPE* exitInitializationMode;

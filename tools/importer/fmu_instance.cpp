@@ -100,14 +100,26 @@ FmuInstance::FmuInstance(const fs::path& directory, const ModelDescription& desc
 }
 
 FmuInstance::~FmuInstance() {
-  try {
-    if (running) terminate();
-  } catch (const Failure&) {  // another failure is on its way
-  }
+  endRun();
   if (!usable) return;
   begin("fmi2FreeInstance");
   functions.freeInstance(component);
   showCall("fmi2FreeInstance()", "");
+}
+
+void FmuInstance::endRun() noexcept {
+  try {
+    if (running) terminate();
+  } catch (const Failure&) {  // another failure is on its way
+  }
+}
+
+void FmuInstance::reset() {
+  endRun();
+  if (!usable) throw Failure("fmi2Terminate gave fmi2Fatal");
+  if (functions.reset == nullptr) throw Failure("the FMU's binary has no function fmi2Reset");
+  begin("fmi2Reset");
+  check(functions.reset(component), "fmi2Reset");
 }
 
 void FmuInstance::setupExperiment(std::optional<double> tolerance, double startTime,

@@ -1,6 +1,6 @@
 // One co-simulation instance of an FMU's binary, loaded into this process: the functions that
-// `zelvox simulate` calls, with their statuses checked and the FMU's messages received. Any FMI 2.0
-// co-simulation FMU will do.
+// the commands that run FMUs call, with their statuses checked and the FMU's messages received. Any
+// FMI 2.0 co-simulation FMU will do.
 #pragma once
 
 #include <filesystem>
@@ -36,6 +36,10 @@ class FmuInstance {
   // False when the FMU ended the run by itself during this step.
   bool doStep(double time, double stepSize);
   void terminate();
+  // As new, for another run; ends one that is going on as the destructor does.
+  void reset();
+  // False after fmi2Fatal: nothing of the FMU may be called any more.
+  bool isUsable() const { return usable; }
 
   // value[i] belongs to vr[i]. Booleans are integers 0 and 1. The texts that getStrings gives are
   // valid until the next call.
@@ -59,6 +63,8 @@ class FmuInstance {
   void begin(const char* function);
   // Whether the FMU discarded a step because the run ended in it.
   bool hasTerminated();
+  // Terminates the run, if one is going on.
+  void endRun() noexcept;
   // check() also shows the call.
   void check(fmi2Status status, const char* function, const std::string& arguments = {});
   void require(fmi2Status status, const char* function);

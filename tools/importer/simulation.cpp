@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cmath>
 #include <cstdio>
 
 #include "base/failure.h"
@@ -17,7 +16,7 @@ Simulation::Simulation(const SimulationOptions& given, const ModelDescription& m
       experiment(options.experiment, model),
       observed(experiment.observed),
       row(observed),
-      warned(observed.size()) {
+      finite(observed, options.failOnNan) {
   if (options.plotFile.empty()) return;
   chooseLines();
   picture.emplace(options.plotFile);
@@ -141,24 +140,14 @@ void Simulation::record(FmuInstance& instance, double time) {
   }
   ++rowsDone;
   if (picture) times.push_back(time);
+  finite.check(time, row.values);
+  if (!picture) return;
   auto line = lines.begin();
-  for (std::size_t i = 0; i < observed.size(); ++i) {
-    const double* const number = std::get_if<double>(&row.values[i]);
-    if (number == nullptr) continue;
-    checkFinite(i, *number);
-    if (picture) (line++)->values.push_back(*number);
-  }
+  for (const Cell& cell : row.values)
+    if (const double* const number = std::get_if<double>(&cell))
+      (line++)->values.push_back(*number);
   for (const std::size_t i : drawnInputs)
     (line++)->values.push_back(std::get<double>(experiment.inputs->written()[i]));
-}
-
-void Simulation::checkFinite(std::size_t i, double value) {
-  if (std::isfinite(value) || warned[i]) return;
-  warned[i] = true;
-  const std::string finding = "'" + printable(observed[i]->name) + "' is " + numberText(value) +
-                              " at t=" + numberText(rowTime);
-  if (options.failOnNan) throw Failure(finding);
-  warn(finding + " (said once per variable; --fail-on-nan makes it an error)");
 }
 
 void Simulation::summarize() const {

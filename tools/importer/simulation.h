@@ -8,6 +8,7 @@
 
 #include "base/forced_end.h"
 #include "importer/experiment.h"
+#include "importer/finite_check.h"
 #include "importer/run.h"
 #include "output/csv_writer.h"
 #include "output/picture.h"
@@ -44,13 +45,13 @@ class Simulation {
   void openTable();
   void stepToTheEnd(FmuInstance& instance, Run& run);
   void record(FmuInstance& instance, double time);
-  void checkFinite(std::size_t i, double value);
   std::string keepRows();
 
   const SimulationOptions& options;
   Experiment experiment;
   const std::vector<const ScalarVariable*>& observed;
   VariableGroup row;
+  FiniteCheck finite;
   std::optional<CsvWriter> output;  // until it is closed
   std::optional<AtForcedEnd> rows;  // keeps them, as long as steps are done
   std::optional<Picture> picture;
@@ -63,7 +64,6 @@ class Simulation {
   double endTime = 0.0;   // of the last step
   double wallTime = 0.0;  // of the steps, in seconds
   bool endedByFmu = false;
-  std::vector<bool> warned;              // by observed variable: it was no finite number
   std::vector<double> times;             // both for the picture only
   std::vector<PlotLine> lines;           // the observed numbers, and behind them the driven inputs
   std::vector<std::size_t> drawnInputs;  // by column of the input file

@@ -14,6 +14,8 @@ class VariableNames {
   // The description must outlive the object.
   explicit VariableNames(const ModelDescription& model);
 
+  bool has(std::string_view name) const { return byName.contains(name); }
+
   using Filter = std::function<bool(const ScalarVariable&)>;
   // Throws Failure for an unknown name; the message begins with `place` and offers the closest name
   // among the variables that are `wanted`.

@@ -41,19 +41,21 @@ Cell parseValue(const ScalarVariable& variable, const std::string& text) {
   return *number;
 }
 
-VariableGroup::VariableGroup(const std::vector<const ScalarVariable*>& variables)
-    : values(variables.size()) {
-  for (std::size_t i = 0; i < variables.size(); ++i) {
-    const ScalarVariable& variable = *variables[i];
-    if (variable.type == "Real") {
-      reals.add(i, variable.valueReference);
-    } else if (variable.type == "Boolean") {
-      booleans.add(i, variable.valueReference);
-    } else if (variable.type == "String") {
-      strings.add(i, variable.valueReference);
-    } else {
-      integers.add(i, variable.valueReference);
-    }
+VariableGroup::VariableGroup(const std::vector<const ScalarVariable*>& variables) {
+  for (const ScalarVariable* variable : variables) add(*variable);
+}
+
+void VariableGroup::add(const ScalarVariable& variable) {
+  const std::size_t position = values.size();
+  values.emplace_back();
+  if (variable.type == "Real") {
+    reals.add(position, variable.valueReference);
+  } else if (variable.type == "Boolean") {
+    booleans.add(position, variable.valueReference);
+  } else if (variable.type == "String") {
+    strings.add(position, variable.valueReference);
+  } else {
+    integers.add(position, variable.valueReference);
   }
 }
 

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "importer/fmu_instance.h"
-#include "output/csv_writer.h"
+#include "output/row_file.h"
 
 // The value that the text says for a variable of this type. Throws Failure when it says none.
 Cell parseValue(const ScalarVariable& variable, const std::string& text);
@@ -19,6 +19,7 @@ class VariableGroup {
  public:
   // The variables must outlive the group.
   explicit VariableGroup(const std::vector<const ScalarVariable*>& variables);
+  void add(const ScalarVariable& variable);
 
   void readFrom(FmuInstance& instance);
   void writeTo(FmuInstance& instance);

@@ -1,0 +1,142 @@
+// `zelvox batch`: runs one FMU many times, with the JVM in this process, from the options to the
+// count of the runs that failed.
+#include "importer/batch.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <sstream>
+
+#include "base/failure.h"
+#include "base/interrupts.h"
+#include "base/overwriting.h"
+#include "base/text.h"
+#include "commands/command.h"
+#include "commands/ready_fmu.h"
+
+namespace {
+
+struct Options {
+  FmuOptions fmu;
+  BatchOptions batch;
+  std::filesystem::path outputFile;
+  std::string record;
+};
+
+std::vector<std::string> separated(const std::string& list) {
+  std::vector<std::string> words;
+  std::istringstream stream(list);
+  for (std::string word; std::getline(stream, word, ',');) words.push_back(word);
+  return words;
+}
+
+// Where stdout leads. What models and the JVM print goes to stderr from now on, so that nothing
+// gets between the rows.
+std::filesystem::path takeStandardOutput() {
+  const int descriptor = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  if (descriptor < 0 || dup2(STDERR_FILENO, STDOUT_FILENO) < 0)
+    throw Failure(std::string("the standard output cannot be used: ") + std::strerror(errno));
+  return "/proc/self/fd/" + std::to_string(descriptor);
+}
+
+void runBatch(Options& options) {
+  BatchOptions& batch = options.batch;
+  batch.record = parseRecord(separated(options.record));
+  std::vector<NamedFile> read = filesOf(options.fmu);
+  read.push_back({"--input-file", batch.experiment.inputFile});
+  const bool toStdout = options.outputFile == "-";
+  if (batch.runs != "-") read.push_back({"--runs", batch.runs});
+  if (!toStdout) refuseOverwriting(read, {{"--output-file", options.outputFile}});
+  catchInterrupts();
+  batch.table = toStdout ? takeStandardOutput() : options.outputFile;
+  if (!toStdout) batch.tableName = options.outputFile.string();
+  ReadyFmu fmu(options.fmu);
+  Batch runs(batch, fmu.description());
+  fmu.startJvmIfNeeded();
+  // A reset makes a new object of a Java model anyway. A new instance would be of classes that are
+  // loaded anew, as they live as long as an instance.
+  runs.run(fmu.path(), fmu.usesJvm());
+  if (!batch.quiet && !toStdout) runs.summarize();
+  if (interrupted() != 0)
+    throw Failure("the batch stopped after " + counted(runs.runs(), "run") +
+                  (runs.runs() > 0 && !toStdout
+                       ? ", whose rows are in " + options.outputFile.string()
+                       : std::string()));
+  if (runs.failedRuns() > 0)
+    throw Failure(std::to_string(runs.failedRuns()) + " of " + counted(runs.runs(), "run") +
+                  " failed, the first because " + runs.firstFailure());
+}
+
+constexpr const char* examples = R"(
+Examples:
+  zelvox batch motor.fmu --runs runs.csv --output-file results.csv
+  zelvox batch Tank.java --runs runs.csv --record minimum,maximum --output-file results.csv
+  ./next.py | zelvox batch motor.fmu --runs - --output-file -
+
+The runs are a comma-separated table with a column for each input or parameter that differs:
+  "voltage","R"
+  12,0.5
+  24,0.5
+An input keeps its value over the run. A column "run" gives the runs other numbers than 1, 2, 3.
+
+The result has one row a run: run, the row of --runs, the outputs at the end (NAME.final where NAME
+is a column already), error. --record minimum,maximum,mean,final, or some of them, has the columns
+NAME.minimum and so on, over the communication points; the mean is weighted by time, with straight
+lines between the points, and texts have no more than NAME.final. --record all writes every point, as
+run, time and the outputs.
+
+Between two runs the FMU is reset, and a run that fails does not end the others: its reason is in the
+column error (with --record all on stderr), and the exit code is 1 at the end. A wrong cell in a
+file is told before the first run. Rows from stdin are run as they come, and their results are
+written at once.
+
+A table that exists is replaced when the runs are over. Until then the rows are in NAME.part-XXXXXX
+beside it, at most a second late. Ctrl-C and the like end the batch in order: the rows of the runs
+that are over become the table.)";
+
+}  // namespace
+
+void addBatchCommand(CLI::App& app) {
+  auto options = std::make_shared<Options>();
+  CLI::App* const command =
+      app.add_subcommand("batch", "Co-simulate an FMU many times, with a JVM in this process");
+  command->footer(examples);
+  addFmuOptions(*command, options->fmu);
+  command->add_option("--runs", options->batch.runs, "What differs in each run; - for stdin")
+      ->required()
+      ->type_name("CSV");
+  addExperimentOptions(*command, options->batch.experiment);
+
+  const std::string results = "Results";
+  command->add_option("--output-file", options->outputFile, "The table to write; - for stdout")
+      ->required()
+      ->type_name("CSV")
+      ->group(results);
+  command
+      ->add_option(
+          "--record", options->record,
+          "What the table has of a run: all, or some of minimum,maximum,mean,final [final]")
+      ->type_name("LIST")
+      ->group(results);
+  command
+      ->add_flag("--fail-on-nan", options->batch.failOnNan,
+                 "A run fails when a recorded result is NaN or infinite [a warning]")
+      ->group(results);
+  command->add_flag("--quiet", options->batch.quiet, "No summary and no progress bar")
+      ->group(results);
+
+  const std::string insight = "Insight";
+  command
+      ->add_flag("--logging-on", options->batch.logging.messages,
+                 "Show the FMU's messages on stderr")
+      ->group(insight);
+  command
+      ->add_flag("--log-fmi-calls", options->batch.logging.calls, "Show every FMI call on stderr")
+      ->group(insight);
+
+  command->callback([options] { runBatch(*options); });
+}

@@ -1,0 +1,211 @@
+#include "importer/batch.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <string_view>
+#include <utility>
+
+#include "base/failure.h"
+#include "base/interrupts.h"
+#include "base/text.h"
+#include "importer/run.h"
+#include "output/progress_bar.h"
+
+namespace fs = std::filesystem;
+
+Batch::Batch(const BatchOptions& given, const ModelDescription& model)
+    : options(given),
+      experiment(options.experiment, model),
+      table(options.runs, experiment.names),
+      fixedValues(experiment.start.values.size()),
+      point(experiment.observed),
+      finite(experiment.observed, options.failOnNan),
+      record(experiment.observed, options.record.statistics) {
+  refuseTwoSources();
+  for (const ScalarVariable* variable : table.variables()) experiment.start.add(*variable);
+}
+
+// Of two values for one variable one would win without a word.
+void Batch::refuseTwoSources() const {
+  for (std::size_t i = 0; i < table.variables().size(); ++i) {
+    const ScalarVariable& variable = *table.variables()[i];
+    const std::string problem = table.placeOf(i) + ": '" + printable(variable.name) + "' ";
+    for (const std::string& startValue : options.experiment.startValues)
+      if (startValue.starts_with(variable.name + "="))
+        throw Failure(problem + "has a --start-value as well, expected one of them");
+    if (experiment.inputs && experiment.inputs->drives(variable))
+      throw Failure(problem + "has a column in --input-file as well, expected one of them");
+  }
+}
+
+void Batch::run(const fs::path& unpacked, bool resetsAlways) {
+  directory = unpacked;
+  resetAlways = resetsAlways;
+  instance.emplace(directory, experiment.model, options.logging);
+  openTable();
+  const auto begin = std::chrono::steady_clock::now();
+  try {
+    runAll();
+    rows.reset();
+    flushRows();
+  } catch (const Failure& failure) {
+    rows.reset();
+    const std::string kept = keepRows();
+    throw Failure(failure.what() + (kept.empty() ? kept : "; " + kept), failure.exitCode);
+  }
+  wallTime = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+  if (runsDone > 0 || interrupted() == 0) output->close();
+  output.reset();
+  instance.reset();
+}
+
+void Batch::openTable() {
+  std::vector<std::string> names = {"run"};
+  if (options.record.all) {
+    names.emplace_back("time");
+    for (const ScalarVariable* variable : experiment.observed) names.push_back(variable->name);
+  } else {
+    for (const ScalarVariable* variable : table.variables()) names.push_back(variable->name);
+    std::vector<std::string> taken = names;
+    taken.emplace_back("error");
+    for (const std::string& name : record.columns(taken)) names.push_back(name);
+    names.emplace_back("error");
+  }
+  output.emplace(options.table);
+  for (const std::string& name : names) output->add(std::string_view(name));
+  output->endRow();
+  // After the file, whose own end would be to go.
+  rows.emplace([this] { return keepRows(); });
+}
+
+// Makes the rows so far the result, and says how many runs are in it.
+std::string Batch::keepRows() {
+  if (!output || runsDone == 0) return {};
+  try {
+    flushRows();
+  } catch (const Failure&) {  // then the table ends with the rows before
+  }
+  try {
+    if (runsWritten == 0) return {};
+    output->close();
+    return options.tableName.empty()
+               ? std::string()
+               : options.tableName + " has the rows of " + counted(runsWritten, "run");
+  } catch (const Failure& failure) {
+    return failure.what();
+  }
+}
+
+void Batch::runAll() {
+  ProgressBar progress(!options.quiet && !options.logging.messages && !options.logging.calls &&
+                       table.count());
+  while (true) {
+    if (!table.ready()) {
+      const auto busy = rows->busy();
+      flushRows();
+    }
+    nowWaitingFor("the next row of the runs");
+    if (!table.next(row) || !runOnce()) return;
+    if (instance && !instance->isUsable())
+      throw Failure("run " + std::to_string(row.number) +
+                    " ended the FMU, of which nothing may be called any more: " + firstReason);
+    if (table.count()) progress.show(runsDone, *table.count());
+  }
+}
+
+bool Batch::runOnce() {
+  std::string error;
+  try {
+    prepareInstance();
+    record.beginRun();
+    std::ranges::copy(row.values,
+                      experiment.start.values.begin() + static_cast<std::ptrdiff_t>(fixedValues));
+    Run run(experiment, *instance);
+    run.initialize();
+    const bool everyPoint = options.record.all || record.needsEveryPoint();
+    if (everyPoint) observe(run.time());
+    while (run.goesOn() && interrupted() == 0) {
+      if (run.step() && everyPoint) observe(run.time());
+      writeLateRows();
+    }
+    if (run.goesOn()) return false;
+    if (!everyPoint) observe(run.time());
+    run.terminate();
+  } catch (const Failure& failure) {
+    if (writing) throw;
+    error = printable(failure.what());
+  }
+  lastFailed = !error.empty();
+  if (lastFailed) {
+    ++runsFailed;
+    if (runsFailed == 1) firstReason = error;
+  }
+  ++runsDone;
+  writeRow(error);
+  return true;
+}
+
+void Batch::prepareInstance() {
+  if (instance && !std::exchange(instanceUsed, true)) return;
+  if (instance && (resetAlways || !lastFailed)) {
+    try {
+      return instance->reset();
+    } catch (const Failure&) {
+      if (!instance->isUsable()) throw;
+    }
+  }
+  // Freed first: an instance may be the only one that its process can have.
+  instance.reset();
+  instance.emplace(directory, experiment.model, options.logging);
+}
+
+void Batch::observe(double time) {
+  point.readFrom(*instance);
+  finite.check(time, point.values, " in run " + std::to_string(row.number));
+  if (!options.record.all) return record.add(time, point.values);
+  const auto busy = rows->busy();
+  writing = true;
+  output->add(row.number);
+  output->add(time);
+  for (const Cell& cell : point.values) output->add(cell);
+  if (output->endRow()) runsWritten = runsDone;
+  writing = false;
+}
+
+void Batch::writeRow(const std::string& error) {
+  if (options.record.all) {
+    if (!error.empty()) warn("run " + std::to_string(row.number) + ": " + error);
+    return;
+  }
+  const auto busy = rows->busy();
+  output->add(row.number);
+  for (const Cell& cell : row.values) output->add(cell);
+  if (error.empty()) {
+    record.writeTo(*output);
+    output->addEmpty();
+  } else {
+    record.skipIn(*output);
+    output->add(std::string_view(error));
+  }
+  if (output->endRow()) runsWritten = runsDone;
+}
+
+void Batch::writeLateRows() {
+  if (!output->isLate()) return;
+  const auto busy = rows->busy();
+  writing = true;
+  flushRows();
+  writing = false;
+}
+
+void Batch::flushRows() {
+  if (output->flush()) runsWritten = runsDone;
+}
+
+void Batch::summarize() const {
+  std::printf("%s: %s of %s in %.3g s\n", printable(experiment.model.modelName).c_str(),
+              counted(runsDone, "run").c_str(), counted(experiment.grid.steps, "step").c_str(),
+              wallTime);
+  if (!options.tableName.empty()) std::printf("Wrote %s\n", printable(options.tableName).c_str());
+}

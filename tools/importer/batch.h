@@ -1,0 +1,82 @@
+// Many runs of an FMU in this process, as a table says them: the FMU is loaded and instantiated
+// once, and reset between two runs. Each run sets all that the table has a column for, so that
+// nothing of the run before stays.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "base/forced_end.h"
+#include "importer/experiment.h"
+#include "importer/finite_check.h"
+#include "importer/run_table.h"
+#include "output/row_file.h"
+#include "output/run_record.h"
+
+struct BatchOptions {
+  ExperimentOptions experiment;
+  std::filesystem::path runs;   // "-" is stdin
+  std::filesystem::path table;  // where the results go
+  std::string tableName;        // for messages; empty when nobody needs to be told
+  RecordOptions record;
+  FmuLogging logging;
+  bool failOnNan = false;
+  bool quiet = false;
+};
+
+class Batch {
+ public:
+  // Throws Failure for what the FMU does not have, and for a file of runs that has something wrong
+  // in it. Both arguments must outlive the object.
+  Batch(const BatchOptions& options, const ModelDescription& model);
+
+  // All runs, until the user interrupts. A run that fails is followed by a new instance, which
+  // leaves nothing to chance, or if `resetAlways` by a reset, as every other run is. When something
+  // ends the whole, the rows so far become the table.
+  void run(const std::filesystem::path& directory, bool resetAlways);
+  void summarize() const;
+
+  long long runs() const { return runsDone; }
+  long long failedRuns() const { return runsFailed; }
+  const std::string& firstFailure() const { return firstReason; }
+
+ private:
+  void refuseTwoSources() const;
+  void openTable();
+  void runAll();
+  // False when the user interrupted the run.
+  bool runOnce();
+  void prepareInstance();
+  void observe(double time);
+  void writeRow(const std::string& error);
+  // Of runs that are over, when they have waited long enough.
+  void writeLateRows();
+  void flushRows();
+  std::string keepRows();
+
+  const BatchOptions& options;
+  Experiment experiment;
+  RunTable table;
+  const std::size_t fixedValues;  // start values of all runs; those of a row come behind them
+  VariableGroup point;
+  FiniteCheck finite;
+  RunRecord record;
+
+  std::filesystem::path directory;
+  bool resetAlways = false;
+  std::optional<FmuInstance> instance;
+  bool instanceUsed = false;
+  bool lastFailed = false;
+
+  RunRow row;                       // of the current run
+  std::optional<RowFile> output;    // until it is closed
+  std::optional<AtForcedEnd> rows;  // keeps them, as long as there are runs
+  bool writing = false;             // a Failure is about the table, not about the run
+
+  long long runsDone = 0, runsFailed = 0;
+  long long runsWritten = 0;
+  double wallTime = 0.0;  // of the runs, in seconds
+  std::string firstReason;
+};

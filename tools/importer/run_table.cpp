@@ -1,0 +1,154 @@
+#include "importer/run_table.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+
+#include "base/failure.h"
+#include "base/interrupts.h"
+#include "base/text.h"
+#include "importer/experiment.h"
+#include "importer/variable_values.h"
+
+namespace {
+
+// How long a signal that came to another thread may go unnoticed.
+constexpr int milliseconds = 100;
+
+}  // namespace
+
+RunTable::RunTable(const std::filesystem::path& file, const VariableNames& known)
+    : names(known),
+      name(file == "-" ? "stdin" : file.string()),
+      descriptor(file == "-" ? STDIN_FILENO : open(file.c_str(), O_RDONLY | O_CLOEXEC)) {
+  if (descriptor < 0) throw Failure("cannot read " + name + ": " + std::strerror(errno));
+  try {
+    readHeader();
+    struct stat status {};
+    if (file != "-" && fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) readToTheEnd();
+  } catch (...) {
+    close(descriptor);
+    throw;
+  }
+}
+
+RunTable::~RunTable() {
+  if (descriptor != STDIN_FILENO) close(descriptor);
+}
+
+void RunTable::readHeader() {
+  lines.emplace(name);
+  ended = false;
+  nowWaitingFor("the header of the runs");
+  while (!take(milliseconds))
+    if (interrupted() != 0) throw Failure("the runs were not read to their header");
+  if (!taken) throw Failure(name + " is empty, expected a header line");
+  taken = false;
+  headerLine = lines->lineNumber();
+  columns.clear();
+  numberColumn.reset();
+  for (std::size_t i = 0; i < cells.size(); ++i) {
+    const std::string& wanted = cells[i].text;
+    const std::string place = placeInTable(name, headerLine, i + 1);
+    const bool isNumber = wanted == "run" && !names.has(wanted);
+    const ScalarVariable* const variable = isNumber ? nullptr : &findSettable(names, wanted, place);
+    if (isNumber ? numberColumn.has_value() : std::ranges::find(columns, variable) != columns.end())
+      throw Failure(place + ": '" + printable(wanted) + "' has a column already");
+    if (isNumber) {
+      numberColumn = i;
+    } else {
+      columns.push_back(variable);
+    }
+  }
+}
+
+void RunTable::readToTheEnd() {
+  nowWaitingFor("the runs to be read");
+  RunRow row;
+  while (next(row)) continue;
+  if (interrupted() != 0) throw Failure(name + " was not read to its end");
+  if (counted == 0) throw Failure(name + " has no lines behind the header, expected at least one");
+  rows = counted;
+  counted = 0;
+  if (lseek(descriptor, 0, SEEK_SET) != 0)
+    throw Failure("cannot read " + name + " again: " + std::strerror(errno));
+  readHeader();
+}
+
+bool RunTable::take(int patience) {
+  if (taken || (taken = lines->next(cells)) || ended) return true;
+  pollfd stream = {descriptor, POLLIN, 0};
+  if (poll(&stream, 1, patience) <= 0) return false;
+  std::array<char, 1 << 16> piece;
+  const ssize_t length = read(descriptor, piece.data(), piece.size());
+  if (length < 0 && (errno == EINTR || errno == EAGAIN)) return false;
+  if (length < 0) throw Failure("cannot read " + name + ": " + std::strerror(errno));
+  ended = length == 0;
+  if (ended) {
+    lines->end();
+  } else {
+    lines->add({piece.data(), static_cast<std::size_t>(length)});
+  }
+  taken = lines->next(cells);
+  return taken || ended;
+}
+
+bool RunTable::ready() {
+  return take(0);
+}
+
+bool RunTable::next(RunRow& row) {
+  while (interrupted() == 0) {
+    if (!take(milliseconds)) continue;
+    if (!taken) return false;
+    taken = false;
+    row = parsed();
+    ++counted;
+    return true;
+  }
+  return false;
+}
+
+RunRow RunTable::parsed() const {
+  lines->requireCells(cells, columns.size() + (numberColumn ? 1 : 0));
+  RunRow row{counted + 1, {}};
+  row.values.reserve(columns.size());
+  for (std::size_t i = 0; i < cells.size(); ++i) {
+    const CsvCell& cell = cells[i];
+    if (numberColumn == i) {
+      row.number = numberIn(cell, i + 1);
+      continue;
+    }
+    const ScalarVariable& variable = *columns[row.values.size()];
+    if (cell.text.empty() && !(cell.quoted && variable.type == "String"))
+      lines->fail(i + 1, "the cell is empty, expected a value for '" + printable(variable.name) +
+                             (variable.type == "String" ? "'; \"\" is an empty text" : "'"));
+    try {
+      row.values.push_back(parseValue(variable, cell.text));
+    } catch (const Failure& failure) {
+      lines->fail(i + 1, failure.what());
+    }
+  }
+  return row;
+}
+
+long long RunTable::numberIn(const CsvCell& cell, std::size_t column) const {
+  long long number = 0;
+  const char* const end = cell.text.data() + cell.text.size();
+  const auto [rest, error] = std::from_chars(cell.text.data(), end, number);
+  if (error != std::errc() || rest != end)
+    lines->fail(column, shownCell(cell.text) + " is no number of a run, expected a whole number");
+  return number;
+}
+
+std::string RunTable::placeOf(std::size_t variable) const {
+  const std::size_t shift = numberColumn && *numberColumn <= variable ? 1 : 0;
+  return placeInTable(name, headerLine, variable + shift + 1);
+}

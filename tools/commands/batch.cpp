@@ -2,18 +2,14 @@
 // count of the runs that failed.
 #include "importer/batch.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
-#include <cerrno>
-#include <cstring>
 #include <memory>
 #include <sstream>
 
 #include "base/failure.h"
 #include "base/interrupts.h"
 #include "base/overwriting.h"
+#include "base/standard_streams.h"
 #include "base/text.h"
 #include "commands/command.h"
 #include "commands/ready_fmu.h"
@@ -23,7 +19,6 @@ namespace {
 struct Options {
   FmuOptions fmu;
   BatchOptions batch;
-  std::filesystem::path outputFile;
   std::string record;
 };
 
@@ -34,26 +29,16 @@ std::vector<std::string> separated(const std::string& list) {
   return words;
 }
 
-// Where stdout leads. What models and the JVM print goes to stderr from now on, so that nothing
-// gets between the rows.
-std::filesystem::path takeStandardOutput() {
-  const int descriptor = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-  if (descriptor < 0 || dup2(STDERR_FILENO, STDOUT_FILENO) < 0)
-    throw Failure(std::string("the standard output cannot be used: ") + std::strerror(errno));
-  return "/proc/self/fd/" + std::to_string(descriptor);
-}
-
 void runBatch(Options& options) {
   BatchOptions& batch = options.batch;
   batch.record = parseRecord(separated(options.record));
   std::vector<NamedFile> read = filesOf(options.fmu);
   read.push_back({"--input-file", batch.experiment.inputFile});
-  const bool toStdout = options.outputFile == "-";
+  const bool toStdout = isStandardOutput(batch.outputFile);
   if (batch.runs != "-") read.push_back({"--runs", batch.runs});
-  if (!toStdout) refuseOverwriting(read, {{"--output-file", options.outputFile}});
+  if (!toStdout) refuseOverwriting(read, {{"--output-file", batch.outputFile}});
   catchInterrupts();
-  batch.table = toStdout ? takeStandardOutput() : options.outputFile;
-  if (!toStdout) batch.tableName = options.outputFile.string();
+  if (toStdout) keepStandardOutputForResult();
   ReadyFmu fmu(options.fmu);
   Batch runs(batch, fmu.description());
   fmu.startJvmIfNeeded();
@@ -62,13 +47,14 @@ void runBatch(Options& options) {
   runs.run(fmu.path(), fmu.usesJvm());
   if (!batch.quiet && !toStdout) runs.summarize();
   if (interrupted() != 0)
-    throw Failure("the batch stopped after " + counted(runs.runs(), "run") +
-                  (runs.runs() > 0 && !toStdout
-                       ? ", whose rows are in " + options.outputFile.string()
-                       : std::string()));
+    throw Failure(
+        "the batch stopped after " + counted(runs.runs(), "run") +
+        (runs.wroteRows() && !toStdout ? "; the rows so far are in " + nameOfTable(batch.outputFile) : ""));
   if (runs.failedRuns() > 0)
     throw Failure(std::to_string(runs.failedRuns()) + " of " + counted(runs.runs(), "run") +
-                  " failed, the first because " + runs.firstFailure());
+                  " failed, see the " +
+                  (batch.record.all ? "messages above" : "column error of " + nameOfTable(batch.outputFile)) +
+                  "; the first one: " + runs.firstFailure());
 }
 
 constexpr const char* examples = R"(
@@ -112,7 +98,7 @@ void addBatchCommand(CLI::App& app) {
   addExperimentOptions(*command, options->batch.experiment);
 
   const std::string results = "Results";
-  command->add_option("--output-file", options->outputFile, "The table to write; - for stdout")
+  command->add_option("--output-file", options->batch.outputFile, "The table to write; - for stdout")
       ->required()
       ->type_name("CSV")
       ->group(results);

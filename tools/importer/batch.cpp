@@ -55,7 +55,7 @@ void Batch::run(const fs::path& unpacked, bool resetsAlways) {
     throw Failure(failure.what() + (kept.empty() ? kept : "; " + kept), failure.exitCode);
   }
   wallTime = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-  if (runsDone > 0 || interrupted() == 0) output->close();
+  if (wroteRows() || interrupted() == 0) output->close();
   output.reset();
   instance.reset();
 }
@@ -72,26 +72,25 @@ void Batch::openTable() {
     for (const std::string& name : record.columns(taken)) names.push_back(name);
     names.emplace_back("error");
   }
-  output.emplace(options.table);
+  output.emplace(options.outputFile);
   for (const std::string& name : names) output->add(std::string_view(name));
   output->endRow();
   // After the file, whose own end would be to go.
   rows.emplace([this] { return keepRows(); });
 }
 
-// Makes the rows so far the result, and says how many runs are in it.
+// Makes the rows so far the result, and says how far they go.
 std::string Batch::keepRows() {
-  if (!output || runsDone == 0) return {};
+  if (!output || !wroteRows()) return {};
   try {
     flushRows();
   } catch (const Failure&) {  // then the table ends with the rows before
   }
   try {
-    if (runsWritten == 0) return {};
+    if (!lastWritten) return {};
     output->close();
-    return options.tableName.empty()
-               ? std::string()
-               : options.tableName + " has the rows of " + counted(runsWritten, "run");
+    if (isStandardOutput(options.outputFile)) return {};  // who reads the rows has them
+    return nameOfTable(options.outputFile) + " has the rows up to run " + std::to_string(*lastWritten);
   } catch (const Failure& failure) {
     return failure.what();
   }
@@ -109,7 +108,7 @@ void Batch::runAll() {
     if (!table.next(row) || !runOnce()) return;
     if (instance && !instance->isUsable())
       throw Failure("run " + std::to_string(row.number) +
-                    " ended the FMU, of which nothing may be called any more: " + firstReason);
+                    " ended the FMU, of which nothing may be called any more: " + lastReason);
     if (table.count()) progress.show(runsDone, *table.count());
   }
 }
@@ -130,25 +129,23 @@ bool Batch::runOnce() {
       writeLateRows();
     }
     if (run.goesOn()) return false;
+    if (run.wasEndedByFmu()) noteEndByFmu(run.time());
     if (!everyPoint) observe(run.time());
     run.terminate();
   } catch (const Failure& failure) {
     if (writing) throw;
     error = printable(failure.what());
   }
-  lastFailed = !error.empty();
-  if (lastFailed) {
-    ++runsFailed;
-    if (runsFailed == 1) firstReason = error;
-  }
   ++runsDone;
+  if (!error.empty() && ++runsFailed == 1) firstReason = error;
+  lastReason = error;
   writeRow(error);
   return true;
 }
 
 void Batch::prepareInstance() {
   if (instance && !std::exchange(instanceUsed, true)) return;
-  if (instance && (resetAlways || !lastFailed)) {
+  if (instance && (resetAlways || lastReason.empty())) {
     try {
       return instance->reset();
     } catch (const Failure&) {
@@ -169,8 +166,15 @@ void Batch::observe(double time) {
   output->add(row.number);
   output->add(time);
   for (const Cell& cell : point.values) output->add(cell);
-  if (output->endRow()) runsWritten = runsDone;
+  endRow();
   writing = false;
+}
+
+// Its values are those of another time than in the other rows.
+void Batch::noteEndByFmu(double time) {
+  if (std::exchange(warnedOfEnd, true)) return;
+  warn("the FMU ended run " + std::to_string(row.number) + " at t=" + numberText(time) +
+       ", before the stop time (said once)");
 }
 
 void Batch::writeRow(const std::string& error) {
@@ -188,7 +192,12 @@ void Batch::writeRow(const std::string& error) {
     record.skipIn(*output);
     output->add(std::string_view(error));
   }
-  if (output->endRow()) runsWritten = runsDone;
+  endRow();
+}
+
+void Batch::endRow() {
+  lastGiven = row.number;
+  if (output->endRow()) lastWritten = lastGiven;
 }
 
 void Batch::writeLateRows() {
@@ -200,12 +209,12 @@ void Batch::writeLateRows() {
 }
 
 void Batch::flushRows() {
-  if (output->flush()) runsWritten = runsDone;
+  if (output->flush()) lastWritten = lastGiven;
 }
 
 void Batch::summarize() const {
   std::printf("%s: %s of %s in %.3g s\n", printable(experiment.model.modelName).c_str(),
               counted(runsDone, "run").c_str(), counted(experiment.grid.steps, "step").c_str(),
               wallTime);
-  if (!options.tableName.empty()) std::printf("Wrote %s\n", printable(options.tableName).c_str());
+  std::printf("Wrote %s\n", printable(nameOfTable(options.outputFile)).c_str());
 }

@@ -17,9 +17,8 @@
 
 struct BatchOptions {
   ExperimentOptions experiment;
-  std::filesystem::path runs;   // "-" is stdin
-  std::filesystem::path table;  // where the results go
-  std::string tableName;        // for messages; empty when nobody needs to be told
+  std::filesystem::path runs;        // "-" is stdin
+  std::filesystem::path outputFile;  // "-" is stdout
   RecordOptions record;
   FmuLogging logging;
   bool failOnNan = false;
@@ -41,6 +40,7 @@ class Batch {
   long long runs() const { return runsDone; }
   long long failedRuns() const { return runsFailed; }
   const std::string& firstFailure() const { return firstReason; }
+  bool wroteRows() const { return lastGiven.has_value(); }
 
  private:
   void refuseTwoSources() const;
@@ -50,8 +50,10 @@ class Batch {
   bool runOnce();
   void prepareInstance();
   void observe(double time);
+  void noteEndByFmu(double time);
   void writeRow(const std::string& error);
-  // Of runs that are over, when they have waited long enough.
+  void endRow();
+  // Those that have waited long enough.
   void writeLateRows();
   void flushRows();
   std::string keepRows();
@@ -68,7 +70,6 @@ class Batch {
   bool resetAlways = false;
   std::optional<FmuInstance> instance;
   bool instanceUsed = false;
-  bool lastFailed = false;
 
   RunRow row;                       // of the current run
   std::optional<RowFile> output;    // until it is closed
@@ -76,7 +77,9 @@ class Batch {
   bool writing = false;             // a Failure is about the table, not about the run
 
   long long runsDone = 0, runsFailed = 0;
-  long long runsWritten = 0;
-  double wallTime = 0.0;  // of the runs, in seconds
-  std::string firstReason;
+  // The runs of the last rows that were given and written.
+  std::optional<long long> lastGiven, lastWritten;
+  double wallTime = 0.0;                // of the runs, in seconds
+  std::string firstReason, lastReason;  // of runs that failed; the last is empty if it did not
+  bool warnedOfEnd = false;             // of a run by the FMU
 };

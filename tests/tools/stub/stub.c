@@ -87,6 +87,16 @@ static void repeat(Stub* stub) {
   strcpy(stub->strings[1], stub->strings[0]);
 }
 
+static void startAnew(Stub* stub, const fmi2CallbackFunctions* importer) {
+  const Stub started = {.importer = importer,
+                        .reals = {1.5, 0, 2, 0},
+                        .integers = {-3, 0, 2, 0},
+                        .booleans = {fmi2True, 0, 0, 0},
+                        .strings = {"none"}};
+  *stub = started;
+  strcpy(stub->strings[3], setlocale(LC_ALL, NULL));
+}
+
 const char* fmi2GetVersion(void) {
   const char* const version = getenv("STUB_VERSION");
   strcpy(call, "fmi2GetVersion()");
@@ -98,13 +108,7 @@ fmi2Component fmi2Instantiate(fmi2String name, fmi2Type type, fmi2String guid, f
                               const fmi2CallbackFunctions* importer, fmi2Boolean visible,
                               fmi2Boolean loggingOn) {
   Stub* const stub = importer->allocateMemory(1, sizeof(Stub));
-  const Stub started = {.importer = importer,
-                        .reals = {1.5, 0, 2, 0},
-                        .integers = {-3, 0, 2, 0},
-                        .booleans = {fmi2True, 0, 0, 0},
-                        .strings = {"none"}};
-  *stub = started;
-  strcpy(stub->strings[3], setlocale(LC_ALL, NULL));
+  startAnew(stub, importer);
   begin(stub, "fmi2Instantiate(");
   say("instanceName=\"%s\", fmuType=%s, fmuGUID=\"%s\", fmuResourceLocation=\"%s\", ", name,
       type == fmi2CoSimulation ? "fmi2CoSimulation" : "another", guid, resources);
@@ -118,6 +122,12 @@ void fmi2FreeInstance(fmi2Component stub) {
   strcpy(call, "fmi2FreeInstance()");
   traceCall("");
   ((Stub*)stub)->importer->freeMemory(stub);
+}
+
+fmi2Status fmi2Reset(fmi2Component stub) {
+  startAnew(stub, ((Stub*)stub)->importer);
+  begin(stub, "fmi2Reset()");
+  return end(stub);
 }
 
 fmi2Status fmi2SetupExperiment(fmi2Component stub, fmi2Boolean toleranceDefined, fmi2Real tolerance,

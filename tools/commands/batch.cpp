@@ -1,6 +1,7 @@
 // `zelvox batch`: runs one FMU many times, with the JVM in this process, from the options to the
 // count of the runs that failed.
 #include "importer/batch.h"
+#include "jvm/options.h"
 
 #include <CLI/CLI.hpp>
 #include <memory>
@@ -39,6 +40,9 @@ void runBatch(Options& options) {
   if (!toStdout) refuseOverwriting(read, {{"--output-file", batch.outputFile}});
   catchInterrupts();
   if (toStdout) keepStandardOutputForResult();
+  std::vector<std::string>& jvm = options.fmu.jvmOptions;
+  const std::vector<std::string> heap = smallHeapOptions(jvm);
+  jvm.insert(jvm.begin(), heap.begin(), heap.end());
   ReadyFmu fmu(options.fmu);
   Batch runs(batch, fmu.description());
   fmu.startJvmIfNeeded();

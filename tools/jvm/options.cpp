@@ -1,5 +1,7 @@
 #include "jvm/options.h"
 
+#include <cstdlib>
+
 namespace fs = std::filesystem;
 
 std::vector<std::string> jvmOptions(const std::vector<fs::path>& classPath,
@@ -16,4 +18,14 @@ std::vector<std::string> jvmOptions(const std::vector<fs::path>& classPath,
       "-XX:-MaxFDLimit"};  // the program's limits are not the JVM's to raise
   options.insert(options.end(), users.begin(), users.end());
   return options;
+}
+
+std::vector<std::string> smallHeapOptions(const std::vector<std::string>& users) {
+  std::vector<std::string> said = users;
+  for (const char* const name : {"JAVA_TOOL_OPTIONS", "_JAVA_OPTIONS"})
+    if (const char* const value = std::getenv(name)) said.emplace_back(value);
+  for (const std::string& text : said)
+    for (const char* const word : {"GC", "-Xm", "Heap", "RAM", "NewSize", "@"})
+      if (text.find(word) != std::string::npos) return {};
+  return {"-XX:+UseSerialGC", "-Xms32m"};
 }

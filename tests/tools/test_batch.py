@@ -114,8 +114,10 @@ class Batch(Case):
             self.assertEqual([[cell.replace("-nan", "nan") for cell in row[2:]] for row in rows[1:]], [good, bad, good])
 
     def test_rows_of_stdin_are_answered_before_the_next_comes(self):
-        process = self.start("batch", motor(), "--runs=-", "--output-file=-", "--output-variable=voltage",
-                             "--jvm-option=-Xlog:gc")  # which prints to stdout
+        self.write("Loud.java", "import com.zelvox.qorbetta.*; public class Loud extends FieldModel {"
+                   "@Input double voltage; protected void step(double t, double h) {}"
+                   'protected void initialize() { System.out.println("on stdout"); }}')
+        process = self.start("batch", "Loud.java", "--runs=-", "--output-file=-", "--output-variable=voltage")
         process.stdin.write('"voltage"\n')
         for i in range(3):
             process.stdin.write(f"{i}")

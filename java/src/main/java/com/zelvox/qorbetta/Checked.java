@@ -46,8 +46,16 @@ final class Checked {
 
     /** Whether every character may stand in the XML file that tools make of the description. */
     private static boolean isText(String text, String legalControls) {
-        return text.codePoints().allMatch(c -> legalControls.indexOf(c) >= 0
-                || !Character.isISOControl(c) && Character.getType(c) != Character.SURROGATE
-                && c != 0xFFFE && c != 0xFFFF);
+        for (int i = 0; i < text.length(); ) {
+            int c = text.codePointAt(i);
+            boolean legal = legalControls.indexOf(c) >= 0
+                    || !Character.isISOControl(c) && Character.getType(c) != Character.SURROGATE
+                    && c != 0xFFFE && c != 0xFFFF;
+            if (!legal) {
+                return false;
+            }
+            i += Character.charCount(c);
+        }
+        return true;
     }
 }

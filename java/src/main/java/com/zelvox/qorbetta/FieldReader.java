@@ -87,17 +87,18 @@ final class FieldReader {
             classes.addFirst(c);
         }
         for (Class<?> c : classes) {
-            for (UnitDefinition unit : c.getAnnotationsByType(UnitDefinition.class)) {
+            ClassFields declared = ClassFields.of(c);
+            for (UnitDefinition unit : declared.units) {
                 UnitDefinition known = units.putIfAbsent(unit.name(), unit);
                 if (known != null && !known.equals(unit)) {
                     throw new IllegalArgumentException(c.getName() + " defines the unit '"
                             + unit.name() + "', which is defined otherwise already");
                 }
             }
-            // HotSpot answers fields in the order of declaration, which Java itself leaves open.
-            for (Field field : c.getDeclaredFields()) {
+            for (int i = 0; i < declared.fields.length; i++) {
+                Field field = declared.fields[i];
                 try {
-                    readField(object, field, prefix + field.getName());
+                    readField(object, field, prefix + field.getName(), declared.declarations[i]);
                 } catch (IllegalAccessException e) {
                     throw new AssertionError(e); // fields are made accessible before
                 }
@@ -105,10 +106,11 @@ final class FieldReader {
         }
     }
 
-    private void readField(Object owner, Field field, String name) throws IllegalAccessException {
+    /** @param declaration null for a field that is no variable */
+    private void readField(Object owner, Field field, String name, Declaration declaration)
+            throws IllegalAccessException {
         Map<String, Object> objects;
         try {
-            Declaration declaration = Declaration.of(field);
             if (declaration != null) {
                 readVariables(owner, field, name, declaration);
                 return;

@@ -1,7 +1,6 @@
 // `zelvox batch`: runs one FMU many times, with the JVM in this process, from the options to the
 // count of the runs that failed.
 #include "importer/batch.h"
-#include "jvm/options.h"
 
 #include <CLI/CLI.hpp>
 #include <memory>
@@ -14,6 +13,7 @@
 #include "base/text.h"
 #include "commands/command.h"
 #include "commands/ready_fmu.h"
+#include "jvm/options.h"
 
 namespace {
 
@@ -71,7 +71,8 @@ The runs are a comma-separated table with a column for each input or parameter t
   "voltage","R"
   12,0.5
   24,0.5
-An input keeps its value over the run. A column "run" gives the runs other numbers than 1, 2, 3.
+An input keeps its value over the run. What else is set holds for all runs: --start-value, and inputs
+over time by --input-file, a table as for zelvox simulate. A column "run" gives the runs other numbers than 1, 2, 3.
 
 The result has one row a run: run, the row of --runs, the outputs at the end (NAME.final where NAME
 is a column already), error. --record minimum,maximum,mean,final, or some of them, has the columns

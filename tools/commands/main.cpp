@@ -21,6 +21,7 @@ From a Java file to a picture, and to an FMU:
   zelvox pack Tank.java
   zelvox info Tank.fmu
   zelvox simulate Tank.fmu --stop-time 2 --start-value inflow=0.4 --output-file tank.csv
+  zelvox batch Tank.fmu --runs runs.csv --output-file results.csv
 
 In an importer that knows nothing of Java, and when something does not work:
   zelvox exec -- fmpy simulate motor.fmu

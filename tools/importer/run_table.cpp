@@ -34,12 +34,16 @@ RunTable::RunTable(const std::filesystem::path& file, const VariableNames& known
     struct stat status {};
     if (file != "-" && fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) readToTheEnd();
   } catch (...) {
-    close(descriptor);
+    closeFile();
     throw;
   }
 }
 
 RunTable::~RunTable() {
+  closeFile();
+}
+
+void RunTable::closeFile() {
   if (descriptor != STDIN_FILENO) close(descriptor);
 }
 

@@ -39,6 +39,7 @@ class RunTable {
   std::optional<long long> count() const { return rows; }
 
  private:
+  void closeFile();
   void readHeader();
   void readToTheEnd();
   // Takes the next line from the text that is there, or else from what comes within so many

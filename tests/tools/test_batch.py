@@ -38,7 +38,7 @@ class Batch(Case):
 
     def test_runs_are_those_of_simulate_and_know_nothing_of_each_other(self):
         self.write("load.csv", "time,load\n0,0\n0.02,0.05\n")
-        common = ("--stop-time=0.03", "--start-value=J=2e-4", "--input-file=load.csv")
+        common = ("--stop-time=0.031", "--output-interval=0.002", "--step-size=0.001", "--start-value=J=2e-4", "--input-file=load.csv")
         values = [("12", "0.5"), ("24", "0.75"), ("-3", "-1"), ("6", "7"), ("12", "0.5")]
         runs = "run,voltage,R\n" + "".join(f"{7 * i},{voltage},{r}\r\n" for i, (voltage, r) in enumerate(values))
         rows, err = self.batch(motor(), runs, *common, "--record", ",".join(STATISTICS), "--log-fmi-calls", code=1)
@@ -139,7 +139,7 @@ class Batch(Case):
         for runs, reason in (
                 ("", "runs.csv is empty"), ("mass\n", "has no lines behind the header"),
                 ("mass,gera\n1,1\n", "line 1, column 2: .* did you mean 'gear'"), ("moved\n1\n", "column 1: .*an output"),
-                ("mass,mass\n1,1\n", "column 2: 'mass' has a column already"), ("run,run\n1,1\n", "has a column already"),
+                ("mass;set\n1;1,5\n", "semicolons between them"), ("mass,mass\n1,1\n", "column 2: 'mass' has a column already"), ("run,run\n1,1\n", "has a column already"),
                 ("run,mass\n1,1\n1.5,1\n", "line 3, column 1: '1.5' is no number of a run"),
                 ("mass,count\n1,1\n\n2,\n", "line 4, column 2: the cell is empty, expected a value for 'count'"),
                 ("mass,count\n1,1\n2,1e99\n", "line 3, column 2: '1e99' is no value for 'count', expected an integer"),

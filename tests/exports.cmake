@@ -1,6 +1,6 @@
 # Looks at the library as the dynamic loader does: it exports what interface.c calls and nothing
 # else, and finds its JVM by the soname alone.
-#   cmake -D NM= -D READELF= -D LIBRARY= -D INTERFACE= -D SHIPPED= -P exports.cmake
+#   cmake -D NM= -D READELF= -D LIBRARY= -D PRELOADED= -D INTERFACE= -D SHIPPED= -P exports.cmake
 function(symbols variable)
   execute_process(COMMAND ${NM} ${ARGN} OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
   string(REGEX MATCHALL "[^ \n]+\n" names "${output}")
@@ -21,6 +21,13 @@ execute_process(COMMAND ${READELF} -d ${LIBRARY} OUTPUT_VARIABLE dynamic COMMAND
 if(NOT dynamic MATCHES "NEEDED[^\n]*\\[libjvm\\.so\\]" OR dynamic MATCHES "RPATH|RUNPATH")
   message(SEND_ERROR "libjvm.so must be needed, and no path given:\n${dynamic}")
 endif()
+
+foreach(file IN ITEMS ${LIBRARY} ${PRELOADED})
+  execute_process(COMMAND ${READELF} -dlW ${file} OUTPUT_VARIABLE headers COMMAND_ERROR_IS_FATAL ANY)
+  if(NOT headers MATCHES "GNU_RELRO" OR NOT headers MATCHES "BIND_NOW")
+    message(SEND_ERROR "${file} leaves its table of functions writable")
+  endif()
+endforeach()
 
 # `zelvox pack` replaces it in a copy.
 set(guid "{6F1C2D3A-8B4E-4F70-9A1D-2E5B7C9D0F13}")

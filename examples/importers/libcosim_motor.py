@@ -1,7 +1,7 @@
-"""Runs the DC motor in libcosim: pip install libcosimpy, and JPype1 for the second way.
+"""Runs the DC motor in libcosim: pip install libcosimpy, and zelvox-fmu JPype1 for the second way.
 
     zelvox exec -- python3 libcosim_motor.py motor.fmu motor.csv
-    python3 libcosim_motor.py motor.fmu motor.csv /usr/local/share/java/zelvox.jar
+    python3 libcosim_motor.py motor.fmu motor.csv --start-jvm
 
 The first way has a JVM before Python begins; the second one starts it here.
 """
@@ -17,12 +17,11 @@ from libcosimpy.CosimSlave import CosimLocalSlave
 STEP, STEPS = 1e-3, 500  # s
 
 
-def main(fmu, output_file, zelvox_jar=None):
-    if zelvox_jar is not None:
-        import jpype
+def main(fmu, output_file, start_jvm=None):
+    if start_jvm == "--start-jvm":
+        import zelvox
 
-        # On the class path from the start: what is added later is not seen by the FMU.
-        jpype.startJVM("-Xss8m", "-Xrs", classpath=[zelvox_jar])
+        zelvox.start_jvm()
     log_output_level(CosimLogLevel.WARNING)  # by default every call of the FMU is logged
     execution = CosimExecution.from_step_size(step_size=int(STEP * 1e9))  # nanoseconds
     # Each local slave gets a name and a copy of the library of its own, so several may run in parallel.

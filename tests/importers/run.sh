@@ -43,7 +43,10 @@ case $case in
       --start-values voltage 12 load 0.01 --output-variables speed current --output-file "$result"
     ;;
   *-exec) in_jvm "$python" "$examples/${case%-exec}_motor.py" motor.fmu "$result" ;;
-  *-jpype) "$python" "$examples/${case%-jpype}_motor.py" motor.fmu "$result" "$jar" ;;
+  *-jpype)
+    PYTHONPATH=$here/../../python ZELVOX_PROGRAM=$zelvox \
+      "$python" -B "$examples/${case%-jpype}_motor.py" motor.fmu "$result" --start-jvm
+    ;;
   fmi4j)
     javac -d fmi4j -cp "fmi4j/*" "$examples/fmi4j/Motor.java"
     java -cp "$jar:fmi4j:fmi4j/*" Motor motor.fmu "$result"

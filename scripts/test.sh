@@ -6,7 +6,7 @@ cd "$(dirname "$0")/.."
 
 install_missing g++ cmake ninja-build pkg-config default-jdk-headless libutfcpp-dev libgtest-dev \
   libcli11-dev nlohmann-json3-dev libpugixml-dev libzip-dev uuid-dev junit4 gnuplot-nox libxml2-utils libtbb12 \
-  python3 python3-venv maven
+  python3 python3-venv maven help2man
 
 for preset in release sanitize; do
   say "Building and testing: $preset"

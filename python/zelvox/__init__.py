@@ -18,5 +18,5 @@ __all__ = ["__version__", "attach_thread", "start_jvm", "study"]
 
 def __getattr__(name: str):
     if name == "study":  # brings libraries that nobody else needs
-        return importlib.import_module("zelvox.study")
+        return importlib.import_module("zelvox._study.api").study
     raise AttributeError(f"module {__name__!r} has no attribute {name!r}")

@@ -1,0 +1,134 @@
+"""The console script zelvox-study."""
+
+import argparse
+import signal
+import sys
+from pathlib import Path
+from typing import Any, Optional
+
+try:
+    from zelvox._study import api, plan
+    from zelvox._study.errors import StudyError
+    from zelvox._study.parameters import HELP, parse
+    from zelvox._study.progress import Progress
+except ImportError as missing:
+    print(f"zelvox-study: {missing.name} is missing; pip install 'zelvox-fmu[study]'", file=sys.stderr)
+    sys.exit(1)
+
+_EXAMPLES = """examples:
+  zelvox-study motor.fmu --parameter J=1e-4:1e-3:20 --parameter load=0:0.2:10 \\
+      --output results.parquet --plot study.svg
+  zelvox-study motor.fmu --parameter J=lognormal:1e-4:0.2 --parameter R=uniform:0.4:0.6 \\
+      --samples 10000 --output results.parquet
+  zelvox-study motor.fmu --runs runs.csv --output results.parquet --scheduler tcp://host:8786
+
+The results are a directory with Parquet files, which pandas.read_parquet and others read as one table: run,
+the parameters, the outputs as `zelvox batch` has them, and error, which is empty for a good run. Ctrl-C or
+worse leaves the runs that are over there; the same command with --resume goes on.
+
+exit codes: 0 all runs are good, 1 some failed (the results are complete) or the study could not be made,
+2 wrong command line, 130 interrupted"""
+
+
+def _arguments() -> argparse.ArgumentParser:
+    parser = argparse.ArgumentParser(
+        prog="zelvox-study",
+        description="Run an FMU many times, on the processors of this machine or of a Dask cluster.",
+        epilog=f"{HELP}\n\n{_EXAMPLES}",
+        formatter_class=argparse.RawDescriptionHelpFormatter,
+        allow_abbrev=False,
+    )
+    parser.add_argument("fmu", type=Path, metavar="FMU", help="made by zelvox pack or by anybody else (FMI 2.0)")
+
+    runs = parser.add_argument_group("the runs")
+    runs.add_argument("--parameter", action="append", default=[], metavar="NAME=VALUES",
+                      help="an input or a parameter that differs, see below; repeatable")
+    runs.add_argument("--samples", type=int, metavar="N", help="draw N runs from distributions [all combinations of the values]")
+    runs.add_argument("--sampling", choices=("latin", "sobol"), default="latin",
+                      help="by a Latin hypercube or a scrambled Sobol sequence [latin]")
+    runs.add_argument("--seed", type=int, default=0, help="of the samples; the same one draws the same [0]")
+    runs.add_argument("--runs", type=Path, metavar="CSV",
+                      help="one row a run, as zelvox batch reads it, in place of --parameter")
+    runs.add_argument("--run-timeout", type=float, metavar="SECONDS", help="a run that takes longer fails [none]")
+
+    each = parser.add_argument_group("each run, as in zelvox batch")
+    each.add_argument("--start-time", type=float, metavar="SECONDS")
+    each.add_argument("--stop-time", type=float, metavar="SECONDS")
+    each.add_argument("--output-interval", type=float, metavar="SECONDS")
+    each.add_argument("--step-size", type=float, metavar="SECONDS")
+    each.add_argument("--start-value", action="append", default=[], metavar="NAME=VALUE")
+    each.add_argument("--input-file", type=Path, metavar="CSV")
+    each.add_argument("--output-variable", action="append", default=[], dest="output_variables", metavar="NAME")
+    each.add_argument("--record", metavar="LIST", help="all, or some of minimum,maximum,mean,final [final]")
+    each.add_argument("--fail-on-nan", action="store_true", default=None)
+    each.add_argument("--class-path", action="append", default=[], metavar="JAR", help="files, with : between them")
+    each.add_argument("--jvm-option", action="append", default=[], dest="jvm_options", metavar="OPTION")
+
+    results = parser.add_argument_group("results")
+    results.add_argument("--output", type=Path, required=True, metavar="DIRECTORY", help="a Parquet dataset")
+    results.add_argument("--resume", action="store_true", help="go on with what is there")
+    results.add_argument("--plot", type=Path, metavar="FILE", help="draw them (.svg, .png or .pdf)")
+    results.add_argument("--quiet", action="store_true", help="no progress")
+
+    where = parser.add_argument_group("where")
+    where.add_argument("--scheduler", metavar="ADDRESS", help="of a Dask cluster, such as tcp://host:8786 [this machine]")
+    where.add_argument("--workers", type=int, metavar="N", help="processes of this machine [one per processor]")
+    return parser
+
+
+def _options(arguments: argparse.Namespace) -> dict:
+    options: dict[str, Any] = {
+        name: getattr(arguments, name)
+        for name in (
+            "start_time", "stop_time", "output_interval", "step_size", "input_file", "output_variables", "record",
+            "fail_on_nan", "jvm_options",
+        )
+    }
+    options["class_path"] = [path for paths in arguments.class_path for path in paths.split(":") if path]
+    pairs = [text.partition("=") for text in arguments.start_value]
+    for name, equals, value in pairs:
+        if not name or not equals:
+            raise StudyError(f"--start-value {name}{equals}{value} is not NAME=VALUE")
+    options["start_values"] = {name: value for name, _, value in pairs}
+    return options
+
+
+def _run(arguments: argparse.Namespace) -> int:
+    parameters: dict[str, Any] = {}
+    for name, given in map(parse, arguments.parameter):
+        if name in parameters:
+            raise StudyError(f"--parameter gives {name} twice")
+        parameters[name] = given
+    chosen = plan.plan(
+        arguments.fmu,
+        plan.chosen_runs(parameters, arguments.samples, arguments.sampling, arguments.seed, arguments.runs),
+        arguments.run_timeout,
+        _options(arguments),
+    )
+    progress = Progress(arguments.quiet)
+    with api.made(chosen, arguments.output, arguments.resume, arguments.plot,
+                  arguments.scheduler, arguments.workers, progress) as store:
+        progress.say(f"{store.done} runs are in {arguments.output}")
+        failed, reason = store.failures()
+    if failed:
+        print(f"zelvox-study: {failed} of {chosen.runs.count} runs failed, the first because {reason}", file=sys.stderr)
+    return 1 if failed else 0
+
+
+def main(given: Optional[list] = None) -> None:
+    """Exits with the code that the help names."""
+    signal.signal(signal.SIGTERM, signal.default_int_handler)
+    arguments = _arguments().parse_args(given)
+    try:
+        code = _run(arguments)
+    except StudyError as problem:
+        print(f"zelvox-study: {problem}", file=sys.stderr)
+        code = 1
+    except KeyboardInterrupt:
+        print(f"zelvox-study: interrupted; the same command with --resume goes on with {arguments.output}", file=sys.stderr)
+        code = 130
+    sys.exit(code)
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,96 @@
+"""What zelvox.study does, and the command line with it."""
+
+import contextlib
+import tempfile
+from collections.abc import Iterator, Mapping
+from pathlib import Path
+from typing import Any, Optional, Union
+
+import pandas
+from distributed import Client
+
+from zelvox._study import cluster, engine, pictures
+from zelvox._study.plan import Plan, chosen_runs, plan
+from zelvox._study.progress import Progress
+from zelvox._study.store import Store
+
+PathLike = Union[str, Path]
+
+
+def study(
+    fmu: PathLike,
+    parameters: Optional[Mapping[str, Any]] = None,
+    *,
+    samples: Optional[int] = None,
+    sampling: str = "latin",
+    seed: int = 0,
+    runs: Union[PathLike, pandas.DataFrame, None] = None,
+    output: Optional[PathLike] = None,
+    resume: bool = False,
+    plot: Optional[PathLike] = None,
+    scheduler: Union[str, Client, None] = None,
+    workers: Optional[int] = None,
+    run_timeout: Optional[float] = None,
+    quiet: bool = True,
+    **options: Any,
+) -> pandas.DataFrame:
+    """Runs an FMU many times on Dask and gives one row a run: its number, its parameters, the results, and
+    the error of a run that failed, else "".
+
+    `parameters` are on a grid, each a list of values or a text as `zelvox-study --parameter` takes it, such
+    as "1e-4:1e-3:20"; with `samples` they are distributions, such as "normal:0.5:0.1", of which so many runs
+    are drawn, by `sampling` "latin" or "sobol" and `seed`. Or `runs` is a table with a column for each
+    parameter, at hand or in a file.
+
+    With `output`, a directory, the results stay there as a Parquet dataset, and `resume` goes on with a study
+    that was interrupted. `plot` draws them. `scheduler` is a Dask cluster's address or client; else `workers`
+    processes of this machine make the runs, one per processor by default. A run that takes longer than
+    `run_timeout` seconds fails. Options of `zelvox batch` are given by their names: start_time, stop_time,
+    output_interval, step_size, start_values (a mapping), input_file, output_variables, record, fail_on_nan,
+    class_path, jvm_options.
+
+    Raises StudyError where the study cannot be made.
+    """
+    chosen = plan(Path(fmu), chosen_runs(parameters, samples, sampling, seed, runs), run_timeout, options)
+    picture = Path(plot) if plot is not None else None
+    with contextlib.ExitStack() as stack:
+        if output is None:
+            output = Path(stack.enter_context(tempfile.TemporaryDirectory(prefix="zelvox-study-")), "results")
+        with made(chosen, Path(output), resume, picture, scheduler, workers, Progress(quiet)) as store:
+            return store.frame()
+
+
+@contextlib.contextmanager
+def made(
+    chosen: Plan,
+    output: Path,
+    resume: bool,
+    picture: Optional[Path],
+    scheduler: Union[str, Client, None],
+    workers: Optional[int],
+    progress: Progress,
+) -> Iterator[Store]:
+    """Makes what the place of the results misses, and draws it."""
+    if picture:
+        pictures.check(picture, chosen)
+    with contextlib.closing(Store(output, chosen.settings, chosen.runs, chosen.texts, resume)) as store:
+        try:
+            if store.done < chosen.runs.count:
+                with cluster.connected(scheduler, workers) as client:
+                    progress.say(f"Dask's dashboard: {client.dashboard_link}")
+                    try:
+                        header = cluster.prepared(client, chosen.job)
+                        progress.begin(chosen.runs.count, store.done)
+                        engine.execute(client, chosen.job, chosen.runs, store, header, progress.told)
+                    finally:
+                        cluster.forgotten(client, chosen.job)
+        except BaseException:
+            if not resume and not store.done:
+                store.remove()  # so that the same command works again
+            raise
+        finally:
+            progress.end()
+        if picture:
+            pictures.draw(store, chosen, picture)
+            progress.say(f"Drew {picture}")
+        yield store

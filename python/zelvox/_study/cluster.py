@@ -1,0 +1,94 @@
+"""The workers: processes of this machine, or a cluster that runs already; and whether each of them can make
+runs at all, before the first one is made."""
+
+import contextlib
+import logging
+import sys
+from collections.abc import Iterator
+from typing import Any, Optional, Union
+
+import dask
+from distributed import Client, LocalCluster
+
+from zelvox import __version__
+from zelvox._study.errors import StudyError
+from zelvox._study.worker import Job, StudyOnWorker, check
+
+_PATIENCE = 30  # seconds, for a scheduler to answer and a first worker to come
+
+# Evaluated on workers, which may have no zelvox to unpickle anything of.
+_VERSION = (
+    "(lambda find: getattr(__import__('zelvox'), '__version__', '?') if find('zelvox') else None)"
+    "(__import__('importlib.util', fromlist=['util']).find_spec)"
+)
+
+
+@contextlib.contextmanager
+def connected(scheduler: Union[str, Client, None], workers: Optional[int]) -> Iterator[Client]:
+    """A client of the scheduler at that address, or of as many processes of this machine."""
+    if workers is not None and (scheduler is not None or workers < 1):
+        raise StudyError("the number of workers is for those of this machine, and at least 1")
+    if isinstance(scheduler, Client):
+        yield scheduler
+        return
+    with contextlib.ExitStack() as stack:
+        if scheduler is None:
+            stack.enter_context(dask.config.set({"distributed.comm.timeouts.connect": _PATIENCE}))
+            scheduler = stack.enter_context(
+                LocalCluster(  # type: ignore[no-untyped-call]
+                    n_workers=workers,
+                    threads_per_worker=1,  # more workers for more at a time: Python has one lock each
+                    processes=True,
+                    host="127.0.0.1",
+                    dashboard_address="127.0.0.1:0",
+                    memory_limit=0,  # the memory is the JVM's, which is another process
+                    silence_logs=logging.CRITICAL,
+                )
+            )
+        try:
+            client = stack.enter_context(Client(scheduler, timeout=_PATIENCE, set_as_default=False))  # type: ignore
+        except (OSError, ValueError) as problem:
+            raise StudyError(
+                f"there is no scheduler at {scheduler}, which was asked for {_PATIENCE} s: {problem}"
+            ) from None
+        yield client
+
+
+def prepared(client: Client, job: Job) -> bytes:
+    """Sends the job to all workers, has each start a process, and gives the header of their tables. Raises
+    StudyError that says which worker lacks what."""
+    try:
+        client.wait_for_workers(1, timeout=_PATIENCE)
+    except TimeoutError:
+        raise StudyError(f"the scheduler {client.scheduler.address} has no workers") from None
+    for worker, version in client.run(eval, _VERSION).items():
+        if version is None:
+            raise StudyError(f"the worker {worker} has no zelvox; pip install 'zelvox-fmu[study]' there")
+        if version != __version__:
+            raise StudyError(f"the worker {worker} has zelvox {version} and not {__version__} as here; install the same there")
+    client.register_plugin(StudyOnWorker(job), name=job.key)
+    answers = client.run(check, job.key, on_error="return")
+    problems: dict[str, list] = {}
+    for worker, answer in answers.items():
+        if isinstance(answer, Exception):
+            problems.setdefault(str(answer) or type(answer).__name__, []).append(worker)
+    if problems:
+        raise StudyError(_told(problems, len(answers)))
+    headers = set(answers.values())
+    if len(headers) > 1:
+        raise StudyError(f"the workers make tables with different columns: {headers}")
+    return headers.pop()
+
+
+def _told(problems: dict, count: int) -> str:
+    sentence, workers = max(problems.items(), key=lambda problem: len(problem[1]))
+    if len(workers) == count:  # it is the study, not the worker
+        return sentence
+    others = f" and {len(workers) - 1} more" if len(workers) > 1 else ""
+    return f"the worker {workers[0]}{others}: {sentence}"
+
+
+def forgotten(client: Client, job: Job) -> None:
+    """Has the workers end their processes and delete their files."""
+    with contextlib.suppress(Exception):  # who is gone has forgotten
+        client.unregister_worker_plugin(job.key)

@@ -1,0 +1,108 @@
+"""From runs to results: cuts the runs into batches of about two seconds, keeps a few of them at each worker,
+and hands what comes back to the store. Only the batches under way are in memory."""
+
+import queue
+import time
+from collections.abc import Iterator
+from typing import Callable, Optional
+
+from distributed import Client, Future
+from distributed.scheduler import KilledWorker
+
+from zelvox._study.errors import StudyError
+from zelvox._study.parameters import cell
+from zelvox._study.sampling import Runs
+from zelvox._study.store import Store
+from zelvox._study.worker import Job, Made, make, row
+
+SECONDS = 2.0  # a batch: a thousand times what the scheduler needs for it
+_AHEAD = 2  # batches at each thread, one of which waits
+_LARGEST = 100_000  # runs a batch
+
+Told = Callable[[int, int], None]  # how many more runs are done, and how many of these failed
+
+
+class Batches:
+    """Cuts what is missing. The size follows the time of the runs so far, and halves towards the end, so that
+    no worker waits for the last batch of another."""
+
+    def __init__(self, missing: Iterator[tuple]) -> None:
+        self._missing = list(missing)[::-1]
+        self.left = sum(stop - start for start, stop in self._missing)
+        self._seconds: Optional[float] = None  # a run
+
+    def measured(self, runs: int, seconds: float) -> None:
+        """What a batch took."""
+        now = seconds / runs
+        self._seconds = now if self._seconds is None else 0.7 * self._seconds + 0.3 * now
+
+    def next(self, threads: int) -> tuple:
+        """The positions of the next batch, for that many threads."""
+        size = 1
+        if self._seconds is not None:
+            share = -(-self.left // (2 * threads))
+            smallest = int(SECONDS / 20 / max(self._seconds, 1e-9))
+            size = int(SECONDS / max(self._seconds, 1e-9))
+            size = max(1, min(size, max(share, smallest), _LARGEST))
+        start, stop = self._missing.pop()
+        if stop - start > size:
+            self._missing.append((start + size, stop))
+            stop = start + size
+        self.left -= stop - start
+        return start, stop
+
+
+def execute(client: Client, job: Job, runs: Runs, store: Store, header: bytes, told: Told) -> None:
+    """Makes the runs that the store misses."""
+    batches = Batches(store.missing())
+    finished: queue.Queue[Future] = queue.Queue()
+    under_way: dict[str, tuple] = {}  # by key: the positions, and the future, which keeps the task alive
+    threads, asked = 1, 0.0
+    try:
+        while batches.left or under_way:
+            if time.monotonic() - asked > 1:  # workers come and go
+                threads, asked = max(1, sum(client.nthreads().values())), time.monotonic()
+            while batches.left and len(under_way) < _AHEAD * threads:
+                start, stop = batches.next(threads)
+                key = f"{job.key}-{start + 1}-{stop}"
+                future = client.submit(make, job.key, _rows(runs, start, stop), key=key, pure=False)
+                under_way[key] = (start, stop, future)
+                future.add_done_callback(finished.put)
+            for future, made in _gathered(client, finished):
+                start, stop, _ = under_way.pop(future.key)
+                if not made.rows.startswith(header):
+                    raise StudyError(f"the columns of runs {start + 1} to {stop} are not those of the others")
+                failed = store.write(start, stop, made.rows)
+                batches.measured(stop - start, made.seconds)
+                told(stop - start, failed)
+    finally:
+        client.cancel([future for _, _, future in under_way.values()], force=True)
+
+
+def _gathered(client: Client, finished: queue.Queue) -> Iterator[tuple]:
+    """What has finished by now, after waiting for the first."""
+    futures = [finished.get()]
+    while not finished.empty():
+        futures.append(finished.get())
+    for future in futures:
+        if future.status != "finished":
+            raise _reason(future)
+    yield from zip(futures, client.gather(futures))
+
+
+def _reason(future: Future) -> BaseException:
+    if future.status != "error":
+        return StudyError("the scheduler has gone away; start it again and go on with --resume")
+    problem = future.exception()
+    if isinstance(problem, KilledWorker):
+        return StudyError(
+            f"{problem.allowed_failures + 1} workers were killed while they made runs {'-'.join(future.key.split('-')[-2:])}; "
+            "look for the reason, such as a lack of memory, and go on with --resume"
+        )
+    return problem
+
+
+def _rows(runs: Runs, start: int, stop: int) -> list:
+    columns = [column.tolist() for column in runs.values(start, stop)]
+    numbers = runs.numbers(start, stop).tolist()
+    return [row([number, *map(cell, cells)]) for number, *cells in zip(numbers, *columns)]

@@ -1,0 +1,125 @@
+"""A study as a picture: a curve over one parameter, a map over two of a grid, and else points with their rank
+correlations. One panel an output, failed runs left out."""
+
+from pathlib import Path
+from typing import Any
+
+import numpy
+import pandas
+
+from zelvox._study.errors import StudyError
+from zelvox._study.plan import Plan
+from zelvox._study.store import Store
+
+_SUFFIXES = (".svg", ".png", ".pdf")
+_POINTS = 5000  # more make a picture slow and no clearer
+_OUTPUTS, _PARAMETERS = 6, 6  # more cannot be read
+
+
+def check(file: Path, plan: Plan) -> None:
+    """Raises StudyError for a picture that could not be drawn."""
+    if file.suffix not in _SUFFIXES:
+        raise StudyError(f"the picture {file} has to end in one of {', '.join(_SUFFIXES)}")
+    if not file.absolute().parent.is_dir():
+        raise StudyError(f"the directory of the picture {file} does not exist")
+    if plan.job.all_points:
+        raise StudyError("a picture has one value a run; leave it or --record all away")
+    numeric = [name for name, column in zip(plan.runs.names, plan.runs.columns) if column.dtype != object]
+    if not numeric:
+        raise StudyError("a picture needs a parameter that is a number")
+
+
+def draw(store: Store, plan: Plan, file: Path) -> None:
+    """Replaces the picture."""
+    import matplotlib
+
+    matplotlib.use("Agg")
+    from matplotlib import pyplot
+
+    columns = store.columns()
+    outputs = [name for name in columns if name not in ("run", "error", *plan.runs.names) and name not in store.texts]
+    names = [name for name in plan.runs.names if name not in store.texts]
+    varied = [name for name, column in zip(plan.runs.names, plan.runs.columns) if name in names and len(set(column.tolist())) > 1]
+    names = varied or names
+    table = store.frame([*names, *outputs, "error"])
+    good = table[table["error"] == ""]
+    left_out = len(outputs) - _OUTPUTS
+    outputs = outputs[:_OUTPUTS]
+    if not outputs or good.empty:
+        raise StudyError(f"{file} was not drawn, as no run has a result")
+    with pyplot.rc_context({"font.size": 9, "axes.grid": False, "svg.fonttype": "none"}):
+        if len(names) == 1:
+            figure = _curves(pyplot, good, names[0], outputs, plan.runs.kind == "grid")
+        elif len(names) == 2 and plan.runs.kind == "grid" and len(plan.runs.names) == 2:
+            figure = _maps(pyplot, table, names, outputs)
+        else:
+            figure = _points(pyplot, good, names, outputs)
+        notes = [f"{len(good)} of {len(table)} runs"] if len(good) < len(table) else [f"{len(table)} runs"]
+        notes += [f"{left_out} more outputs not shown"] if left_out > 0 else []
+        figure.suptitle(f"{next(iter(plan.job.files))}: {', '.join(notes)}")
+        figure.savefig(file, dpi=120)
+        pyplot.close(figure)
+
+
+def _curves(pyplot: Any, good: pandas.DataFrame, name: str, outputs: list, joined: bool) -> Any:
+    figure, axes = pyplot.subplots(
+        len(outputs), 1, sharex=True, squeeze=False, figsize=(7, 1 + 2.2 * len(outputs)), layout="constrained"
+    )
+    good = _thinned(good).sort_values(name)
+    for panel, output in zip(axes[:, 0], outputs):
+        panel.plot(good[name], good[output], "-" if joined else "", marker="o", markersize=3, linewidth=1)
+        panel.set_ylabel(output)
+        panel.grid(True, alpha=0.3)
+    axes[-1, 0].set_xlabel(name)
+    return figure
+
+
+def _maps(pyplot: Any, table: pandas.DataFrame, names: list, outputs: list) -> Any:
+    columns = min(2, len(outputs))
+    rows = -(-len(outputs) // columns)
+    figure, axes = pyplot.subplots(
+        rows, columns, squeeze=False, figsize=(1 + 4.4 * columns, 0.6 + 3.6 * rows), layout="constrained"
+    )
+    for panel in axes.flat[len(outputs) :]:
+        panel.axis("off")
+    for panel, output in zip(axes.flat, outputs):
+        # A failed run has no value and leaves its place blank.
+        grid = table.pivot_table(index=names[1], columns=names[0], values=output, dropna=False)
+        drawn = panel.pcolormesh(grid.columns, grid.index, grid.to_numpy(), shading="nearest", rasterized=True)
+        panel.set(xlabel=names[0], ylabel=names[1], title=output)
+        figure.colorbar(drawn, ax=panel)
+    return figure
+
+
+def _points(pyplot: Any, good: pandas.DataFrame, names: list, outputs: list) -> Any:
+    ranks = good[[*names, *outputs]].rank()
+    correlations = {
+        (name, output): numpy.corrcoef(ranks[name], ranks[output])[0, 1] if ranks[output].nunique() > 1 else numpy.nan
+        for name in names
+        for output in outputs
+    }
+    # Those that matter come first.
+    names = sorted(names, key=lambda name: -max(abs(numpy.nan_to_num(correlations[name, output])) for output in outputs))
+    shown = names[:_PARAMETERS]
+    figure, axes = pyplot.subplots(
+        len(outputs), len(shown) + 1, squeeze=False, layout="constrained",
+        figsize=(1 + 2.1 * (len(shown) + 1), 0.8 + 2.1 * len(outputs)),
+    )
+    points = _thinned(good)
+    for line, output in zip(axes, outputs):
+        for panel, name in zip(line, shown):
+            panel.plot(points[name], points[output], ".", markersize=2, alpha=0.5, rasterized=True)
+            panel.set_title(f"rank correlation {correlations[name, output]:+.2f}", fontsize=8)
+            panel.set_xlabel(name)
+            panel.tick_params(labelsize=7)
+        line[0].set_ylabel(output)
+        bars = line[-1]
+        bars.barh(names[::-1], [numpy.nan_to_num(correlations[name, output]) for name in names[::-1]])
+        bars.set(xlim=(-1, 1), xlabel="rank correlation (Spearman)")
+        bars.axvline(0, color="black", linewidth=0.5)
+        bars.tick_params(labelsize=7)
+    return figure
+
+
+def _thinned(good: pandas.DataFrame) -> pandas.DataFrame:
+    return good if len(good) <= _POINTS else good.sample(_POINTS, random_state=0)

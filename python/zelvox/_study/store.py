@@ -1,0 +1,199 @@
+"""The results: a directory that is a Parquet dataset. Each finished batch of runs is a file in it, named by
+the positions that it holds and complete as soon as it has that name, so that a study which was cut short
+goes on with what is missing. `_study.json` says which study it is."""
+
+import contextlib
+import csv
+import fcntl
+import io
+import json
+import os
+import re
+import shutil
+from collections.abc import Iterator
+from pathlib import Path
+from typing import Any, Optional
+
+import numpy
+import pandas
+import pyarrow
+import pyarrow.compute
+import pyarrow.csv
+import pyarrow.dataset
+import pyarrow.parquet
+
+from zelvox._study.errors import StudyError
+from zelvox._study.sampling import Runs
+
+_PART = re.compile(r"runs-(\d{12})-(\d{12})\.parquet")
+_SETTINGS = "_study.json"  # readers of datasets leave names with _ alone
+
+
+class Store:
+    """The place of one study, whose settings tell it from others. Columns of `texts` hold no numbers."""
+
+    def __init__(self, place: Path, settings: dict, runs: Runs, texts: list, resume: bool) -> None:
+        self.place, self._settings, self._runs = place, settings, runs
+        given = [name for name, column in zip(runs.names, runs.columns) if column.dtype == object]
+        self.texts = {*given, *texts, *(f"{name}.final" for name in texts), "error"}
+        self._done: list[tuple[int, int]] = []
+        self._lock: Optional[int] = None
+        try:
+            self._open(resume)
+        except OSError as problem:
+            raise StudyError(f"{place} cannot be written: {problem.strerror}") from None
+
+    def _open(self, resume: bool) -> None:
+        held = self.place / _SETTINGS
+        if not resume and (self.place.is_symlink() or self.place.exists()):
+            hint = "go on with --resume, or name" if held.is_file() else "name"
+            raise StudyError(f"{self.place} exists; {hint} another place")
+        new = not self.place.exists()
+        if not new and not held.is_file():
+            raise StudyError(f"{self.place} is no study that could be resumed, there is no {_SETTINGS} in it")
+        if new:
+            self.place.mkdir(parents=True)
+            self._put(_SETTINGS, json.dumps(self._settings, indent=1).encode() + b"\n")
+        else:
+            self._compare(held)
+        self._lock = os.open(held, os.O_RDONLY | os.O_CLOEXEC)
+        try:
+            fcntl.flock(self._lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+        except BlockingIOError:
+            raise StudyError(f"{self.place} is being written by another study") from None
+        except OSError:
+            pass  # a file system without locks
+        for left in self.place.glob(".new-*"):  # by a study that was killed
+            left.unlink()
+        self._find_done()
+
+    def _compare(self, held: Path) -> None:
+        try:
+            differences = _differences(json.loads(held.read_text()), self._settings)
+        except (ValueError, KeyError, TypeError):
+            raise StudyError(f"{held} is damaged; name another place") from None
+        if differences:
+            raise StudyError(
+                f"{self.place} holds another study: {'; '.join(differences)}; ask for the same, or name another place"
+            )
+
+    def _find_done(self) -> None:
+        end = 0
+        for file in sorted(self.place.iterdir()):
+            part = _PART.fullmatch(file.name)
+            if not part:
+                continue
+            start, stop = int(part[1]) - 1, int(part[2])
+            try:
+                whole = set(pyarrow.parquet.read_table(file, columns=["run"])["run"].to_pylist()) == set(
+                    self._runs.numbers(start, stop).tolist()
+                )
+            except (pyarrow.ArrowInvalid, OSError):  # the machine went down before it was on the disk
+                whole = False
+            if not whole:
+                file.unlink()
+            elif start < end:
+                raise StudyError(f"{file} holds runs that another part holds, too; name another place")
+            else:
+                end = stop
+                self._done.append((start, stop))
+
+    @property
+    def done(self) -> int:
+        """How many runs are there."""
+        return sum(stop - start for start, stop in self._done)
+
+    def missing(self) -> Iterator[tuple[int, int]]:
+        """The positions of the runs that are still to be made, from start to before stop."""
+        end = 0
+        for start, stop in [*sorted(self._done), (self._runs.count, self._runs.count)]:
+            if end < start:
+                yield end, start
+            end = stop
+
+    def write(self, start: int, stop: int, rows: bytes) -> int:
+        """Keeps the table of these runs as it came from `zelvox batch`; tells how many failed."""
+        part = self._part(start, stop, rows)
+        content = io.BytesIO()
+        pyarrow.parquet.write_table(part, content)
+        self._put(f"runs-{start + 1:012}-{stop:012}.parquet", content.getbuffer())
+        self._done.append((start, stop))
+        return self._failed(part)
+
+    def _part(self, start: int, stop: int, rows: bytes) -> pyarrow.Table:
+        names, numbers = self._runs.names, self._runs.numbers(start, stop)
+        header = next(csv.reader([rows[: rows.index(b"\n")].decode()]))
+        types = dict.fromkeys(header, pyarrow.float64())
+        types.update(dict.fromkeys([*names, *self.texts], pyarrow.string()), run=pyarrow.int64())
+        made = pyarrow.csv.read_csv(
+            io.BytesIO(rows),
+            parse_options=pyarrow.csv.ParseOptions(newlines_in_values=True),
+            convert_options=pyarrow.csv.ConvertOptions(column_types=types, null_values=[""]),
+        )
+        order = numpy.argsort(numbers)
+        place = order[numpy.searchsorted(numbers, made["run"].to_numpy(), sorter=order)]
+        given = {
+            name: pyarrow.array(column[place], type=pyarrow.string() if column.dtype == object else pyarrow.float64())
+            for name, column in zip(names, self._runs.values(start, stop))
+        }
+        outputs = {name: made[name] for name in made.column_names if name != "run" and name not in given}
+        return pyarrow.table({"run": made["run"], **given, **outputs})
+
+    @staticmethod
+    def _failed(part: pyarrow.Table) -> int:
+        return pyarrow.compute.count_distinct(part.filter(pyarrow.compute.field("error") != "")["run"]).as_py()
+
+    def failures(self) -> tuple:
+        """How many runs failed, and why the first did."""
+        failed = self._parts().to_table(columns=["error"], filter=pyarrow.compute.field("error") != "")
+        return len(failed), failed["error"][0].as_py() if len(failed) else ""
+
+    def columns(self) -> list:
+        """The names of the columns of the results."""
+        return self._parts().schema.names
+
+    def frame(self, columns: Optional[list] = None) -> pandas.DataFrame:
+        """All runs in order, or only some of their columns."""
+        return self._parts().to_table(columns=columns).to_pandas()
+
+    def _parts(self) -> pyarrow.dataset.Dataset:
+        parts = [str(file) for file in sorted(self.place.iterdir()) if _PART.fullmatch(file.name)]
+        return pyarrow.dataset.dataset(parts, format="parquet")
+
+    def _put(self, name: str, content: Any) -> None:
+        new = self.place / f".new-{name}"
+        with open(new, "wb") as file:
+            file.write(content)
+        os.replace(new, self.place / name)
+
+    def remove(self) -> None:
+        """Deletes a place in which no run is."""
+        shutil.rmtree(self.place)
+
+    def close(self) -> None:
+        """Lets another study write here."""
+        if self._lock is not None:
+            with contextlib.suppress(OSError):
+                os.close(self._lock)
+            self._lock = None
+
+
+def _differences(before: dict, now: dict) -> list:
+    """What another study has that this one has not, in words."""
+    told = [f"{name} was another file" for name in now["fmu"] if before["fmu"].get(name) != now["fmu"][name]]
+    options = [
+        " ".join(option for option in one["options"] if option not in other["options"]) or "no such options"
+        for one, other in ((before, now), (now, before))
+    ]
+    if options[0] != options[1]:
+        told.append(f"it has {options[0]} and not {options[1]}")
+    if before["run_timeout"] != now["run_timeout"]:
+        told.append(f"its runs may take {before['run_timeout'] or 'any number of'} s and not {now['run_timeout'] or 'any number of'}")
+    runs, new = before["runs"], now["runs"]
+    if (runs["count"], runs["parameters"]) != (new["count"], new["parameters"]):
+        told.append(
+            f"it has {runs['count']} runs of {', '.join(runs['parameters'])} and not {new['count']} of {', '.join(new['parameters'])}"
+        )
+    elif runs["values"] != new["values"]:
+        told.append("its parameters have other values")
+    return told

@@ -119,7 +119,8 @@ class Child:
         self._process.stderr.close()  # type: ignore[union-attr]
         assert self.code is not None
         how = f"signal {-self.code}" if self.code < 0 else f"exit code {self.code}"
-        return f"the process ended with {how}" + (f": {self.sentence}" if self.sentence else "")
+        more = f": {self.sentence}" if self.sentence and how not in self.sentence else ""
+        return f"the process ended with {how}{more}"
 
     def kill(self) -> None:
         """Ends the process at once."""
@@ -128,6 +129,6 @@ class Child:
 
     @property
     def sentence(self) -> str:
-        """What the program said last of itself, for people."""
+        """What the program said last of itself; of a batch with runs that failed, why the first one did."""
         said = [line for line in self._said.decode(errors="replace").splitlines() if line.startswith("zelvox: ")]
-        return said[-1][len("zelvox: ") :] if said else ""
+        return said[-1][len("zelvox: ") :].split("; the first one: ")[-1] if said else ""

@@ -3,18 +3,16 @@ runs at all, before the first one is made."""
 
 import contextlib
 import logging
-import sys
 from collections.abc import Iterator
 from typing import Any, Optional, Union
 
-import dask
 from distributed import Client, LocalCluster
 
 from zelvox import __version__
 from zelvox._study.errors import StudyError
 from zelvox._study.worker import Job, StudyOnWorker, check
 
-_PATIENCE = 30  # seconds, for a scheduler to answer and a first worker to come
+_PATIENCE = 30  # seconds, for a first worker to come
 
 # Evaluated on workers, which may have no zelvox to unpickle anything of.
 _VERSION = (
@@ -33,7 +31,6 @@ def connected(scheduler: Union[str, Client, None], workers: Optional[int]) -> It
         return
     with contextlib.ExitStack() as stack:
         if scheduler is None:
-            stack.enter_context(dask.config.set({"distributed.comm.timeouts.connect": _PATIENCE}))
             scheduler = stack.enter_context(
                 LocalCluster(  # type: ignore[no-untyped-call]
                     n_workers=workers,
@@ -42,15 +39,14 @@ def connected(scheduler: Union[str, Client, None], workers: Optional[int]) -> It
                     host="127.0.0.1",
                     dashboard_address="127.0.0.1:0",
                     memory_limit=0,  # the memory is the JVM's, which is another process
+                    preload=["zelvox._study.local_worker"],
                     silence_logs=logging.CRITICAL,
                 )
             )
         try:
-            client = stack.enter_context(Client(scheduler, timeout=_PATIENCE, set_as_default=False))  # type: ignore
+            client = stack.enter_context(Client(scheduler, set_as_default=False))
         except (OSError, ValueError) as problem:
-            raise StudyError(
-                f"there is no scheduler at {scheduler}, which was asked for {_PATIENCE} s: {problem}"
-            ) from None
+            raise StudyError(f"there is no scheduler at {scheduler}: {_first_line(problem)}") from None
         yield client
 
 
@@ -86,6 +82,10 @@ def _told(problems: dict, count: int) -> str:
         return sentence
     others = f" and {len(workers) - 1} more" if len(workers) > 1 else ""
     return f"the worker {workers[0]}{others}: {sentence}"
+
+
+def _first_line(problem: Exception) -> str:
+    return (str(problem).strip() or type(problem).__name__).splitlines()[0]
 
 
 def forgotten(client: Client, job: Job) -> None:

@@ -181,14 +181,15 @@ class Store:
 def _differences(before: dict, now: dict) -> list:
     """What another study has that this one has not, in words."""
     told = [f"{name} was another file" for name in now["fmu"] if before["fmu"].get(name) != now["fmu"][name]]
-    options = [
-        " ".join(option for option in one["options"] if option not in other["options"]) or "no such options"
+    gone, come = (
+        " ".join(option for option in one["options"] if option not in other["options"])
         for one, other in ((before, now), (now, before))
-    ]
-    if options[0] != options[1]:
-        told.append(f"it has {options[0]} and not {options[1]}")
+    )
+    told += [f"it was made with {gone}"] if gone else []
+    told += [f"it was made without {come}"] if come else []
     if before["run_timeout"] != now["run_timeout"]:
-        told.append(f"its runs may take {before['run_timeout'] or 'any number of'} s and not {now['run_timeout'] or 'any number of'}")
+        limit = before["run_timeout"]
+        told.append(f"it was made {f'with --run-timeout {limit:g}' if limit else 'without --run-timeout'}")
     runs, new = before["runs"], now["runs"]
     if (runs["count"], runs["parameters"]) != (new["count"], new["parameters"]):
         told.append(

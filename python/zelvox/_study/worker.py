@@ -117,7 +117,7 @@ class StudyOnWorker(WorkerPlugin):
                 if child.code == 0:
                     return made
                 if len(rows) == 1:
-                    return [_failed(child.header, rows[0], child.sentence or str(how))]
+                    return [_failed(child.header, rows[0], str(how) if child.code != 1 else child.sentence)]
         half = len(rows) // 2
         return self._all_points(rows[:half]) + self._all_points(rows[half:])
 

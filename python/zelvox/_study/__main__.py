@@ -41,14 +41,26 @@ def _arguments() -> argparse.ArgumentParser:
     parser.add_argument("fmu", type=Path, metavar="FMU", help="made by zelvox pack or by anybody else (FMI 2.0)")
 
     runs = parser.add_argument_group("the runs")
-    runs.add_argument("--parameter", action="append", default=[], metavar="NAME=VALUES",
-                      help="an input or a parameter that differs, see below; repeatable")
-    runs.add_argument("--samples", type=int, metavar="N", help="draw N runs from distributions [all combinations of the values]")
-    runs.add_argument("--sampling", choices=("latin", "sobol"), default="latin",
-                      help="by a Latin hypercube or a scrambled Sobol sequence [latin]")
+    runs.add_argument(
+        "--parameter",
+        action="append",
+        default=[],
+        metavar="NAME=VALUES",
+        help="an input or a parameter that differs, see below; repeatable",
+    )
+    runs.add_argument(
+        "--samples", type=int, metavar="N", help="draw N runs from distributions [all combinations of the values]"
+    )
+    runs.add_argument(
+        "--sampling",
+        choices=("latin", "sobol"),
+        default="latin",
+        help="by a Latin hypercube or a scrambled Sobol sequence [latin]",
+    )
     runs.add_argument("--seed", type=int, default=0, help="of the samples; the same one draws the same [0]")
-    runs.add_argument("--runs", type=Path, metavar="CSV",
-                      help="one row a run, as zelvox batch reads it, in place of --parameter")
+    runs.add_argument(
+        "--runs", type=Path, metavar="CSV", help="one row a run, as zelvox batch reads it, in place of --parameter"
+    )
     runs.add_argument("--run-timeout", type=float, metavar="SECONDS", help="a run that takes longer fails [none]")
 
     each = parser.add_argument_group("each run, as in zelvox batch")
@@ -71,7 +83,9 @@ def _arguments() -> argparse.ArgumentParser:
     results.add_argument("--quiet", action="store_true", help="no progress")
 
     where = parser.add_argument_group("where")
-    where.add_argument("--scheduler", metavar="ADDRESS", help="of a Dask cluster, such as tcp://host:8786 [this machine]")
+    where.add_argument(
+        "--scheduler", metavar="ADDRESS", help="of a Dask cluster, such as tcp://host:8786 [this machine]"
+    )
     where.add_argument("--workers", type=int, metavar="N", help="processes of this machine [one per processor]")
     return parser
 
@@ -80,8 +94,15 @@ def _options(arguments: argparse.Namespace) -> dict:
     options: dict[str, Any] = {
         name: getattr(arguments, name)
         for name in (
-            "start_time", "stop_time", "output_interval", "step_size", "input_file", "output_variables", "record",
-            "fail_on_nan", "jvm_options",
+            "start_time",
+            "stop_time",
+            "output_interval",
+            "step_size",
+            "input_file",
+            "output_variables",
+            "record",
+            "fail_on_nan",
+            "jvm_options",
         )
     }
     options["class_path"] = [path for paths in arguments.class_path for path in paths.split(":") if path]
@@ -106,8 +127,9 @@ def _run(arguments: argparse.Namespace) -> int:
         _options(arguments),
     )
     progress = Progress(arguments.quiet)
-    with api.made(chosen, arguments.output, arguments.resume, arguments.plot,
-                  arguments.scheduler, arguments.workers, progress) as store:
+    with api.made(
+        chosen, arguments.output, arguments.resume, arguments.plot, arguments.scheduler, arguments.workers, progress
+    ) as store:
         progress.say(f"{store.done} runs are in {arguments.output}")
         failed, reason = store.failures()
     if failed:
@@ -125,7 +147,10 @@ def main(given: Optional[list] = None) -> None:
         print(f"zelvox-study: {problem}", file=sys.stderr)
         code = 1
     except KeyboardInterrupt:
-        print(f"zelvox-study: interrupted; the same command with --resume goes on with {arguments.output}", file=sys.stderr)
+        print(
+            f"zelvox-study: interrupted; the same command with --resume goes on with {arguments.output}",
+            file=sys.stderr,
+        )
         code = 130
     sys.exit(code)
 

@@ -1,10 +1,11 @@
 """The workers: processes of this machine, or a cluster that runs already; and whether each of them can make
 runs at all, before the first one is made."""
 
+import asyncio
 import contextlib
 import logging
 from collections.abc import Iterator
-from typing import Any, Optional, Union
+from typing import Optional, Union
 
 from distributed import Client, LocalCluster
 
@@ -55,13 +56,15 @@ def prepared(client: Client, job: Job) -> bytes:
     StudyError that says which worker lacks what."""
     try:
         client.wait_for_workers(1, timeout=_PATIENCE)
-    except TimeoutError:
-        raise StudyError(f"the scheduler {client.scheduler.address} has no workers") from None
+    except (TimeoutError, asyncio.TimeoutError):  # before Python 3.11 the one is not the other
+        raise StudyError(f"the scheduler has no workers, and none came in {_PATIENCE} s") from None
     for worker, version in client.run(eval, _VERSION).items():
         if version is None:
             raise StudyError(f"the worker {worker} has no zelvox; pip install 'zelvox-fmu[study]' there")
         if version != __version__:
-            raise StudyError(f"the worker {worker} has zelvox {version} and not {__version__} as here; install the same there")
+            raise StudyError(
+                f"the worker {worker} has zelvox {version} and not {__version__} as here; install the same there"
+            )
     client.register_plugin(StudyOnWorker(job), name=job.key)
     answers = client.run(check, job.key, on_error="return")
     problems: dict[str, list] = {}

@@ -13,7 +13,7 @@ from zelvox._study.errors import StudyError
 from zelvox._study.parameters import cell
 from zelvox._study.sampling import Runs
 from zelvox._study.store import Store
-from zelvox._study.worker import Job, Made, make, row
+from zelvox._study.worker import Job, make, row
 
 SECONDS = 2.0  # a batch: a thousand times what the scheduler needs for it
 _AHEAD = 2  # batches at each thread, one of which waits
@@ -96,7 +96,7 @@ def _reason(future: Future) -> BaseException:
     problem = future.exception()
     if isinstance(problem, KilledWorker):
         return StudyError(
-            f"{problem.allowed_failures + 1} workers were killed while they made runs {'-'.join(future.key.split('-')[-2:])}; "
+            f"{problem.allowed_failures + 1} workers in turn were killed while they made the same batch of runs; "
             "look for the reason, such as a lack of memory, and go on with --resume"
         )
     return problem

@@ -92,7 +92,9 @@ def values(name: str, given: list) -> Values:
     except (TypeError, ValueError):
         return numpy.array([str(value).strip() for value in given], dtype=object)
     if not numpy.isfinite(numbers).all():
-        raise StudyError(f"{name} is given {_show(given[int(numpy.isfinite(numbers).argmin())])}, which is no finite number")
+        raise StudyError(
+            f"{name} is given {_show(given[int(numpy.isfinite(numbers).argmin())])}, which is no finite number"
+        )
     return numbers
 
 
@@ -103,9 +105,7 @@ def _of_text(name: str, text: str) -> Given:
     if len(rest) == 2 and "," not in text:
         return _range(name, text, [head, *rest])
     if rest and "," not in text:
-        raise StudyError(
-            f"{name}={text} is neither low:high:count nor a distribution ({', '.join(_DISTRIBUTIONS)})"
-        )
+        raise StudyError(f"{name}={text} is neither low:high:count nor a distribution ({', '.join(_DISTRIBUTIONS)})")
     cells = [cell.strip() for cell in text.split(",")]
     if not all(cells):
         raise StudyError(f"{name}={text} has an empty value")

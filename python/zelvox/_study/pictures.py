@@ -39,7 +39,11 @@ def draw(store: Store, plan: Plan, file: Path) -> None:
     columns = store.columns()
     outputs = [name for name in columns if name not in ("run", "error", *plan.runs.names) and name not in store.texts]
     names = [name for name in plan.runs.names if name not in store.texts]
-    varied = [name for name, column in zip(plan.runs.names, plan.runs.columns) if name in names and len(set(column.tolist())) > 1]
+    varied = [
+        name
+        for name, column in zip(plan.runs.names, plan.runs.columns)
+        if name in names and len(set(column.tolist())) > 1
+    ]
     names = varied or names
     table = store.frame([*names, *outputs, "error"])
     good = table[table["error"] == ""]
@@ -54,7 +58,11 @@ def draw(store: Store, plan: Plan, file: Path) -> None:
             figure = _maps(pyplot, table, names, outputs)
         else:
             figure = _points(pyplot, good, names, outputs)
-        notes = [f"{len(good)} of {len(table)} runs"] if len(good) < len(table) else [f"{len(table)} runs"]
+        notes = (
+            [f"{len(good)} of {len(table)} runs, the others failed"]
+            if len(good) < len(table)
+            else [f"{len(table)} runs"]
+        )
         notes += [f"{left_out} more outputs not shown"] if left_out > 0 else []
         figure.suptitle(f"{next(iter(plan.job.files))}: {', '.join(notes)}")
         figure.savefig(file, dpi=120)
@@ -87,6 +95,7 @@ def _maps(pyplot: Any, table: pandas.DataFrame, names: list, outputs: list) -> A
         grid = table.pivot_table(index=names[1], columns=names[0], values=output, dropna=False)
         drawn = panel.pcolormesh(grid.columns, grid.index, grid.to_numpy(), shading="nearest", rasterized=True)
         panel.set(xlabel=names[0], ylabel=names[1], title=output)
+        panel.ticklabel_format(scilimits=(-3, 4))
         figure.colorbar(drawn, ax=panel)
     return figure
 
@@ -99,10 +108,15 @@ def _points(pyplot: Any, good: pandas.DataFrame, names: list, outputs: list) -> 
         for output in outputs
     }
     # Those that matter come first.
-    names = sorted(names, key=lambda name: -max(abs(numpy.nan_to_num(correlations[name, output])) for output in outputs))
+    names = sorted(
+        names, key=lambda name: -max(abs(numpy.nan_to_num(correlations[name, output])) for output in outputs)
+    )
     shown = names[:_PARAMETERS]
     figure, axes = pyplot.subplots(
-        len(outputs), len(shown) + 1, squeeze=False, layout="constrained",
+        len(outputs),
+        len(shown) + 1,
+        squeeze=False,
+        layout="constrained",
         figsize=(1 + 2.1 * (len(shown) + 1), 0.8 + 2.1 * len(outputs)),
     )
     points = _thinned(good)
@@ -112,6 +126,11 @@ def _points(pyplot: Any, good: pandas.DataFrame, names: list, outputs: list) -> 
             panel.set_title(f"rank correlation {correlations[name, output]:+.2f}", fontsize=8)
             panel.set_xlabel(name)
             panel.tick_params(labelsize=7)
+            if good[name].min() > 0 and good[name].max() > 50 * good[name].min():
+                panel.set_xscale("log")
+            else:
+                panel.locator_params(axis="x", nbins=4)
+                panel.ticklabel_format(axis="x", scilimits=(-3, 4))
         line[0].set_ylabel(output)
         bars = line[-1]
         bars.barh(names[::-1], [numpy.nan_to_num(correlations[name, output]) for name in names[::-1]])

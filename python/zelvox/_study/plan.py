@@ -47,7 +47,9 @@ def chosen_runs(
         if parameters or samples is not None:
             raise StudyError("a table of runs takes the place of parameters and samples; give one or the other")
         if isinstance(table, pandas.DataFrame):
-            return sampling.of_columns(list(map(str, table)), [table[name].tolist() for name in table], "the table of runs")
+            return sampling.of_columns(
+                list(map(str, table)), [table[name].tolist() for name in table], "the table of runs"
+            )
         return sampling.table(Path(table))
     if not parameters:
         raise StudyError("there is nothing to vary; give parameters, such as J=1e-4:1e-3:20, or a table of runs")

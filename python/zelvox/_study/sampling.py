@@ -2,11 +2,13 @@
 all rows of a grid."""
 
 import csv
+import dataclasses
 import hashlib
 import inspect
 import sys
+from collections.abc import Mapping
 from pathlib import Path
-from typing import Mapping, NamedTuple, Optional
+from typing import Optional
 
 import numpy
 
@@ -16,7 +18,8 @@ from zelvox._study.parameters import Distribution, Given, Values, values
 LARGEST = 2**53  # runs; beyond it their numbers are no longer exact everywhere
 
 
-class Runs(NamedTuple):
+@dataclasses.dataclass(frozen=True)
+class Runs:
     """The runs at positions 0 to count - 1. A grid keeps its axes, anything else its columns."""
 
     kind: str  # grid, samples or table
@@ -69,7 +72,9 @@ def samples(parameters: Mapping[str, Given], count: int, method: str, seed: int)
     distributions: list[Distribution] = []
     for name, given in parameters.items():
         if not isinstance(given, Distribution):
-            raise StudyError(f"{name} has values of a grid; with --samples give a distribution, such as {name}=uniform:0:1")
+            raise StudyError(
+                f"{name} has values of a grid; with --samples give a distribution, such as {name}=uniform:0:1"
+            )
         distributions.append(given)
     engines = {"latin": qmc.LatinHypercube, "sobol": qmc.Sobol}
     if method not in engines:
@@ -99,7 +104,9 @@ def table(file: Path) -> Runs:
         if len(row) != len(names):
             raise StudyError(f"{file}, run {line}, has {len(row)} values for {len(names)} names")
         if not all(cell.strip() for cell in row):
-            raise StudyError(f"{file}, run {line}, has no value for {names[[bool(c.strip()) for c in row].index(False)]}")
+            raise StudyError(
+                f"{file}, run {line}, has no value for {names[[bool(c.strip()) for c in row].index(False)]}"
+            )
     return of_columns(names, [[row[place] for row in rows[1:]] for place in range(len(names))], str(file))
 
 

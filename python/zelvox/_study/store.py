@@ -192,9 +192,8 @@ def _differences(before: dict, now: dict) -> list:
         told.append(f"it was made {f'with --run-timeout {limit:g}' if limit else 'without --run-timeout'}")
     runs, new = before["runs"], now["runs"]
     if (runs["count"], runs["parameters"]) != (new["count"], new["parameters"]):
-        told.append(
-            f"it has {runs['count']} runs of {', '.join(runs['parameters'])} and not {new['count']} of {', '.join(new['parameters'])}"
-        )
+        told.append("it has {count} runs of {names} and not ".format(**runs, names=", ".join(runs["parameters"])))
+        told[-1] += "{count} of {names}".format(**new, names=", ".join(new["parameters"]))
     elif runs["values"] != new["values"]:
         told.append("its parameters have other values")
     return told

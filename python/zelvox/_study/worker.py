@@ -20,7 +20,6 @@ from zelvox._program import program
 from zelvox._study.child import Child, Ended, TooLong
 from zelvox._study.errors import StudyError
 
-
 _THROUGH_PIPES = ["--runs", "-", "--output-file", "-"]
 
 
@@ -153,7 +152,8 @@ class StudyOnWorker(WorkerPlugin):
 def _checked(sent: bytes, received: bytes) -> bytes:
     number = sent.split(b",", 1)[0].strip()
     if received.split(b",", 1)[0].strip() != number:
-        raise StudyError(f"zelvox batch answered run {number.decode()} with {received[:200].decode(errors='replace')!r}")
+        answer = received[:200].decode(errors="replace")
+        raise StudyError(f"zelvox batch answered run {number.decode()} with {answer!r}")
     return received
 
 
@@ -171,4 +171,6 @@ async def check(key: str, dask_worker: Any) -> bytes:
 
 def make(key: str, rows: list) -> Made:
     """The task."""
-    return get_worker().plugins[key].make(rows)
+    plugin = get_worker().plugins[key]
+    assert isinstance(plugin, StudyOnWorker)
+    return plugin.make(rows)

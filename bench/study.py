@@ -10,6 +10,7 @@ figures replace what is between the markers in that file.
 """
 
 import argparse
+import logging
 import subprocess
 import tempfile
 import time
@@ -17,9 +18,8 @@ from pathlib import Path
 
 import dask
 import pandas
-from distributed import Client, LocalCluster, get_worker
-
 import zelvox
+from distributed import Client, LocalCluster, get_worker
 from zelvox._program import program
 
 MODEL = Path(__file__).parent / "java" / "Busy.java"
@@ -63,7 +63,8 @@ def measured(fmu, costs, seconds, directory):
             beside = 1 / single - inside
             lines.append(
                 f"| {1e3 * inside:.2f} ms | {single:.1f} | {double:.1f} | {double / single / 2:.2f} "
-                f"| {1e3 * beside:.2f} ms, {100 * beside / inside:.1f} % | {others:.1f} | {double / others:.2f} times as fast |"
+                f"| {1e3 * beside:.2f} ms, {100 * beside / inside:.1f} % | {others:.1f} "
+                f"| {double / others:.2f} times as fast |"
             )
         lines += ["", *limits(two, fmu, directory)]
     return lines
@@ -76,7 +77,7 @@ def workers(count):
         host="127.0.0.1",
         dashboard_address="127.0.0.1:0",
         memory_limit=0,
-        silence_logs=50,
+        silence_logs=logging.CRITICAL,
     )
     return Client(cluster, set_as_default=False)
 
@@ -135,7 +136,8 @@ def limits(client, fmu, directory):
     size = sum(part.stat().st_size for part in parts)
     pandas.read_parquet(directory / "out").to_parquet(directory / "one.parquet")
     return [
-        f"One scheduler took {tasks_a_second:.0f} empty tasks/s from two workers. The FMU has {fmu.stat().st_size / 1000:.0f} kB. "
+        f"One scheduler took {tasks_a_second:.0f} empty tasks/s from two workers. "
+        f"The FMU has {fmu.stat().st_size / 1000:.0f} kB. "
         f"{runs} runs with one parameter and two results took {size / runs:.0f} bytes a run in {len(parts)} parts, "
         f"{(directory / 'one.parquet').stat().st_size / runs:.0f} bytes a run in a single one. "
         f"The client wrote {parts_a_second(directory):.0f} parts/s of 100 runs.",
@@ -143,9 +145,9 @@ def limits(client, fmu, directory):
 
 
 def parts_a_second(directory):
+    from zelvox._study.parameters import meaning
     from zelvox._study.sampling import grid
     from zelvox._study.store import Store
-    from zelvox._study.parameters import meaning
 
     count, size = 200, 100
     runs = grid({"which": meaning("which", range(count * size))})

@@ -27,8 +27,7 @@ public class Trial extends FieldModel {
             System.exit(3);
         } else if (rate == -3) {
             String process = new File("/proc/self").getCanonicalFile().getName();
-            Runtime.getRuntime().exec("kill -SEGV " + process).waitFor();
-            Thread.sleep(10000);
+            Runtime.getRuntime().exec("kill -KILL " + process).waitFor();
         } else if (rate == -4) {
             Thread.sleep(3600 * 1000);
         }

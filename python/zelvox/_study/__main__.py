@@ -132,6 +132,13 @@ def _run(arguments: argparse.Namespace) -> int:
     ) as store:
         progress.say(f"{store.done} runs are in {arguments.output}")
         failed, reason = store.failures()
+        not_finite = store.not_finite()
+    if not_finite:
+        print(
+            f"zelvox-study: warning: {not_finite} good rows have results that are NaN or infinite; "
+            "with --fail-on-nan such a run fails",
+            file=sys.stderr,
+        )
     if failed:
         print(f"zelvox-study: {failed} of {chosen.runs.count} runs failed, the first because {reason}", file=sys.stderr)
     return 1 if failed else 0

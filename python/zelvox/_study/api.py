@@ -79,7 +79,9 @@ def made(
                 with cluster.connected(scheduler, workers) as client:
                     progress.say(f"Dask's dashboard: {client.dashboard_link}")
                     try:
-                        header = cluster.prepared(client, chosen.job)
+                        header, warnings = cluster.prepared(client, chosen.job)
+                        for warning in warnings:
+                            progress.say(f"zelvox-study: {warning}")
                         progress.begin(chosen.runs.count, store.done)
                         engine.execute(client, chosen.job, chosen.runs, store, header, progress.told)
                     finally:

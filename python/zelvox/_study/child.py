@@ -128,6 +128,12 @@ class Child:
         self.code = self._process.wait()
 
     @property
+    def warnings(self) -> list:
+        """What the program warned of so far."""
+        said = self._said.decode(errors="replace").splitlines()
+        return [line[len("zelvox: ") :] for line in said if line.startswith("zelvox: warning: ")]
+
+    @property
     def sentence(self) -> str:
         """What the program said last of itself; of a batch with runs that failed, why the first one did."""
         said = [line for line in self._said.decode(errors="replace").splitlines() if line.startswith("zelvox: ")]

@@ -3,6 +3,7 @@ runs at all, before the first one is made."""
 
 import asyncio
 import contextlib
+import csv
 import logging
 from collections.abc import Iterator
 from typing import Optional, Union
@@ -51,9 +52,9 @@ def connected(scheduler: Union[str, Client, None], workers: Optional[int]) -> It
         yield client
 
 
-def prepared(client: Client, job: Job) -> bytes:
-    """Sends the job to all workers, has each start a process, and gives the header of their tables. Raises
-    StudyError that says which worker lacks what."""
+def prepared(client: Client, job: Job) -> tuple:
+    """Sends the job to all workers, has each start a process, and gives the header of their tables and what
+    `zelvox batch` warns of. Raises StudyError that says which worker lacks what."""
     try:
         client.wait_for_workers(1, timeout=_PATIENCE)
     except (TimeoutError, asyncio.TimeoutError):  # before Python 3.11 the one is not the other
@@ -73,10 +74,14 @@ def prepared(client: Client, job: Job) -> bytes:
             problems.setdefault(str(answer) or type(answer).__name__, []).append(worker)
     if problems:
         raise StudyError(_told(problems, len(answers)))
-    headers = set(answers.values())
-    if len(headers) > 1:
-        raise StudyError(f"the workers make tables with different columns: {headers}")
-    return headers.pop()
+    (header, warnings), *others = answers.values()
+    columns = next(csv.reader([header.decode()]))
+    if any(header != other for other, _ in others):
+        raise StudyError("the workers make tables with different columns; install the same zelvox on all of them")
+    given = [] if job.all_points else job.names
+    if len(set(columns)) < len(columns) or columns[1 : 1 + len(given)] != given:
+        raise StudyError(f"the results have columns that cannot be told apart: {', '.join(columns)}")
+    return header, warnings
 
 
 def _told(problems: dict, count: int) -> str:

@@ -148,6 +148,15 @@ class Store:
         failed = self._parts().to_table(columns=["error"], filter=pyarrow.compute.field("error") != "")
         return len(failed), failed["error"][0].as_py() if len(failed) else ""
 
+    def not_finite(self) -> int:
+        """How many good runs have a result that is NaN or infinite."""
+        outputs = [name for name in self.columns() if name not in ("run", *self._runs.names, *self.texts)]
+        count = 0
+        for rows in self._parts().to_batches(columns=outputs, filter=pyarrow.compute.field("error") == ""):
+            finite = [numpy.isfinite(column.to_numpy(zero_copy_only=False)) for column in rows.columns]
+            count += int((~numpy.logical_and.reduce(finite)).sum()) if finite else 0
+        return count
+
     def columns(self) -> list:
         """The names of the columns of the results."""
         return self._parts().schema.names

@@ -61,24 +61,28 @@ class StudyOnWorker(WorkerPlugin):
         for name, content in self.job.files.items():
             (self._directory / name).write_bytes(content)
         self._idle: list[Child] = []
+        self._living: set[Child] = set()
         self._lock = threading.Lock()
+        self._over = False
 
     def teardown(self, worker: Any) -> None:
-        with self._lock:
-            while self._idle:
-                self._idle.pop().kill()
+        with self._lock:  # also what a task still uses, whose results nobody waits for
+            self._over = True
+            for child in self._living:
+                child.kill()
         shutil.rmtree(self._directory, ignore_errors=True)
 
-    def header(self) -> bytes:
-        """The first line of every table. Raises StudyError where no run can be made, and says why."""
+    def header(self) -> tuple:
+        """The first line of every table, and what `zelvox batch` warns of. Raises StudyError where no run can be
+        made, and says why."""
         with self._child() as child:
-            return child.header
+            return child.header, child.warnings
 
     def make(self, rows: list) -> Made:
         """The table of the runs whose rows these are, each beginning with the number of the run."""
         began = time.monotonic()
         made = self._all_points(rows) if self.job.all_points else self._one_row_each(rows)
-        return Made(self.header() + b"".join(made), time.monotonic() - began)
+        return Made(self.header()[0] + b"".join(made), time.monotonic() - began)
 
     def _one_row_each(self, rows: list) -> list:
         """As many rows, in order, whatever happens to the process."""
@@ -131,15 +135,22 @@ class StudyOnWorker(WorkerPlugin):
         except BaseException:
             child.kill()
             raise
-        if child.code is None:
+        finally:
             with self._lock:
-                self._idle.append(child)
+                if child.code is None:
+                    self._idle.append(child)
+                else:
+                    self._living.discard(child)
 
     def _start(self) -> Child:
         try:
             child = Child([str(program()), "batch", *self.job.arguments, *_THROUGH_PIPES], self._directory)
         except OSError as problem:
             raise StudyError(f"{program()} cannot be run: {problem.strerror}; install zelvox-fmu there") from None
+        with self._lock:
+            self._living.add(child)
+            if self._over:
+                child.kill()
         child.send(row(["run", *self.job.names]))
         try:
             header = child.receive()
@@ -164,8 +175,8 @@ def _failed(header: bytes, sent: bytes, reason: str) -> bytes:
     return row([number, *[""] * (len(columns) - 2), reason])
 
 
-async def check(key: str, dask_worker: Any) -> bytes:
-    """The header of the tables, once a process has started there."""
+async def check(key: str, dask_worker: Any) -> tuple:
+    """What header() gives, once a process has started there."""
     return await asyncio.to_thread(dask_worker.plugins[key].header)
 
 

@@ -7,7 +7,7 @@ import java.io.File;
 /** Decays by its rate. At certain rates it fails in one of the ways that a model can. */
 @DefaultExperiment(stopTime = 1, stepSize = 0.1)
 public class Trial extends FieldModel {
-    @Output double level;
+    @Output(unit = "m") double level;
     @Parameter double start = 1;
     @Parameter double rate = 0.5;
     @Parameter double pause; // at each step, in seconds

@@ -200,7 +200,7 @@ class Usage(Case):
 
     def test_pictures_show_what_was_varied(self):
         for parameters, samples, told in (
-                ({"rate": "0:1:5"}, None, ["rate", "level"]), ({"rate": "0:1:5", "start": [1, 2]}, None, ["rate", "start"]),
+                ({"rate": "0:1:5"}, None, ["rate", "level [m]"]), ({"rate": "0:1:5", "start": [1, 2]}, None, ["rate", "start"]),
                 ({"rate": "uniform:0:1", "start": "uniform:5:5.001"}, 20, ["rank correlation -1.00"])):
             zelvox.study("trial.fmu", parameters, samples=samples, workers=1, plot="out.svg")
             for text in told:

@@ -1,4 +1,4 @@
-"""What a study has to know of an FMU: that it is one, and which variables are texts."""
+"""What a study has to know of an FMU: that it is one, which variables are texts, and the units of the others."""
 
 import zipfile
 from pathlib import Path
@@ -15,12 +15,22 @@ def content(file: Path, what: str) -> bytes:
         raise StudyError(f"{what} {file} cannot be read: {problem.strerror}") from None
 
 
-def text_variables(file: Path) -> list:
-    """The names of the FMU's variables of type String, whose columns are texts."""
+def text_variables(variables: list) -> list:
+    """The names of the variables of type String, whose columns are texts."""
+    return [variable.get("name", "") for variable in variables if variable.find("String") is not None]
+
+
+def units(variables: list) -> dict:
+    """The unit of each variable that names one."""
+    reals = ((variable.get("name", ""), variable.find("Real")) for variable in variables)
+    return {name: real.get("unit") for name, real in reals if real is not None and real.get("unit")}
+
+
+def variables_of(file: Path) -> list:
+    """The elements ScalarVariable."""
     try:
         with zipfile.ZipFile(file) as archive:
             description = ElementTree.fromstring(archive.read("modelDescription.xml"))
     except (zipfile.BadZipFile, KeyError, ElementTree.ParseError):
         raise StudyError(f"{file} is no FMU; zelvox pack makes one of a model") from None
-    variables = description.iter("ScalarVariable")
-    return [variable.get("name", "") for variable in variables if variable.find("String") is not None]
+    return list(description.iter("ScalarVariable"))

@@ -53,11 +53,11 @@ def draw(store: Store, plan: Plan, file: Path) -> None:
         raise StudyError(f"{file} was not drawn, as no run has a result")
     with pyplot.rc_context({"font.size": 9, "axes.grid": False, "svg.fonttype": "none"}):
         if len(names) == 1:
-            figure = _curves(pyplot, good, names[0], outputs, plan.runs.kind == "grid")
+            figure = _curves(pyplot, good, names[0], outputs, plan.runs.kind == "grid", plan.units)
         elif len(names) == 2 and plan.runs.kind == "grid" and len(plan.runs.names) == 2:
-            figure = _maps(pyplot, table, names, outputs)
+            figure = _maps(pyplot, table, names, outputs, plan.units)
         else:
-            figure = _points(pyplot, good, names, outputs)
+            figure = _points(pyplot, good, names, outputs, plan.units)
         notes = (
             [f"{len(good)} of {len(table)} runs, the others failed"]
             if len(good) < len(table)
@@ -69,20 +69,26 @@ def draw(store: Store, plan: Plan, file: Path) -> None:
         pyplot.close(figure)
 
 
-def _curves(pyplot: Any, good: pandas.DataFrame, name: str, outputs: list, joined: bool) -> Any:
+def _labelled(column: str, units: dict) -> str:
+    """With the unit; a result may be a statistic of a variable."""
+    unit = units.get(column) or units.get(column.rpartition(".")[0])
+    return f"{column} [{unit}]" if unit else column
+
+
+def _curves(pyplot: Any, good: pandas.DataFrame, name: str, outputs: list, joined: bool, units: dict) -> Any:
     figure, axes = pyplot.subplots(
         len(outputs), 1, sharex=True, squeeze=False, figsize=(7, 1 + 2.2 * len(outputs)), layout="constrained"
     )
     good = _thinned(good).sort_values(name)
     for panel, output in zip(axes[:, 0], outputs):
         panel.plot(good[name], good[output], "-" if joined else "", marker="o", markersize=3, linewidth=1)
-        panel.set_ylabel(output)
+        panel.set_ylabel(_labelled(output, units))
         panel.grid(True, alpha=0.3)
-    axes[-1, 0].set_xlabel(name)
+    axes[-1, 0].set_xlabel(_labelled(name, units))
     return figure
 
 
-def _maps(pyplot: Any, table: pandas.DataFrame, names: list, outputs: list) -> Any:
+def _maps(pyplot: Any, table: pandas.DataFrame, names: list, outputs: list, units: dict) -> Any:
     columns = min(2, len(outputs))
     rows = -(-len(outputs) // columns)
     figure, axes = pyplot.subplots(
@@ -94,13 +100,13 @@ def _maps(pyplot: Any, table: pandas.DataFrame, names: list, outputs: list) -> A
         # A failed run has no value and leaves its place blank.
         grid = table.pivot_table(index=names[1], columns=names[0], values=output, dropna=False)
         drawn = panel.pcolormesh(grid.columns, grid.index, grid.to_numpy(), shading="nearest", rasterized=True)
-        panel.set(xlabel=names[0], ylabel=names[1], title=output)
+        panel.set(xlabel=_labelled(names[0], units), ylabel=_labelled(names[1], units), title=_labelled(output, units))
         panel.ticklabel_format(scilimits=(-3, 4))
         figure.colorbar(drawn, ax=panel)
     return figure
 
 
-def _points(pyplot: Any, good: pandas.DataFrame, names: list, outputs: list) -> Any:
+def _points(pyplot: Any, good: pandas.DataFrame, names: list, outputs: list, units: dict) -> Any:
     ranks = good[[*names, *outputs]].rank()
     correlations = {
         (name, output): numpy.corrcoef(ranks[name], ranks[output])[0, 1] if ranks[output].nunique() > 1 else numpy.nan
@@ -124,14 +130,14 @@ def _points(pyplot: Any, good: pandas.DataFrame, names: list, outputs: list) -> 
         for panel, name in zip(line, shown):
             panel.plot(points[name], points[output], ".", markersize=2, alpha=0.5, rasterized=True)
             panel.set_title(f"rank correlation {correlations[name, output]:+.2f}", fontsize=8)
-            panel.set_xlabel(name)
+            panel.set_xlabel(_labelled(name, units))
             panel.tick_params(labelsize=7)
             if good[name].min() > 0 and good[name].max() > 50 * good[name].min():
                 panel.set_xscale("log")
             else:
                 panel.locator_params(axis="x", nbins=4)
                 panel.ticklabel_format(axis="x", scilimits=(-3, 4))
-        line[0].set_ylabel(output)
+        line[0].set_ylabel(_labelled(output, units))
         bars = line[-1]
         bars.barh(names[::-1], [numpy.nan_to_num(correlations[name, output]) for name in names[::-1]])
         bars.set(xlim=(-1, 1), xlabel="rank correlation (Spearman)")

@@ -32,6 +32,7 @@ class Plan(NamedTuple):
     runs: sampling.Runs
     job: Job
     texts: list  # the FMU's variables whose columns are texts
+    units: dict  # of the others, as far as they have one
     settings: dict  # what has to be the same to go on with it
 
 
@@ -77,7 +78,7 @@ def plan(fmu: Path, runs: sampling.Runs, run_timeout: Optional[float], options: 
         raise StudyError("the limit to the time of a run (run_timeout) must be above 0")
 
     files = {fmu.name: fmu_file.content(fmu, "the FMU")}
-    texts = fmu_file.text_variables(fmu)
+    variables = fmu_file.variables_of(fmu)
     arguments = [f"./{fmu.name}", "--quiet"]
     for name, option in _TEXTS.items():
         if name in options:
@@ -103,7 +104,8 @@ def plan(fmu: Path, runs: sampling.Runs, run_timeout: Optional[float], options: 
         "runs": {"count": runs.count, "parameters": runs.names, "values": runs.digest()},
     }
     key = f"zelvox-study-{hashlib.sha256(repr(settings).encode()).hexdigest()[:16]}"
-    return Plan(runs, Job(key, files, arguments, runs.names, all_points, run_timeout), texts, settings)
+    job = Job(key, files, arguments, runs.names, all_points, run_timeout)
+    return Plan(runs, job, fmu_file.text_variables(variables), fmu_file.units(variables), settings)
 
 
 def _carried(file: Path, option: str, files: dict) -> str:

@@ -20,7 +20,8 @@ if(EXISTS "${doc}/LICENSE")
 else()
   file(WRITE "${doc}/copyright" "Copyright ${year} the owners of ${CPACK_PACKAGE_NAME}. All rights reserved.\n")
 endif()
-execute_process(COMMAND gzip -9n "${doc}/changelog.Debian" COMMAND_ERROR_IS_FATAL ANY)
+file(GLOB manual "${CPACK_TEMPORARY_DIRECTORY}/usr/share/man/man1/*.1")
+execute_process(COMMAND gzip -9n "${doc}/changelog.Debian" ${manual} COMMAND_ERROR_IS_FATAL ANY)
 execute_process(
   COMMAND find "${CPACK_TEMPORARY_DIRECTORY}" -exec touch --no-dereference --date=@$ENV{SOURCE_DATE_EPOCH} {} +
   COMMAND_ERROR_IS_FATAL ANY)

@@ -10,8 +10,6 @@ figures replace what is between the markers in that file.
 """
 
 import argparse
-import contextlib
-import logging
 import subprocess
 import tempfile
 import time
@@ -20,8 +18,9 @@ from pathlib import Path
 import dask
 import pandas
 import zelvox
-from distributed import Client, LocalCluster, get_worker
+from distributed import get_worker
 from zelvox._program import program
+from zelvox._study.cluster import connected
 
 MODEL = Path(__file__).parent / "java" / "Busy.java"
 MARKERS = "<!-- figures of bench/study.py -->", "<!-- end of the figures -->"
@@ -73,20 +72,8 @@ def measured(fmu, costs, seconds, directory):
     return lines
 
 
-@contextlib.contextmanager
 def workers(count):
-    with (
-        LocalCluster(
-            n_workers=count,
-            threads_per_worker=1,
-            host="127.0.0.1",
-            dashboard_address="127.0.0.1:0",
-            memory_limit=0,
-            silence_logs=logging.CRITICAL,
-        ) as cluster,
-        Client(cluster, set_as_default=False) as client,
-    ):
-        yield client
+    return connected(None, count)
 
 
 def speed(client, fmu, rounds, runs):

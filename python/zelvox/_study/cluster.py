@@ -8,6 +8,7 @@ import logging
 from collections.abc import Iterator
 from typing import Optional, Union
 
+import dask
 from distributed import Client, LocalCluster
 
 from zelvox import __version__
@@ -15,6 +16,13 @@ from zelvox._study.errors import StudyError
 from zelvox._study.worker import Job, StudyOnWorker, check
 
 _PATIENCE = 30  # seconds, for a first worker to come
+
+# What Dask watches of itself many times a second took a twentieth of each processor of this machine.
+_UNWATCHED = {
+    "distributed.worker.profile.enabled": False,
+    "distributed.admin.system-monitor.interval": "5s",
+    "distributed.admin.tick.interval": "1s",
+}
 
 # Evaluated on workers, which may have no zelvox to unpickle anything of.
 _VERSION = (
@@ -33,6 +41,7 @@ def connected(scheduler: Union[str, Client, None], workers: Optional[int]) -> It
         return
     with contextlib.ExitStack() as stack:
         if scheduler is None:
+            stack.enter_context(dask.config.set(_UNWATCHED))
             scheduler = stack.enter_context(
                 LocalCluster(  # type: ignore[no-untyped-call]
                     n_workers=workers,

@@ -31,7 +31,6 @@ RunTable::RunTable(const std::filesystem::path& file, const VariableNames& known
   if (descriptor < 0) throw Failure("cannot read " + name + ": " + std::strerror(errno));
   try {
     readHeader();
-    struct stat status {};
     if (file != "-" && fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) readToTheEnd();
   } catch (...) {
     closeFile();
@@ -96,14 +95,23 @@ bool RunTable::take(int patience) {
   const ssize_t length = read(descriptor, piece.data(), piece.size());
   if (length < 0 && (errno == EINTR || errno == EAGAIN)) return false;
   if (length < 0) throw Failure("cannot read " + name + ": " + std::strerror(errno));
-  ended = length == 0;
-  if (ended) {
-    lines->end();
-  } else {
-    lines->add({piece.data(), static_cast<std::size_t>(length)});
-  }
+  if (rows) requireUnchanged();
+  lines->add({piece.data(), static_cast<std::size_t>(length)});
+  // What becomes of a file after its last byte was read changes nothing.
+  ended = length == 0 || (rows && lseek(descriptor, 0, SEEK_CUR) == status.st_size);
+  if (ended) lines->end();
   taken = lines->next(cells);
   return taken || ended;
+}
+
+// Else the runs would be others than those that were checked, or end too early without a word.
+void RunTable::requireUnchanged() const {
+  struct stat now {};
+  if (fstat(descriptor, &now) == 0 && now.st_size == status.st_size &&
+      now.st_mtim.tv_sec == status.st_mtim.tv_sec && now.st_mtim.tv_nsec == status.st_mtim.tv_nsec)
+    return;
+  throw Failure(name +
+                " was changed while its runs were made, expected a file that stays as it is");
 }
 
 bool RunTable::ready() {

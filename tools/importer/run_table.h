@@ -1,8 +1,11 @@
 // The runs of a batch as a table: one header line with the names of inputs and parameters, one row
 // with their values per run. A column "run", unless the FMU has a variable of that name, numbers
 // the runs, which else count from 1. A file is read to its end before the first run and again as
-// the runs go, so that it takes no memory; what comes through a pipe is read as it comes.
+// the runs go, so that it takes no memory, and must not change meanwhile; what comes through a pipe
+// is read as it comes.
 #pragma once
+
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <optional>
@@ -45,12 +48,14 @@ class RunTable {
   // Takes the next line from the text that is there, or else from what comes within so many
   // milliseconds; false when it is not all there by then.
   bool take(int patience);
+  void requireUnchanged() const;
   RunRow parsed() const;
   long long numberIn(const CsvCell& cell, std::size_t column) const;
 
   const VariableNames& names;
   std::string name;  // for messages
   int descriptor;
+  struct stat status {};  // of a file before it was read
   std::optional<CsvLines> lines;
   bool ended = false;  // no more text comes
   std::size_t headerLine = 0;

@@ -1,5 +1,7 @@
 #include "importer/variable_values.h"
 
+#include <utf8.h>
+
 #include <cmath>
 #include <limits>
 #include <optional>
@@ -27,7 +29,12 @@ bool canHold(const ScalarVariable& variable, double value) {
 }
 
 Cell parseValue(const ScalarVariable& variable, const std::string& text) {
-  if (variable.type == "String") return text;
+  if (variable.type == "String") {
+    // The FMU would get another one without a word: FMI's texts are UTF-8 and end at a zero byte.
+    if (text.find('\0') != std::string::npos || !utf8::is_valid(text.begin(), text.end()))
+      refuse(variable, text, "a text in UTF-8 without zero bytes");
+    return text;
+  }
   std::optional<double> number = parseNumber(text);
   if (variable.type == "Boolean") {
     if (text == "true") number = 1.0;

@@ -152,6 +152,9 @@ class Batch(Case):
             self.write("runs.csv", runs)
             self.refuses(reason, "batch", "stub.fmu", "--runs=runs.csv", "--output-file=out.csv",
                          "--start-value=gear=1", "--input-file=in.csv")
+        self.archive(("modelDescription.xml", XML.replace('"mass"', '"error"')), ("binaries/linux64/stub.so", STUB))
+        self.write("runs.csv", "count,error\n1,2\n")
+        self.refuses("column 2: 'error' is a column of the result already", "batch", "new.fmu", "--runs=runs.csv", "--output-file=out.csv")
         self.refuses("would overwrite --runs", "batch", "stub.fmu", "--runs=runs.csv", "--output-file=runs.csv", code=2)
         for record in ("median", "all,mean", "mean,mean"):
             self.refuses("--record", "batch", "stub.fmu", "--runs=x", "--output-file=y", "--record", record, code=2)

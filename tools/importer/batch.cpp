@@ -22,15 +22,19 @@ Batch::Batch(const BatchOptions& given, const ModelDescription& model)
       point(experiment.observed),
       finite(experiment.observed, options.failOnNan),
       record(experiment.observed, options.record.statistics) {
-  refuseTwoSources();
+  refuseTwoMeanings();
   for (const ScalarVariable* variable : table.variables()) experiment.start.add(*variable);
 }
 
-// Of two values for one variable one would win without a word.
-void Batch::refuseTwoSources() const {
+// Of two values for one variable, or two columns of one name, one would win without a word.
+void Batch::refuseTwoMeanings() const {
   for (std::size_t i = 0; i < table.variables().size(); ++i) {
     const ScalarVariable& variable = *table.variables()[i];
     const std::string problem = table.placeOf(i) + ": '" + printable(variable.name) + "' ";
+    if (!options.record.all && (variable.name == "run" || variable.name == "error"))
+      throw Failure(problem +
+                    "is a column of the result already, expected it as --start-value, or "
+                    "--record all, which leaves the columns of the runs out");
     for (const std::string& startValue : options.experiment.startValues)
       if (startValue.starts_with(variable.name + "="))
         throw Failure(problem + "has a --start-value as well, expected one of them");

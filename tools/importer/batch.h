@@ -43,7 +43,7 @@ class Batch {
   bool wroteRows() const { return lastGiven.has_value(); }
 
  private:
-  void refuseTwoSources() const;
+  void refuseTwoMeanings() const;
   void openTable();
   void runAll();
   // False when the user interrupted the run.

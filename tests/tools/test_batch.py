@@ -99,10 +99,12 @@ class Batch(Case):
         rows, _, calls = self.stub(runs, "--output-variable=moved", code=1, plan="4 4 fmi2Reset|dead")
         self.assertEqual((rows[1:], calls[-1]), ([["1", "1", "1", ""], ["2", "2", "", "fmi2Reset at t=1 failed: dead."]],
                                                  "fmi2Reset() -> fmi2Fatal"))
-        rows, err, _ = self.stub(runs, "--output-variable=moved", "--record=mean,final", plan=f"2 2 {step}|over",
-                                 env={"STUB_TERMINATED": "1"})
-        self.assertEqual([row[2:] for row in rows[1:]], [[value, value, ""] for value in "123"])
-        self.assertRegex(err, r"\Azelvox: warning: the FMU ended run 1 at t=0.5, [^\n]*\n\Z")
+        self.write("in.csv", "time,set\n0,1\n0.25,2\n0.5,3\n")  # 3 is set, but for a step that is not made
+        for record, values in (("final", ["2"]), ("mean,final", ["1.25", "2"])):
+            rows, err, _ = self.stub("mass\n1\n2\n", "--output-variable=moved", "--input-file=in.csv", "--record", record,
+                                     plan=f"2 2 {step}|over", env={"STUB_TERMINATED": "1"})
+            self.assertEqual(rows[1:], [["1", "1", *values, ""], ["2", "2", *values, ""]])
+            self.assertRegex(err, r"\Azelvox: warning: the FMU ended run 1 at t=0.5, [^\n]*\n\Z")
 
     def test_nan_of_some_points_is_not_left_out_of_statistics(self):
         self.write("in.csv", "time,set\n0,1\n0.25,1\n0.25,0\n0.5,0\n0.5,1\n")  # 0/0 in the second step only

@@ -127,7 +127,7 @@ bool Batch::runOnce() {
                       experiment.start.values.begin() + static_cast<std::ptrdiff_t>(fixedValues));
     Run run(experiment, *instance);
     run.initialize();
-    const bool everyPoint = options.record.all || record.needsEveryPoint();
+    const bool everyPoint = options.record.all || record.needsEveryPoint() || warnedOfEnd;
     if (everyPoint) observe(run.time());
     while (run.goesOn() && interrupted() == 0) {
       if (run.step() && everyPoint && experiment.grid.isRow(run.steps())) observe(run.time());
@@ -135,9 +135,11 @@ bool Batch::runOnce() {
     }
     if (run.goesOn()) return false;
     if (run.wasEndedByFmu()) noteEndByFmu(run.time());
-    const bool ended = everyPoint && experiment.grid.isRow(run.steps());  // and not by the FMU
-    if (!ended && !options.record.all) observe(run.time());
+    if (!run.wasEndedByFmu() && !everyPoint) observe(run.time());
     run.terminate();
+    // The values after a step that the FMU did not make are of no row. Those before are gone, but
+    // from now on all rows are looked at.
+    if (run.wasEndedByFmu() && !everyPoint) return runOnce();
   } catch (const Failure& failure) {
     if (writing) throw;
     error = printable(failure.what());

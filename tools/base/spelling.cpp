@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <iterator>
 #include <limits>
 #include <numeric>
 
@@ -33,6 +34,13 @@ std::size_t distance(std::string_view a, std::string_view b) {
 }  // namespace
 
 std::string_view closestName(std::string_view written, const std::vector<std::string_view>& names) {
+  // Who writes the beginning of a name means that name, if it is of one only.
+  constexpr std::size_t shortest = 3;
+  std::vector<std::string_view> begun;
+  std::ranges::copy_if(names, std::back_inserter(begun), [written](std::string_view name) {
+    return written.size() >= shortest && name.starts_with(written);
+  });
+  if (begun.size() == 1) return begun.front();
   std::string_view best;
   std::size_t smallest = std::numeric_limits<std::size_t>::max();
   for (const std::string_view name : names) {

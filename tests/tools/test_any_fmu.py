@@ -34,7 +34,7 @@ XML = """<?xml version="1.0"?>
     ("counted", 1, OUTPUT, "<Integer/>"),
     ("gear", 2, f"{PARAMETER} {FIXED}", '<Enumeration declaredType="Gear" start="2"/>'),
     ("engaged", 3, OUTPUT, '<Enumeration declaredType="Gear"/>'),
-    ("locked", 0, f"{INPUT} {DISCRETE}", '<Boolean start="true"/>'),
+    ("locked", 0, f"{INPUT} {DISCRETE}", '<Boolean start=" true "/>'),
     ("held", 1, f"{OUTPUT} {DISCRETE}", "<Boolean/>"),
     ("label", 0, f"{PARAMETER} {FIXED}", '<String start="none"/>'),
     ("shown", 1, OUTPUT, "<String/>"),

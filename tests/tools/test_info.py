@@ -124,14 +124,14 @@ GOOD = """<?xml version="1.0" encoding="UTF-8"?>
   <ModelVariables>
     <ScalarVariable name="time" valueReference="0" causality="independent"><Real/></ScalarVariable>
     <ScalarVariable name="height" valueReference="1" initial="exact"><Real declaredType="Length" start="5"/></ScalarVariable>
-    <ScalarVariable name="speed" valueReference="2" causality="output"><Real unit="m/s" derivative="2"/></ScalarVariable>
+    <ScalarVariable name="speed" valueReference="2" causality="output"><Real unit="m/s" displayUnit="knots" derivative=" 2"/></ScalarVariable>
     <ScalarVariable name="push" valueReference="3" causality="input"><Real max="INF" start="0"/></ScalarVariable>
     <ScalarVariable name="gear" valueReference="4" causality="parameter" variability="fixed">
       <Enumeration declaredType="Gear" start="2"/></ScalarVariable>
     <ScalarVariable name="count" valueReference="5" causality="calculatedParameter" variability="tunable"><Integer/></ScalarVariable>
     <ScalarVariable name="edge" valueReference="6" variability="constant"><Real start="0"/></ScalarVariable>
     <ScalarVariable name="held" valueReference="7" causality="output" variability="discrete"><Boolean/></ScalarVariable>
-    <ScalarVariable name="kept" valueReference="7" variability="discrete" initial="exact"><Boolean start="true"/></ScalarVariable>
+    <ScalarVariable name="kept" valueReference="7" variability="discrete" initial="exact"><Boolean start=" true "/></ScalarVariable>
   </ModelVariables>
   <ModelStructure>
     <Outputs><Unknown index="3" dependencies="2 4" dependenciesKind="dependent fixed"/><Unknown index="8"/></Outputs>
@@ -154,6 +154,7 @@ guid="g" | guid="g" autor="x" | has the attribute 'autor', .* did you mean autho
 (<Default.*>)\n(.*) | \2\1 | expected it before VendorAnnotations | schema
 <BaseUnit m="1"/> | <BaseUnit m="1"/><BaseUnit m="1"/> | unit 'm', BaseUnit: the element 'BaseUnit' is one too many | schema
 <BaseUnit m="1"/> | <BaseUnit m="0.5"/> | unit 'm', BaseUnit: m is '0.5', expected a whole number | schema
+<Boolean/> | <Boolean/>Bool | variable 'held': has the text 'Bool', expected only elements | schema
 <Boolean/> | <Boolean/><Bool/> | variable 'held', Bool: the element 'Bool' is not allowed | schema
 "INF" | "inf" | variable 'push': max is 'inf', expected a number | schema
 <(CoSimulation) modelIdentifier="good" | <\1 modelIdentifier="3d" | expected a name of C | kind | binary
@@ -168,7 +169,6 @@ name="m/s"/ | name="m/s"/><Unit name="m/s"/ | unit 'm/s': there is another Unit 
 <Category name="all"/> | \g<0>\g<0> | Category 'all': there is another Category | unique
 (<DisplayUnit .*?>) | \1\1 | unit 'm', DisplayUnit 'cm': there is another DisplayUnit | unique
 unit="m/s" | unit="km/s" | variable 'speed': its unit 'km/s' is not defined | unit
-displayUnit="cm" | displayUnit="mm" | type 'Length': its display unit 'mm' is not defined in the unit 'm' | unit
 <Real max | <Real displayUnit="cm" max | variable 'push': has the display unit 'cm' and no unit | unit
 unit="m/s" | unit="m/s" declaredType="Gear" | its type 'Gear' is not of the kind Real | type
 unit="m/s" | unit="m/s" declaredType="Speed" | its type 'Speed' is not defined | type
@@ -195,7 +195,7 @@ start="2" | start="3" | variable 'gear': start is 3, expected the value of an It
 "kept" valueReference="7" variability="discrete" | "kept" valueReference="7" variability="constant" | expected both to be constant | alias
 "5" causality=".*"><Integer/> | "4" variability="constant"><Integer start="2"/> | value reference of 'gear', expected both | alias | initial-unknowns
 <Boolean/> | <Boolean start="0"/> | which has a start value: expected it at only one | alias | start
-derivative="2" | derivative="10" | derivative is '10', expected the index of a variable, 1 to 9 | derivative | dependencies
+derivative=" 2" | derivative="10" | derivative is '10', expected the index of a variable, 1 to 9 | derivative | dependencies
 max="INF" | reinit="true" | variable 'push': reinit is true | derivative
 <Unknown index="8"/></Out | </Out | variable 'held': is missing in Outputs, expected it there, as causality is output | outputs
 <Unknown index="8"/></Out | <Unknown index="9"/><Unknown index="8"/></Out | Outputs, Unknown 9: 'kept' is listed, expected only | outputs
@@ -227,6 +227,8 @@ class Checked(Case):
             self.assertIn("no problem found", self.zelvox("info", "--check", fmu)[0])
         for name in ("_a1.b[1,23].c", "der(a.'b c\\''[4].d,2)"):
             self.findings(GOOD.replace("push", name), 0)
+        self.archive(("modelDescription.xml", GOOD.replace("a.c", "")), ("binaries/riscv/good.so", ""))
+        self.assertIn("no problem found", self.zelvox("info", "--check", "new.fmu")[0])
         for old, new, sentence, *checks in WRONG:
             with self.subTest(old=old, new=new):
                 xml = re.sub(old, new.strip("-"), GOOD, count=1)

@@ -38,11 +38,14 @@ std::string numberText(double value) {
   return {text.data(), end};
 }
 
-std::optional<double> parseNumber(std::string_view text) {
+std::string_view trimmed(std::string_view text) {
   constexpr std::string_view blanks = " \t\r\n";
-  const std::size_t first = text.find_first_not_of(blanks);
-  if (first == std::string_view::npos) return std::nullopt;
-  text = text.substr(first, text.find_last_not_of(blanks) - first + 1);
+  const std::size_t first = std::min(text.find_first_not_of(blanks), text.size());
+  return text.substr(first, text.find_last_not_of(blanks) + 1 - first);
+}
+
+std::optional<double> parseNumber(std::string_view text) {
+  text = trimmed(text);
   // from_chars knows no sign but the minus.
   if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
   double value = 0;

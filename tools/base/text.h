@@ -9,6 +9,9 @@
 // The shortest decimal text that reads back as exactly this number; "inf" and "nan" for the others.
 std::string numberText(double value);
 
+// The text without the blanks around it, which XML means nothing by.
+std::string_view trimmed(std::string_view text);
+
 // A number as XML and CSV write it, blanks around it allowed; empty for everything else.
 std::optional<double> parseNumber(std::string_view text);
 

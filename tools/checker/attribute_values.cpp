@@ -42,11 +42,12 @@ bool isOneOf(std::string_view text, const std::vector<std::string_view>& choices
 std::string expectedValue(std::string_view text, std::string_view kind) {
   const auto words = wordsOf(text);
   const auto choices = wordsOf(kind, '|');
-  if (kind == "number") return isNumber(text) ? "" : "a number";
-  if (kind == "int") return isWhole<std::int32_t>(text) ? "" : "a whole number of 32 bits";
-  if (kind == "index") return isWhole<std::uint32_t>(text) ? "" : "a whole number from 0 on";
-  if (kind == "date") return isDate(text) ? "" : "a time such as 2009-12-08T14:33:22Z";
-  if (kind == "boolean") return isOneOf(text, {"true", "false", "1", "0"}) ? "" : "true or false";
+  const std::string_view value = trimmed(text);
+  if (kind == "number") return isNumber(value) ? "" : "a number";
+  if (kind == "int") return isWhole<std::int32_t>(value) ? "" : "a whole number of 32 bits";
+  if (kind == "index") return isWhole<std::uint32_t>(value) ? "" : "a whole number from 0 on";
+  if (kind == "date") return isDate(value) ? "" : "a time such as 2009-12-08T14:33:22Z";
+  if (kind == "boolean") return isOneOf(value, {"true", "false", "1", "0"}) ? "" : "true or false";
   if (kind == "indexes")
     return std::ranges::all_of(words, isWhole<std::uint32_t>) ? "" : "indexes with blanks between";
   std::string list;

@@ -91,6 +91,7 @@ std::string placeOf(const pugi::xml_node& node) {
 }
 
 std::optional<std::size_t> indexIn(std::string_view text) {
+  text = trimmed(text);
   std::size_t value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   const bool whole = error == std::errc() && end == text.data() + text.size();
@@ -112,6 +113,6 @@ std::vector<std::string_view> wordsOf(std::string_view text, char separator) {
 }
 
 bool isTrue(const pugi::xml_attribute& attribute) {
-  const std::string_view text = attribute.value();
+  const std::string_view text = trimmed(attribute.value());
   return text == "true" || text == "1";
 }

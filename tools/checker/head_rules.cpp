@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <filesystem>
 #include <set>
 
 #include "base/text.h"
@@ -100,12 +101,17 @@ void checkBinaries(const Checked& description, const Report& report) {
     const pugi::xml_node node = description.root.child(kind);
     const std::string identifier = node.attribute("modelIdentifier").value();
     if (identifier.empty()) continue;
-    bool runs = anyBelow("sources/");
+    // Tools have platforms of their own, too.
+    const auto isBinary = [&identifier](const std::string& file) {
+      const std::filesystem::path path(file);
+      return file.starts_with("binaries/") && path.stem() == identifier;
+    };
+    bool runs = anyBelow("sources/") || std::ranges::any_of(files, isBinary);
     for (const Platform& platform : platforms) {
       const std::string directory = "binaries/" + std::string(platform.name) + "/";
       const std::string binary = directory + identifier + std::string(platform.ending);
       if (!anyBelow(directory)) continue;
-      runs = true;
+      runs = true;  // or that is said here
       if (!files.contains(binary)) report(node, "there is no " + inQuotes(binary) + " in the FMU");
     }
     if (!runs)

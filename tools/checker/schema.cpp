@@ -147,6 +147,8 @@ std::vector<pugi::xml_node> checkChildren(const pugi::xml_node& node, const Elem
   std::vector<pugi::xml_node> allowed;
   std::size_t place = 0;
   for (const pugi::xml_node child : node.children()) {
+    if (child.type() == pugi::node_pcdata || child.type() == pugi::node_cdata)
+      report(node, "has the text " + inQuotes(trimmed(child.value())) + ", expected only elements");
     if (child.type() != pugi::node_element) continue;
     const auto found = std::ranges::find_if(
         children, [&child](const Child& one) { return isOneOf(child.name(), one.names); });

@@ -166,7 +166,7 @@ class Reader {
 
   template <class Integer>
   Integer integer(const pugi::xml_node& node, const pugi::xml_attribute& attribute) {
-    const std::string_view text = attribute.value();
+    const std::string_view text = trimmed(attribute.value());
     Integer value{};
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error != std::errc() || end != text.data() + text.size()) {
@@ -177,7 +177,7 @@ class Reader {
   }
 
   static bool isTrue(const pugi::xml_attribute& attribute) {
-    const std::string_view text = attribute.value();
+    const std::string_view text = trimmed(attribute.value());
     return text == "true" || text == "1";
   }
 

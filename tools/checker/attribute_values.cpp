@@ -33,11 +33,11 @@ bool isDate(std::string_view text) {
   return text.find_first_not_of("0123456789.:Z+-", form.size()) == text.npos;
 }
 
+}  // namespace
+
 bool isOneOf(std::string_view text, const std::vector<std::string_view>& choices) {
   return std::ranges::find(choices, text) != choices.end();
 }
-
-}  // namespace
 
 std::string expectedValue(std::string_view text, std::string_view kind) {
   const auto words = wordsOf(text);

@@ -119,10 +119,6 @@ void checkAttributes(const pugi::xml_node& node, const Element& element, const R
   }
 }
 
-bool isOneOf(std::string_view name, const std::vector<std::string_view>& names) {
-  return std::ranges::find(names, name) != names.end();
-}
-
 struct Child {
   std::vector<std::string_view> names;
   bool atLeastOne, manyAllowed;

@@ -16,7 +16,7 @@ case ${1-} in
     ;;
 esac
 
-install_missing g++ cmake ninja-build default-jdk-headless libutfcpp-dev libbenchmark-dev gnuplot-nox
+install_missing g++ make cmake ninja-build default-jdk-headless libutfcpp-dev libbenchmark-dev gnuplot-nox
 
 build=build/bench
 say "Building the library as it ships and the benchmark in $build"

@@ -4,7 +4,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/install-missing.sh
 
-install_missing g++ cmake ninja-build pkg-config default-jdk-headless libutfcpp-dev gnuplot-nox \
+install_missing g++ make cmake ninja-build pkg-config default-jdk-headless libutfcpp-dev gnuplot-nox \
   libcli11-dev nlohmann-json3-dev libpugixml-dev libzip-dev uuid-dev
 
 build=build/release zelvox=build/release/tools/zelvox

@@ -17,7 +17,7 @@ while [ $# -gt 0 ]; do
   shift 2
 done
 
-install_missing g++ cmake ninja-build default-jdk-headless libutfcpp-dev libgtest-dev junit4
+install_missing g++ make cmake ninja-build default-jdk-headless libutfcpp-dev libgtest-dev junit4
 
 build=build/sanitize
 say "Building $build"

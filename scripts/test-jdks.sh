@@ -5,7 +5,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/install-missing.sh
 
-install_missing g++ cmake ninja-build pkg-config default-jdk-headless libutfcpp-dev libgtest-dev \
+install_missing g++ make cmake ninja-build pkg-config default-jdk-headless libutfcpp-dev libgtest-dev \
   libcli11-dev nlohmann-json3-dev libpugixml-dev libzip-dev junit4 gnuplot-nox python3 python3-venv
 [ $# -gt 0 ] || set -- 11.0.13.1 17.0.9.2 21.0.8.2 25.0.2.1
 

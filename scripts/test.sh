@@ -4,7 +4,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/install-missing.sh
 
-install_missing g++ cmake ninja-build pkg-config default-jdk-headless libutfcpp-dev libgtest-dev \
+install_missing g++ make cmake ninja-build pkg-config default-jdk-headless libutfcpp-dev libgtest-dev \
   libcli11-dev nlohmann-json3-dev libpugixml-dev libzip-dev uuid-dev junit4 gnuplot-nox libxml2-utils libtbb12 \
   python3 python3-venv maven help2man
 

@@ -19,7 +19,7 @@
 #include <thread>
 #include <vector>
 
-#include "fmu_instance.h"
+#include "instance/fmu_instance.h"
 
 using C = fmi2Component;
 using Lines = std::vector<std::string>;

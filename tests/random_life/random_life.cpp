@@ -22,7 +22,7 @@
 #include <vector>
 
 #include "fmi2Functions.h"
-#include "fmu_instance.h"
+#include "instance/fmu_instance.h"
 
 // The JVM handles SIGSEGV itself and never gives its memory back.
 extern "C" const char* __asan_default_options();

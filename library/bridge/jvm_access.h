@@ -7,7 +7,7 @@
 
 #include <jni.h>
 
-#include "bridge.h"
+#include "bridge/jni_bracket.h"
 
 extern JNIEnv* jniEnv;     // see JavaAccess
 extern jclass simClass;    // see JavaAccess

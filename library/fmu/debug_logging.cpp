@@ -3,7 +3,7 @@
 #include <cstring>
 #include <iterator>
 
-#include "exported_call.h"
+#include "fmu/exported_call.h"
 
 fmi2Status fmi2SetDebugLogging(fmi2Component c, fmi2Boolean loggingOn, size_t nCategories,
                                const fmi2String categories[]) {

@@ -1,7 +1,7 @@
 // What happens on the Java side when the importer instantiates.
-#include "bridge.h"
-#include "java_calls.h"
-#include "jvm_access.h"
+#include "bridge/java_calls.h"
+#include "bridge/jvm_access.h"
+#include "bridge/model_calls.h"
 
 namespace {
 

@@ -1,6 +1,7 @@
-#include "java_calls.h"
+#include "bridge/java_calls.h"
 
-#include "bridge.h"
+#include "bridge/jni_bracket.h"
+#include "bridge/model_calls.h"
 
 namespace {
 

@@ -5,8 +5,9 @@
 #include <cstddef>
 #include <string>
 
-#include "fmu_instance.h"
-#include "java_turn.h"
+#include "bridge/jni_bracket.h"
+#include "fmu/java_turn.h"
+#include "instance/fmu_instance.h"
 
 // The index of a category's switch in FmuInstance::logCategories. logAll is only a switch: it turns
 // every category on.

@@ -1,8 +1,8 @@
 // How large the model is. Java is asked each time, as it may change its mind.
 #include <cstdlib>
 
-#include "bridge.h"
-#include "java_calls.h"
+#include "bridge/java_calls.h"
+#include "bridge/model_calls.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // The co-simulation step, which is always synchronous, and the status queries about it.
 #include <iterator>
 
-#include "bridge.h"
-#include "exported_call.h"
+#include "bridge/model_calls.h"
+#include "fmu/exported_call.h"
 
 namespace {
 

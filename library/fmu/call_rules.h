@@ -8,7 +8,7 @@
 
 #include <cstddef>
 
-#include "fmu_instance.h"
+#include "instance/fmu_instance.h"
 
 struct CallRule {
   const char* function;      // as messages name it

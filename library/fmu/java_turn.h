@@ -4,7 +4,7 @@
 // callback or the model calls the library.
 #pragma once
 
-#include "bridge.h"
+#include "bridge/jni_bracket.h"
 
 class JavaTurn {
  public:

@@ -1,4 +1,4 @@
-#include "logging.h"
+#include "fmu/logging.h"
 
 std::string asFormat(const std::string& text) {
   std::string format;

@@ -1,4 +1,4 @@
-#include "jvm_access.h"
+#include "bridge/jvm_access.h"
 
 #include <algorithm>
 #include <array>

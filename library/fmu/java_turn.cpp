@@ -1,4 +1,4 @@
-#include "java_turn.h"
+#include "fmu/java_turn.h"
 
 #include <atomic>
 #include <thread>

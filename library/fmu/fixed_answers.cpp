@@ -5,7 +5,7 @@
 #include <array>
 #include <cstdint>
 
-#include "exported_call.h"
+#include "fmu/exported_call.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <memory>
 #include <new>
 
-#include "bridge.h"
-#include "exported_call.h"
+#include "bridge/model_calls.h"
+#include "fmu/exported_call.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
-#include "call_rules.h"
+#include "fmu/call_rules.h"
 
-#include "logging.h"
+#include "fmu/logging.h"
 
 bool stateAllows(FmuInstance& instance, const CallRule& rule) {
   if (contains(rule.allowed, instance.state)) return true;

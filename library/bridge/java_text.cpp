@@ -1,4 +1,4 @@
-#include "java_text.h"
+#include "bridge/java_text.h"
 
 #include <utf8.h>
 

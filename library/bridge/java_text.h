@@ -8,7 +8,7 @@
 
 #include <string>
 
-#include "jvm_access.h"
+#include "bridge/jvm_access.h"
 
 // A short-lived Java string; empty when the JVM could not make it, and made of NULL.
 class JavaText : public LocalRef<jstring> {

@@ -1,6 +1,6 @@
 // Experiment setup, initialization and termination.
-#include "bridge.h"
-#include "exported_call.h"
+#include "bridge/model_calls.h"
+#include "fmu/exported_call.h"
 
 namespace {
 

@@ -1,61 +1,13 @@
-// What fmu/ may ask of the Java side. Nothing here needs jni.h.
+// What fmu/ asks of the model in Java. Nothing here needs jni.h.
 //
-// All of it works on state that exists once per loaded library (jvm_access.h), without a lock: one
-// thread at a time, which JavaTurn in fmu/ sees to. Failures travel as results; the reason is in
+// One thread at a time, as within brackets. Failures travel as results; the reason is in
 // lastErrorText() or j_getLastError.
 #pragma once
 
 #include <cstdint>
 #include <string>
 
-#include "fmu_instance.h"
-
-struct JNIEnv_;
-class _jclass;
-
-// With what the bridge calls Java: both are null outside of a bracket, and each may be null inside.
-struct JavaAccess {
-  JNIEnv_* env = nullptr;       // of the calling thread
-  _jclass* simClass = nullptr;  // a local reference of the innermost bracket
-};
-
-// Java code and callbacks may call the library again. The inner call begins as if no bracket were
-// open and gives the outer one its access back at its end.
-JavaAccess setAccessAside() noexcept;
-void giveAccessBack(const JavaAccess& outer) noexcept;
-
-// The calling thread has an environment of the JVM for as long as a bracket lives: a thread that
-// was not attached is attached by the outermost bracket and detached when that one ends. An inner
-// bracket leaves the outer one's access valid.
-//
-// Attaching costs some ten microseconds, and on a thread that a bracket attached, FindClass sees
-// the class path of the JVM only, not the class loader of whoever loaded the importer.
-class JniBracket {
- public:
-  JniBracket() noexcept;
-  ~JniBracket();
-  JniBracket(const JniBracket&) = delete;
-  JniBracket& operator=(const JniBracket&) = delete;
-
- private:
-  JavaAccess outer;
-  bool attached;  // by this bracket, which therefore detaches
-};
-
-// Stands around each call of an importer's callback, which may use Java on this thread itself:
-// leave an exception, or detach the thread. Within a bracket the access is given up before and
-// found anew after; whether anything happened in between is not asked.
-class CallbackGuard {
- public:
-  // `ours`: the bridge is in the hands of the calling thread.
-  explicit CallbackGuard(bool ours) noexcept;
-  ~CallbackGuard();
-  CallbackGuard(const CallbackGuard&) = delete;
-  CallbackGuard& operator=(const CallbackGuard&) = delete;
-
- private:
-  bool inBracket;
-};
+#include "instance/fmu_instance.h"
 
 // Finds the JVM and the simulation object and has Java create the instance. False: the reason is in
 // lastErrorText(), empty when there is no JVM or the calling thread is not attached to it.

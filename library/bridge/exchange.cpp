@@ -4,9 +4,10 @@
 #include <optional>
 #include <span>
 
-#include "bridge.h"
-#include "java_calls.h"
-#include "jvm_access.h"
+#include "bridge/java_calls.h"
+#include "bridge/jni_bracket.h"
+#include "bridge/jvm_access.h"
+#include "bridge/model_calls.h"
 
 namespace {
 

@@ -2,8 +2,9 @@
 // variable of another type is refused.
 #include <algorithm>
 
-#include "bridge.h"
-#include "exported_call.h"
+#include "bridge/jni_bracket.h"
+#include "bridge/model_calls.h"
+#include "fmu/exported_call.h"
 
 namespace {
 

@@ -5,9 +5,9 @@
 
 #include <new>
 
-#include "call_rules.h"
-#include "java_turn.h"
-#include "logging.h"
+#include "fmu/call_rules.h"
+#include "fmu/java_turn.h"
+#include "fmu/logging.h"
 
 inline constexpr const char* overlapMessage = "%s: The call overlaps another one.";
 

@@ -9,8 +9,8 @@
 
 #include <string>
 
-#include "java_text.h"
-#include "jvm_access.h"
+#include "bridge/java_text.h"
+#include "bridge/jvm_access.h"
 
 struct JavaMethod {
   const char* name;

@@ -47,7 +47,7 @@ class Pack(Case):
         for element, attributes in (
                 (".", "fmiVersion=2.0 modelName=DcMotor version=1.0"),
                 ("DefaultExperiment", "startTime=0 stopTime=0.5 stepSize=0.001"),
-                ("CoSimulation", "modelIdentifier=DcMotor needsExecutionTool=true canInterpolateInputs=false "
+                ("CoSimulation", "modelIdentifier=DcMotor needsExecutionTool=false canInterpolateInputs=false "
                  "canHandleVariableCommunicationStepSize=true canBeInstantiatedOnlyOncePerProcess=false "
                  "canNotUseMemoryManagementFunctions=false canGetAndSetFMUstate=false")):
             expected = dict(pair.split("=") for pair in attributes.split())

@@ -105,7 +105,6 @@ PackedModel askModel(const fs::path& resources, const ModelJars& jars, const std
   PackedModel packed = readReport(askJava(env, "ModelReport", question));
   packed.description.modelIdentifier = modelIdentifierOf(packed.description.modelName);
   packed.description.coSimulation = true;
-  packed.description.needsExecutionTool = true;
   packed.description.generationTool = "zelvox " ZELVOX_VERSION;
   packed.description.generationDateAndTime = utcTime(creationTime());
   return packed;

@@ -1,6 +1,8 @@
 import static org.junit.Assert.assertEquals;
 
 import com.zelvox.qorbetta.ZelvoxSim;
+import java.io.ByteArrayOutputStream;
+import java.io.PrintStream;
 import java.util.Arrays;
 import java.util.HashMap;
 import java.util.Map;
@@ -10,7 +12,7 @@ import java.util.stream.DoubleStream;
 /**
  * Plays an importer with its library, which makes the calls that begin the lines, and compares what
  * comes of them: the calls of the model, behind "=" what the importer gets, behind "!" the reason of
- * a failure. Instances are called by name. A reset is nothing that Java hears of.
+ * a failure, behind "?" what stands on stderr. Instances are called by name. A reset is nothing that Java hears of.
  *
  * <pre>
  *   new NAME [URI]    setUp NAME START [STOP]    set NAME REFERENCE VALUE    init NAME
@@ -32,11 +34,20 @@ final class Script {
     private static String outcome(String[] words) {
         Recorder.calls.clear();
         String before = SIM.getLasterror();
-        String answer = answer(words[0], words[1], Arrays.copyOfRange(words, 2, words.length));
+        PrintStream stderr = System.err;
+        ByteArrayOutputStream told = new ByteArrayOutputStream();
+        System.setErr(new PrintStream(told, true));
+        String answer;
+        try {
+            answer = answer(words[0], words[1], Arrays.copyOfRange(words, 2, words.length));
+        } finally {
+            System.setErr(stderr);
+        }
         boolean failed = SIM.getLasterror() != before; // every failure makes a text of its own
         String outcome = (Recorder.calls.isEmpty() ? "" : " " + String.join("; ", Recorder.calls))
                 + (answer.isEmpty() ? "" : " = " + answer)
-                + (failed ? " ! " + SIM.getLasterror() : "");
+                + (failed ? " ! " + SIM.getLasterror() : "")
+                + (told.size() == 0 ? "" : " ? " + told.toString().trim());
         return outcome.isEmpty() ? "" : " =>" + outcome;
     }
 

@@ -109,7 +109,7 @@ public class UnitsTest {
     }
 
     private static void begin(String name, Path unit) {
-        Script.play("new " + name + " " + unit.toUri(), "setUp " + name + " 0", "init " + name);
+        Script.play("free " + name, "new " + name + " " + unit.toUri(), "setUp " + name + " 0", "init " + name);
     }
 
     private static void steps(String name, int... answers) {
@@ -198,7 +198,7 @@ public class UnitsTest {
         for (File file : unit.toFile().listFiles()) {
             Files.write(file.toPath(), new byte[0]);
         }
-        Script.play("setUp a 0", "init a", "new c " + unit.toUri() + " => = NULL ! instance 'c': no model: "
+        Script.play("setUp a 0", "init a", "free c", "new c " + unit.toUri() + " => = NULL ! instance 'c': no model: "
                 + unit + "/model.properties names no model, expected a line model=CLASS");
         steps("a", 1, 1, 1, 2);
     }

@@ -28,8 +28,22 @@ package com.zelvox.qorbetta;
  *
  * <p>A field starts with the value that it is initialized with, or with the one that its annotation
  * gives. {@link ModelInfo}, {@link DefaultExperiment} and {@link UnitDefinition} on the class say
- * the rest. {@link #setUp}, {@link #terminate} and {@link #free} are there for the models that need
- * them, as {@link Model} describes them.
+ * the rest.
+ *
+ * <p>{@link #step} is what a model must write; it may override these, too. {@code initialize} and
+ * {@code step} may be protected, the others are public, and only methods with these parameters are
+ * called:
+ *
+ * <pre>
+ *   public void setUp(double startTime, double stopTime) throws Exception
+ *   protected void initialize() throws Exception
+ *   protected void step(double time, double stepSize) throws Exception
+ *   public void terminate() throws Exception
+ *   public void free() throws Exception
+ * </pre>
+ *
+ * <p>{@link Model} says when they are called. An object is set up and initialized once; there may be
+ * more objects than runs.
  */
 public abstract class FieldModel implements Model {
     private transient VariableFields fields; // read after the construction

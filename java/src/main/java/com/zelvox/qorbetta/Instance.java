@@ -1,15 +1,19 @@
 package com.zelvox.qorbetta;
 
+import java.util.Arrays;
+
 /**
- * The life of one instance: its model object and the order of its calls.
+ * The life of one instance: its model objects and the order of its calls.
  *
- * <p>The model and the {@link Values} agree at all times but one: a parameter that the model
- * refuses stays there as the importer set it, and the next initialization or step fails.
+ * <p>In Initialization Mode an importer sets and reads values in any order, and what it reads is
+ * what an initialization with the values of that moment gives. So the first read initializes a
+ * model object. The initialization takes that object over, unless a value was set to another one
+ * since; then a fresh object is made, as no object is set up or initialized twice.
  *
  * <p>A reset of the importer is not heard of here. It shows in the next {@link #setUp}, which
  * therefore always begins with values as a new run has them: those that were set since the last
  * event of the old run, and start values for the rest. Nothing changes by that before the first
- * run.
+ * read or initialization.
  *
  * <p>Every failure is an {@link IllegalStateException} whose message is the sentence for the
  * importer.
@@ -27,20 +31,20 @@ final class Instance {
     private final Values values;
 
     private Model model;
-    private boolean modelUsed; // it has begun a run and cannot begin another
-    private boolean modelSetUp;
+    private boolean modelUsed; // it got a parameter and cannot begin another run
     private boolean begun;
     private Phase phase = Phase.PREPARED;
+    // While PREPARED, of the values as they stand:
+    private boolean tried; // an initialization was tried with them
+    private boolean initialized; // and went well: `model` is in its state at the start time
+    private double[] readUninitialized; // outputs that the importer holds of one that did not
     private boolean stepped;
     private double startTime = 0;
     private double stopTime = Double.NaN;
     private double nextTime;
-    private String refusal; // what a set call could not say; null for nothing
+    private IllegalStateException refusal; // what a set call could not say; null for nothing
 
-    /**
-     * Begins an instance with a model of its own, which has taken the start values of its
-     * parameters.
-     */
+    /** Begins an instance with a model object of its own, which so far describes itself only. */
     static Instance begin(String name, String resourceLocation) {
         ModelSource source;
         try {
@@ -65,11 +69,6 @@ final class Instance {
         numberOfReals = Integer.toString(values.size());
         numberOfInputs = Integer.toString(description.inputs().size());
         numberOfOutputs = Integer.toString(description.outputs().size());
-        handOverParameters();
-        if (refusal != null) {
-            freeQuietly(model);
-            throwRefusal();
-        }
     }
 
     /** Whether the importer has set up an experiment, or gone on without one. */
@@ -77,28 +76,45 @@ final class Instance {
         return begun;
     }
 
+    /** Whether it was initialized, and neither has been terminated nor has failed since. */
+    boolean isRunning() {
+        return phase == Phase.RUNNING;
+    }
+
+    /** Notes the times of a run; the model hears of them when its initial values are asked for. */
     void setUp(double start, double stop) {
         begun = true;
+        if (phase != Phase.PREPARED) {
+            refusal = null; // of the old run; what the new one cannot take shows there
+        }
         values.startAnew();
         stepped = false;
         phase = Phase.PREPARED;
+        forgetTry();
         startTime = start;
         stopTime = stop;
-        modelSetUp = false;
-        prepareModel();
     }
 
     void set(int reference, double value) {
         if (reference < 0 || reference >= values.size()) {
-            refuse("there is no value reference " + Integer.toUnsignedString(reference)
-                    + ", expected one below " + values.size());
+            refuse(failure("there is no value reference " + Integer.toUnsignedString(reference)
+                    + ", expected one below " + values.size()));
             return;
         }
-        values.set(reference, value);
-        // A model whose run is over gets no more calls; the value waits for the next run's model.
-        if (values.parameterAt(reference) >= 0 && phase != Phase.OVER) {
-            handOver(values.parameterAt(reference), value);
-        }
+        boolean changed = values.set(reference, value);
+        int parameter = values.parameterAt(reference);
+        if (phase == Phase.PREPARED) {
+            readUninitialized = null; // the importer reads again
+            if (changed) {
+                forgetTry();
+            }
+        } else if (phase == Phase.RUNNING && parameter >= 0) {
+            try {
+                handOver(parameter, value);
+            } catch (IllegalStateException e) {
+                refuse(e);
+            }
+        } // A model whose run is over gets no more calls; the value waits for the next run's model.
     }
 
     void initialize() {
@@ -107,15 +123,15 @@ final class Instance {
                     + " before");
         }
         begun = true;
-        prepareModel();
-        modelUsed = true;
         values.markEvent();
         throwRefusal();
-        try {
-            model.initialize(values.inputs(), values.outputs());
-        } catch (Throwable e) {
-            throw failure("the model cannot be initialized at time " + startTime + ": "
-                    + Reason.of(e));
+        if (!initialized) {
+            initializeModel();
+        }
+        if (readUninitialized != null && !Arrays.equals(readUninitialized, values.outputs())) {
+            // It has no reason to read again before the first step, and would go on with these.
+            throw failure("the model can be initialized at time " + startTime + " only now, after"
+                    + " the importer has read its outputs; expected a reset, or a value to be set");
         }
         phase = Phase.RUNNING;
         nextTime = startTime;
@@ -156,8 +172,22 @@ final class Instance {
     /**
      * What the importer's values are to become: all of them until the first step has been made, so
      * that start values reach it, and the outputs from then on. The arrays are this object's own.
+     * Before the initialization the outputs are those that it would give now; start values where it
+     * would fail, since the importer may still be about to set what is missing.
      */
     double[] data() {
+        if (phase == Phase.PREPARED) {
+            begun = true;
+            values.markEvent(); // a set-up that follows can only follow a reset
+            if (!tried) {
+                try {
+                    initializeModel();
+                } catch (IllegalStateException e) {
+                    // The initialization tries again and tells what is wrong then.
+                }
+            }
+            readUninitialized = initialized ? null : values.outputs().clone();
+        }
         return stepped ? values.outputs() : values.all();
     }
 
@@ -168,20 +198,14 @@ final class Instance {
             try {
                 model.terminate();
             } catch (Throwable e) {
-                throw failure("the model cannot be terminated at time " + nextTime + ": "
-                        + Reason.of(e));
+                complain("the model cannot be terminated at time " + nextTime, e);
             }
         }
     }
 
     void free() {
-        try {
-            model.free();
-        } catch (Throwable e) {
-            throw failure("the model cannot be freed: " + Reason.of(e));
-        } finally {
-            source.release();
-        }
+        freeModel();
+        source.release();
     }
 
     private Model newModel() {
@@ -200,33 +224,44 @@ final class Instance {
             }
             return answer;
         } catch (Throwable e) {
-            freeQuietly(model);
+            freeModel();
             throw failure("the model cannot be described: " + Reason.of(e));
         }
     }
 
-    /** Makes sure that a model object stands ready that knows the parameters and the experiment. */
-    private void prepareModel() {
+    /** Brings a model object that is not used yet to its state at the start time. */
+    private void initializeModel() {
+        tried = true;
         if (modelUsed) {
-            Model old = model;
-            model = newModel();
-            modelUsed = false;
-            modelSetUp = false;
-            refusal = null; // the new model is asked anew
+            Model fresh = newModel();
+            freeModel();
+            model = fresh;
+        }
+        modelUsed = true;
+        values.startOutputs();
+        for (int i = 0; i < description.parameters().size(); i++) {
+            handOver(i, values.parameter(i));
+        }
+        try {
+            model.setUp(startTime, stopTime);
+        } catch (Throwable e) {
+            throw failure("the model cannot be set up at time " + startTime + ": " + Reason.of(e));
+        }
+        try {
+            model.initialize(values.inputs(), values.outputs());
+        } catch (Throwable e) {
             values.startOutputs();
-            handOverParameters();
-            freeQuietly(old);
+            throw failure("the model cannot be initialized at time " + startTime + ": "
+                    + Reason.of(e));
         }
-        if (!modelSetUp) {
-            try {
-                model.setUp(startTime, stopTime);
-            } catch (Throwable e) {
-                modelUsed = true;
-                throw failure("the model cannot be set up at time " + startTime + ": "
-                        + Reason.of(e));
-            }
-            modelSetUp = true;
-        }
+        initialized = true;
+    }
+
+    /** The values are others now, so that an initialization may end otherwise. */
+    private void forgetTry() {
+        tried = false;
+        initialized = false;
+        readUninitialized = null;
     }
 
     /** Whether a step begins where the last one ended, but for rounding. */
@@ -236,50 +271,46 @@ final class Instance {
                 || gap <= 4 * Math.ulp(Math.min(Math.abs(time), Math.abs(nextTime)));
     }
 
-    private void handOverParameters() {
-        for (int i = 0; i < description.parameters().size(); i++) {
-            handOver(i, values.parameter(i));
-        }
-    }
-
     private void handOver(int parameter, double value) {
         Variable variable = description.parameters().get(parameter);
         if (!(value >= variable.min() && value <= variable.max())) {
-            refuse("parameter " + variable + " cannot be " + value
+            throw failure("parameter " + variable + " cannot be " + value
                     + ", expected " + variable.min() + " to " + variable.max());
-            return;
         }
         try {
             model.set(parameter, value);
         } catch (Throwable e) {
-            refuse("parameter " + variable + " cannot be " + value + ": " + Reason.of(e));
+            throw failure("parameter " + variable + " cannot be " + value + ": " + Reason.of(e));
         }
     }
 
-    /**
-     * Keeps a sentence until there is a call that can fail with it; the first one tells the most.
-     */
-    private void refuse(String sentence) {
+    /** Keeps a failure until there is a call that can fail with it; the first one tells the most. */
+    private void refuse(IllegalStateException failure) {
         if (refusal == null) {
-            refusal = "instance '" + name + "': " + sentence;
+            refusal = failure;
         }
     }
 
     private void throwRefusal() {
-        if (refusal != null) {
-            throw new IllegalStateException(refusal);
+        IllegalStateException kept = refusal;
+        refusal = null;
+        if (kept != null) {
+            throw kept;
         }
     }
 
-    /**
-     * Frees a model of which nobody expects anything any more, so that its complaint would mislead.
-     */
-    private static void freeQuietly(Model model) {
+    private void freeModel() {
         try {
             model.free();
         } catch (Throwable e) {
-            // What the caller reports, or the new run, does not depend on it.
+            complain("the model cannot be freed", e);
         }
+    }
+
+    /** Tells in one line what no call has a way to tell the importer. */
+    private void complain(String sentence, Throwable e) {
+        String reason = Reason.of(e).replaceAll("\\s+", " ");
+        System.err.println("zelvox: instance '" + name + "': " + sentence + ": " + reason);
     }
 
     /**

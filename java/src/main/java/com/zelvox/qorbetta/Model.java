@@ -6,12 +6,11 @@ package com.zelvox.qorbetta;
  * FieldModel} takes less writing.
  *
  * <p>The class is public, has a public constructor without arguments that does no work, and is
- * named in {@code META-INF/services/com.zelvox.qorbetta.Model} of its jar. Every instance has a
- * model object of its own, and a reset makes a new one, so that a model needs no code to start
- * over. The calls for one object come one at a time, in this order:
+ * named in {@code META-INF/services/com.zelvox.qorbetta.Model} of its jar. The calls for one object
+ * come one at a time, in this order:
  *
  * <pre>
- *   set (every parameter's start value)
+ *   set (every parameter, with its value at the start)
  *   setUp
  *   initialize
  *   step, step, ...
@@ -19,18 +18,26 @@ package com.zelvox.qorbetta;
  *   free
  * </pre>
  *
- * {@code set} may come again between any two of them before {@code terminate}, and {@code setUp}
- * may be repeated before {@code initialize}. The importer may give up at any point; {@code free}
- * comes in any case. Objects that only serve to find or describe the model get none of these calls.
+ * {@code set} may come again between any two of them from {@code initialize} to {@code terminate}.
+ * The importer may give up at any point; {@code free} comes in any case.
+ *
+ * <p>An object is set up and initialized once, so that a model needs no code to start over. There
+ * may be more objects than runs: an importer that reads outputs before the run begins, and then
+ * sets other inputs or parameters, gets each answer from an object of its own; a reset makes a new
+ * one; and some only serve to find or describe the model. At most one object of an instance is set
+ * up at a time: the one before it has been freed.
  *
  * <p>All values are in the declared units, all times in seconds. The arrays belong to the host and
  * are valid during the call only. Values stand in them in the order of declaration: {@code inputs}
  * has one element per input, {@code outputs} one per output; an output that a call leaves alone
  * keeps its value.
  *
- * <p>Whatever a method throws ends up as an error message at the importer. The host adds the name
- * of the instance and the time; the exception's message says what is wrong and what the model
- * expects.
+ * <p>What a method throws ends up as an error message at the importer. The host adds the name of
+ * the instance and the time; the exception's message says what is wrong and what the model expects.
+ * There are two exceptions. What {@code terminate} and {@code free} throw is one line on {@code
+ * System.err}, since the importer cannot be told. And an importer that reads outputs before the run
+ * begins gets start values where {@code set}, {@code setUp} or {@code initialize} throws: it may be
+ * about to set what is missing, and hears the reason when it begins the run.
  */
 public interface Model {
     /**
@@ -45,8 +52,8 @@ public interface Model {
     ModelDescription describe() throws Exception;
 
     /**
-     * Tells the model which span of time the importer is going to simulate. Does nothing by
-     * default.
+     * Tells the model which span of time the importer is going to simulate; all parameters have
+     * their values. Does nothing by default.
      *
      * @param startTime where the run starts; 0 when the importer does not say
      * @param stopTime where it will end; NaN when the importer does not say
@@ -56,8 +63,9 @@ public interface Model {
     }
 
     /**
-     * Takes the value of a parameter, at the moment at which the importer sets it. Does nothing by
-     * default. Values outside the declared range never arrive here; inputs are not checked.
+     * Takes the value of a parameter: before {@code setUp} that which it has by then, later at the
+     * moment at which the importer sets it. Does nothing by default. Values outside the declared
+     * range never arrive here; inputs are not checked.
      *
      * @param parameter the parameter's index in the order of declaration, from 0
      * @param value the new value
@@ -91,7 +99,7 @@ public interface Model {
     /**
      * Ends a run that went well, once. Does nothing by default. Not called after a failed step.
      *
-     * @throws Exception when the run could not be ended cleanly
+     * @throws Exception when the run could not be ended cleanly; a line on {@code System.err}
      */
     default void terminate() throws Exception {
     }
@@ -99,7 +107,7 @@ public interface Model {
     /**
      * Releases what the object holds; it is not used any more. Does nothing by default.
      *
-     * @throws Exception when something could not be released
+     * @throws Exception when something could not be released; a line on {@code System.err}
      */
     default void free() throws Exception {
     }

@@ -39,10 +39,15 @@ final class Values {
         return reference - firstParameter;
     }
 
-    /** Takes a value. That of an output does not last: outputs are the model's to say. */
-    void set(int reference, double value) {
+    /**
+     * Takes a value and tells whether a model initialized before may now be initialized otherwise.
+     * The value of an output does not last: outputs are the model's to say.
+     */
+    boolean set(int reference, double value) {
+        boolean changed = reference >= firstInput && Double.compare(layout[reference], value) != 0;
         layout[reference] = value;
         setAtEvent[reference] = event;
+        return changed;
     }
 
     /** What was set before belongs to the run from now on, what is set later perhaps to the next. */

@@ -7,9 +7,10 @@ import java.util.concurrent.ConcurrentHashMap;
  * The simulation object that zelvox.so talks to: it hosts any number of instances by name and hands
  * each to a {@link Model} of its own.
  *
- * <p>A method that answers false has left the reason for {@link #getLasterror}. The methods that
- * answer nothing leave their failures there too, but for {@link #setReal}. Calls for one instance
- * come one at a time; several libraries may use the object at once, each for its own instances.
+ * <p>A method that answers false or null has left the reason for {@link #getLasterror}. What a
+ * model throws when it is terminated or freed is a line on {@link System#err}, since the importer
+ * cannot be told. Calls for one instance come one at a time; several libraries may use the object
+ * at once, each for its own instances.
  */
 public class ZelvoxSim {
     /**
@@ -39,25 +40,29 @@ public class ZelvoxSim {
     }
 
     /**
-     * Begins an instance. A name that is in use is taken over when the old instance has begun an
-     * experiment: the importer has given it up, and a free that it called after another instance's
-     * may never have arrived. While the old one waits for its experiment, the importer means both.
+     * Begins an instance. A name that is in use is refused while the old instance runs, and while it
+     * waits for its experiment: the importer means both. Else the old one, which never came to its
+     * initialization or is over, is freed: a free that the importer called after another instance's
+     * may never have arrived.
      *
      * @param resourceLocation the URI of the unit's resources; may be empty
      */
     public boolean doInstantiate(String instanceName, String resourceLocation) {
         try {
-            Instance old = instances.get(instanceName);
-            if (old != null && !old.hasBegun()) {
-                throw namesake(instanceName);
-            }
+            refuseIfLiving(instances.get(instanceName)); // before a model is made
             Instance instance = Instance.begin(instanceName, resourceLocation);
-            if (old != null ? !instances.replace(instanceName, old, instance)
-                    : instances.putIfAbsent(instanceName, instance) != null) {
+            Instance[] old = {null};
+            try {
+                instances.compute(instanceName, (name, now) -> {
+                    refuseIfLiving(now); // it came or went on while the model was made
+                    old[0] = now;
+                    return instance;
+                });
+            } catch (RuntimeException e) {
                 instance.free();
-                throw namesake(instanceName); // it came while the model was made
+                throw e;
             }
-            free(old);
+            free(old[0]);
             return true;
         } catch (RuntimeException e) {
             return failed(e);
@@ -125,8 +130,8 @@ public class ZelvoxSim {
     public void doTerminate(String instanceName) {
         try {
             find(instanceName).terminate();
-        } catch (RuntimeException e) {
-            failed(e);
+        } catch (IllegalStateException e) {
+            failed(e); // there is none of that name
         }
     }
 
@@ -136,8 +141,25 @@ public class ZelvoxSim {
     }
 
     /**
+     * Frees all instances of this class loader: those that importers left behind, whose names are
+     * in use else. To be called while no importer steps one.
+     *
+     * @return how many there were
+     */
+    public static int forgetInstances() {
+        int forgotten = 0;
+        for (String name : SHARED.instances.keySet()) {
+            Instance instance = SHARED.instances.remove(name);
+            SHARED.free(instance);
+            forgotten += instance == null ? 0 : 1;
+        }
+        return forgotten;
+    }
+
+    /**
      * The instance's values: outputs, the same again, inputs and parameters until it has made a
-     * step, the outputs alone from then on.
+     * step, the outputs alone from then on. Before the initialization the outputs are what it would
+     * give with the inputs and parameters that were set so far.
      *
      * @return an array of the instance, to be read before its next call; null for an unknown
      * instance
@@ -183,17 +205,18 @@ public class ZelvoxSim {
     private void free(Instance instance) {
         latest = null;
         if (instance != null) {
-            try {
-                instance.free();
-            } catch (RuntimeException e) {
-                failed(e);
-            }
+            instance.free();
         }
     }
 
-    private static IllegalStateException namesake(String instanceName) {
-        return new IllegalStateException("there is an instance '" + instanceName
-                + "' already that has not begun: give each instance a name of its own");
+    private static void refuseIfLiving(Instance instance) {
+        if (instance != null && (instance.isRunning() || !instance.hasBegun())) {
+            throw new IllegalStateException("there is an instance '" + instance.name + "' already that "
+                    + (instance.isRunning() ? "is running: give each instance a name of its own, or"
+                    + " terminate that one first; what an interrupted run has left behind in Python,"
+                    + " zelvox.forget_instances() frees"
+                    : "has not begun: give each instance a name of its own"));
+        }
     }
 
     private boolean failed(RuntimeException e) {

@@ -43,9 +43,13 @@ public class FieldsTest {
         @Output double power;
     }
 
-    static class Hydraulics { // which has no variables itself
-        private final Pump pump = new BigPump();
+    static class Hydraulics<T> { // which has no variables itself, nor does T tell of any
+        private final T pump;
         final List<String> names = new ArrayList<>();
+
+        Hydraulics(T pump) {
+            this.pump = pump;
+        }
     }
 
     @DefaultExperiment(startTime = 1, stopTime = 3, stepSize = 0.5)
@@ -60,13 +64,14 @@ public class FieldsTest {
     static class Plant extends Base {
         @Input(unit = "K", start = 300) private double outside;
         @Output final double[] heat = new double[2];
-        Object machines = new Hydraulics();
+        Object machines = new Hydraulics<>(new BigPump());
         @Parameter double[] table = {5, 6, 7};
         @Input(start = 4) double[] flows = new double[2];
         Pump[] pumps = {new Pump(), new BigPump()};
         @Output double end = 8;
         static Pump shared = new Pump();
         Inner inner = new Inner();
+        Runnable computing = () -> compute(2000); // holds the model, but is no part of it
         List<String> calls = new ArrayList<>();
 
         class Inner {
@@ -74,7 +79,7 @@ public class FieldsTest {
         }
 
         Pump pump() {
-            return ((Hydraulics) machines).pump;
+            return (Pump) ((Hydraulics<?>) machines).pump;
         }
 
         @Override
@@ -86,7 +91,7 @@ public class FieldsTest {
         @Override
         protected void step(double time, double stepSize) {
             calls.add("step " + time + " " + stepSize);
-            compute(2000);
+            computing.run();
         }
 
         private void compute(double base) {
@@ -315,8 +320,10 @@ public class FieldsTest {
         Object[][] cases = { // with which of the calls below fail
             {"-x-", "Plant.table became an array of 2 elements, expected one of 3",
                 (Change) p -> p.table = new double[2]},
+            {"--x", "Plant.flows became an array of 4 elements, expected one of 2",
+                (Change) p -> p.flows = new double[4]},
             {"--x", "Plant.flows became null, expected one of 2", (Change) p -> p.flows = null},
-            {"xxx", "Plant.machines became another", (Change) p -> p.machines = new Hydraulics()},
+            {"xxx", "Plant.machines became another", (Change) p -> p.machines = new Hydraulics<>(new BigPump())},
             {"xxx", "Plant.pumps became another", (Change) p -> p.pumps = p.pumps.clone()},
             {"xxx", "Plant.pumps became another", (Change) p -> p.pumps[1] = new BigPump()},
         };

@@ -2,6 +2,7 @@
 
 import io
 import os
+import re
 import subprocess
 import unittest
 import zipfile
@@ -106,6 +107,19 @@ class Sources(Author):
         for modules in ("java.base", "java.compiler"):
             self.refuses("has no compiler; install default-jdk", "pack", "Tank.java",
                          f"--jvm-option=--limit-modules={modules}")
+
+    def test_author_hears_of_variables_that_are_none_and_of_units_that_are_not_defined(self):
+        pump = "public static class Pump { @Input double speed; }\n"
+        fields = ("Pump[] pumps = {new Pump()}; List<Pump> same = Arrays.asList(pumps);"
+                  "transient List<Pump> left = Arrays.asList(new Pump()); List<Double> numbers = Arrays.asList(1.0);"
+                  "List<?>[] lists = {Arrays.asList(new Pump())}; Object one = Optional.of(new Pump());"
+                  "Map<?, ?> map = Collections.singletonMap(1, Arrays.asList(new Pump()));")
+        self.write("Tank.java", "import java.util.*;" + self.tank.replace("package com.acme;", "")
+                   .replace('@UnitDefinition(name = "m2", m = 2)', "").replace("    @Input", pump + fields + "    @Input"))
+        for command in "pack", "simulate", "info":
+            out, err = self.zelvox(command, "Tank.java")
+            self.assertEqual(re.findall(r"warning: ([\w.]+ (?:holds|unit 'm2' of area))", err),
+                             ["Tank.lists holds", "Tank.map holds", "Tank.one holds", "the unit 'm2' of area"], err)
 
     def test_model_is_the_named_one_or_the_only_one(self):
         self.write("two/Tank.java", self.tank)

@@ -80,5 +80,6 @@ fs::path fmuOf(const ModelInput& input, const std::function<JNIEnv*()>& jvm) {
   const PackedFmu fmu = packModel(input, {}, scratch.path(), jvm());
   fs::path file = scratch.path() / fmu.file;
   writeArchive(file, fmu.entries);
+  for (const std::string& warning : fmu.packed.warnings) warn(warning);
   return file;
 }

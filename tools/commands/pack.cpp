@@ -17,7 +17,6 @@
 #include "jvm/options.h"
 #include "jvm/start.h"
 #include "packer/packing.h"
-#include "packer/unit_warning.h"
 
 namespace fs = std::filesystem;
 
@@ -55,7 +54,7 @@ void pack(const PackOptions& options) {
   std::cout << printable(fmu.file.string() + ": " + model.modelName) << " (" << fmu.packed.javaClass
             << ") with " << countOf(model, "input") << ", " << countOf(model, "output") << " and "
             << countOf(model, "parameter") << "\n";
-  if (const std::string warning = unitWarning(model); !warning.empty()) warn(warning);
+  for (const std::string& warning : fmu.packed.warnings) warn(warning);
 }
 
 }  // namespace

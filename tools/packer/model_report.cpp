@@ -7,6 +7,7 @@
 #include "fmu_file/archive_writer.h"
 #include "packer/identity.h"
 #include "packer/java_side.h"
+#include "packer/unit_warning.h"
 
 namespace fs = std::filesystem;
 
@@ -65,7 +66,7 @@ ScalarVariable kindOf(const char* causality, const char* variability, const char
 PackedModel readReport(JavaAnswer report) {
   if (const std::string problem = report.text(); !problem.empty())
     throw Failure(printable(problem));
-  PackedModel packed{report.text(), {}};
+  PackedModel packed{report.text(), {}, {}};
   ModelDescription& model = packed.description;
   for (std::string* const text : {&model.modelName, &model.description, &model.author,
                                   &model.version, &model.license, &model.copyright}) {
@@ -83,6 +84,10 @@ PackedModel readReport(JavaAnswer report) {
   readVariables(report, model, 2 * outputs, kindOf("input", "continuous", ""));
   readVariables(report, model, outputs + model.variables.size(),
                 kindOf("parameter", "tunable", "exact"));
+  const std::size_t warnings = report.count();
+  for (std::size_t i = 0; i < warnings; ++i) packed.warnings.push_back(report.text());
+  if (const std::string warning = unitWarning(model); !warning.empty())
+    packed.warnings.push_back(warning);
   return packed;
 }
 

@@ -5,13 +5,15 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "fmu_file/model_description.h"
 #include "packer/model_input.h"
 
 struct PackedModel {
   std::string javaClass;
-  ModelDescription description;  // without a GUID
+  ModelDescription description;       // without a GUID
+  std::vector<std::string> warnings;  // sentences for the author
 };
 
 // What the model in the jars says about itself; an empty `javaClass` stands for the only one.

@@ -29,11 +29,6 @@ final class Declaration {
         this.nominal = nominal;
     }
 
-    static boolean isOn(Field field) {
-        return field.isAnnotationPresent(Input.class) || field.isAnnotationPresent(Output.class)
-                || field.isAnnotationPresent(Parameter.class);
-    }
-
     /** Null for a field that is no variable. */
     static Declaration of(Field field) {
         List<Declaration> found = new ArrayList<>();

@@ -1,5 +1,7 @@
 package com.zelvox.qorbetta;
 
+import java.util.Set;
+
 /**
  * A model whose variables are fields: the usual way to write one.
  *
@@ -91,6 +93,11 @@ public abstract class FieldModel implements Model {
         fields().setInputs(inputs);
         step(time, stepSize);
         fields().getOutputs(outputs);
+    }
+
+    /** What a reader of the fields passes by, for the packer. */
+    final Set<String> notLookedInto() {
+        return new PartSearch(this).notLookedInto();
     }
 
     private VariableFields fields() {

@@ -4,15 +4,12 @@ import java.lang.reflect.Field;
 import java.lang.reflect.Modifier;
 import java.util.ArrayDeque;
 import java.util.ArrayList;
-import java.util.Arrays;
 import java.util.Collections;
 import java.util.Deque;
-import java.util.HashSet;
 import java.util.IdentityHashMap;
 import java.util.LinkedHashMap;
 import java.util.List;
 import java.util.Map;
-import java.util.Set;
 
 /**
  * Finds the fields that are the variables of a {@link FieldModel}, in it and in the objects that it
@@ -20,14 +17,6 @@ import java.util.Set;
  * {@link IllegalArgumentException} that begins with its name.
  */
 final class FieldReader {
-    /** Whether objects of a class have variables, themselves or in what their fields hold. */
-    private static final ClassValue<Boolean> HAVE_VARIABLES = new ClassValue<Boolean>() {
-        @Override
-        protected Boolean computeValue(Class<?> type) {
-            return leadsToVariables(type, new HashSet<>());
-        }
-    };
-
     private final ModelDescription.Builder description;
     private final List<VariableField> inputs = new ArrayList<>();
     private final List<VariableField> outputs = new ArrayList<>();
@@ -37,14 +26,16 @@ final class FieldReader {
     private final List<PartField> parts = new ArrayList<>();
     private final Map<Object, String> names = new IdentityHashMap<>(); // of objects and arrays
     private final Map<String, UnitDefinition> units = new LinkedHashMap<>();
+    private final PartSearch search;
 
-    private FieldReader(ModelDescription.Builder description) {
-        this.description = description;
+    private FieldReader(FieldModel model) {
+        description = head(model.getClass());
+        search = new PartSearch(model);
     }
 
     /** Reads a model that has just been made, and gives its fields their start values. */
     static VariableFields read(FieldModel model) {
-        FieldReader reader = new FieldReader(head(model.getClass()));
+        FieldReader reader = new FieldReader(model);
         reader.names.put(model, "the model");
         reader.readObject(model, "");
         reader.units.values().forEach(unit -> reader.description.unit(unitOf(unit)));
@@ -83,11 +74,14 @@ final class FieldReader {
 
     private void readObject(Object object, String prefix) {
         Deque<Class<?>> classes = new ArrayDeque<>();
-        for (Class<?> c = object.getClass(); !isOfJava(c); c = c.getSuperclass()) {
+        for (Class<?> c = object.getClass(); !ClassFields.isOfJava(c); c = c.getSuperclass()) {
             classes.addFirst(c);
         }
         for (Class<?> c : classes) {
             ClassFields declared = ClassFields.of(c);
+            if (declared.unreadable != null) {
+                throw declared.unreadable;
+            }
             for (UnitDefinition unit : declared.units) {
                 UnitDefinition known = units.putIfAbsent(unit.name(), unit);
                 if (known != null && !known.equals(unit)) {
@@ -95,10 +89,10 @@ final class FieldReader {
                             + unit.name() + "', which is defined otherwise already");
                 }
             }
-            for (int i = 0; i < declared.fields.length; i++) {
-                Field field = declared.fields[i];
+            for (int i = 0; i < declared.fields.size(); i++) {
+                Field field = declared.fields.get(i);
                 try {
-                    readField(object, field, prefix + field.getName(), declared.declarations[i]);
+                    readField(object, field, prefix + field.getName(), declared.declarations.get(i));
                 } catch (IllegalAccessException e) {
                     throw new AssertionError(e); // fields are made accessible before
                 }
@@ -136,7 +130,6 @@ final class FieldReader {
         if (!isArray && Modifier.isFinal(field.getModifiers())) {
             throw new IllegalArgumentException("is final, expected a field that can change");
         }
-        field.setAccessible(true);
         if (!isArray) {
             double start = declaration.start(field.getDouble(owner));
             field.setDouble(owner, start);
@@ -185,12 +178,8 @@ final class FieldReader {
     /** The objects with variables that a field holds, by name. */
     private Map<String, Object> partsIn(Object owner, Field field, String name)
             throws IllegalAccessException {
-        if (!mayHoldPart(field)) {
-            return Collections.emptyMap();
-        }
-        field.setAccessible(true);
         Object value = field.get(owner);
-        if (!hasVariables(value, field.getType())) {
+        if (!search.leads(value, field.getType())) {
             return Collections.emptyMap();
         }
         parts.add(new PartField(owner, field, value));
@@ -219,49 +208,5 @@ final class FieldReader {
             throw new IllegalArgumentException("is the same object as " + other
                     + ", expected one of its own; transient would leave it out");
         }
-    }
-
-    private static boolean hasVariables(Object value, Class<?> declared) {
-        if (value instanceof Object[]) {
-            Class<?> element = value.getClass().getComponentType();
-            return Arrays.stream((Object[]) value).anyMatch(e -> hasVariables(e, element));
-        }
-        return HAVE_VARIABLES.get(value == null ? declared : value.getClass());
-    }
-
-    private static boolean leadsToVariables(Class<?> type, Set<Class<?>> visited) {
-        if (type.isArray()) {
-            return leadsToVariables(type.getComponentType(), visited);
-        }
-        for (Class<?> c = type; !isOfJava(c) && visited.add(c); c = c.getSuperclass()) {
-            for (Field field : fieldsOf(c)) {
-                if (Declaration.isOn(field)
-                        || mayHoldPart(field) && leadsToVariables(field.getType(), visited)) {
-                    return true;
-                }
-            }
-        }
-        return false;
-    }
-
-    /** None of a library's class that needs others which are not there. */
-    private static Field[] fieldsOf(Class<?> type) {
-        try {
-            return type.getDeclaredFields();
-        } catch (LinkageError e) {
-            return new Field[0];
-        }
-    }
-
-    private static boolean mayHoldPart(Field field) {
-        int modifiers = field.getModifiers();
-        // The compiler's own fields lead from an inner object back to the outer one.
-        return !Modifier.isStatic(modifiers) && !Modifier.isTransient(modifiers)
-                && !field.isSynthetic() && !field.getType().isPrimitive();
-    }
-
-    /** Whether a class, or the lack of one, is where ours end. */
-    private static boolean isOfJava(Class<?> type) {
-        return type == null || type.getClassLoader() == null;
     }
 }

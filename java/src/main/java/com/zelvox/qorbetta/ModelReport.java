@@ -5,7 +5,9 @@ import java.math.BigDecimal;
 import java.math.MathContext;
 import java.nio.charset.StandardCharsets;
 import java.util.Arrays;
+import java.util.Collections;
 import java.util.List;
+import java.util.Set;
 
 /**
  * Tells the packer, which is no Java program, what the model in some jars says about itself.
@@ -17,7 +19,8 @@ import java.util.List;
  * time, stop time, step size, tolerance, and then units, outputs, inputs and parameters. Each of these
  * four begins with its count; a unit is its name, eight exponents, factor and offset, and the count of
  * its display units with name, factor and offset of each as FMI has them: from the unit, not from the
- * base units; a variable its name, unit, display unit, description, start, min, max and nominal.
+ * base units; a variable its name, unit, display unit, description, start, min, max and nominal. Last
+ * comes a count of sentences with what the author of a model with fields should hear.
  */
 final class ModelReport {
     private final StringBuilder texts = new StringBuilder();
@@ -68,6 +71,8 @@ final class ModelReport {
         try {
             ModelDescription description = describe(model);
             report.addDescription(description);
+            report.addAll(model instanceof FieldModel
+                    ? ((FieldModel) model).notLookedInto() : Collections.emptySet());
             handOverParameters(model, description.parameters());
         } finally {
             free(model);
@@ -171,6 +176,11 @@ final class ModelReport {
             add(variable.max());
             add(variable.nominal());
         }
+    }
+
+    private void addAll(Set<String> list) {
+        add(list.size());
+        list.forEach(this::add);
     }
 
     private void add(Object text) {

@@ -51,6 +51,10 @@ class Batch(Case):
         points, err = self.batch(motor(), runs, *common, "--record=all", code=1)
         self.assertEqual(points[0], ["run", "time", *outputs])
         self.assertRegex(err, r"run 14: .*parameter R")
+        ended, _ = self.batch(motor(), runs, *common, "--record=all,error", code=1)
+        self.assertEqual([row[:-1] for row in ended if row[1]], points)  # and at the end of each run one row more
+        self.assertEqual([row[:-1] for row in ended if not row[1]], [[str(7 * i), "", "", ""] for i in range(len(values))])
+        self.assertEqual([row[0] for row in ended if row[-1]], ["run", "14"])
         for i, (voltage, r) in enumerate(values):
             self.assertEqual(rows[i + 1][:3], [str(7 * i), voltage, r])
             if r == "-1":
@@ -75,6 +79,8 @@ class Batch(Case):
                                 ["1", "1", 'a "b", c\nd', "1", "3", 'a "b", c\nd', 'a "b", c\nd', "6", ""],
                                 ["2", "0", "", "0", "-4", "", "", "inf", ""], ["3", "4", "e", "1", "5", "e", "e", "1.5", ""]])
         self.assertRegex(err, r"\Azelvox: warning: 'ratio' is inf at t=1 in run 2 [^\n]*\n\Z")
+        shown, _, none = self.stub(runs, "--dry-run")
+        self.assertEqual((shown, none), ([row[:5] for row in rows], []))
         life = [call.split("(")[0] for call in calls if re.match("fmi2(Setup|Set(Real|Str)|Term|Res|Free|Inst)", call)]
         run = ["fmi2SetupExperiment", "fmi2SetReal", "fmi2SetString", "fmi2Terminate"]
         self.assertEqual(life, [*run, "fmi2Reset", *run, "fmi2Reset", *run, "fmi2FreeInstance"])

@@ -51,6 +51,17 @@ fs::path partNameOf(const fs::path& file) {
   return file.parent_path() / name;
 }
 
+// Whether what was written is on the disk; file systems that cannot promise it are trusted.
+bool synchronized(const fs::path& path) {
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0) return errno == EACCES;
+  const bool good = fsync(file) == 0 || errno == EINVAL || errno == ENOSYS || errno == EROFS;
+  const int problem = errno;
+  close(file);
+  errno = problem;
+  return good;
+}
+
 }  // namespace
 
 // A handler, since what is ignored would stay ignored in child processes.
@@ -157,6 +168,9 @@ void SafeFile::writeWith(const std::function<void(const fs::path&)>& make) {
 
 void SafeFile::commit() {
   const auto busy = removal.busy();
+  // First what the file is and then its name, so that after a power cut the name is never that of
+  // an empty file. `part` may be another file by now than the one that was opened.
+  if (!destination.direct && !synchronized(part)) fail(std::strerror(errno));
   const int closing = descriptor;
   descriptor = -1;
   if (close(closing) != 0) fail(std::strerror(errno));
@@ -175,6 +189,7 @@ void SafeFile::commit() {
   if (rename(complete.c_str(), destination.path.c_str()) != 0)
     throw Failure(target.string() + " cannot be replaced: " + std::strerror(errno) +
                   "; what was to be in it is in " + complete.string());
+  synchronized(directoryOf(destination.path));
 }
 
 bool SafeFile::isTerminal() const {

@@ -21,6 +21,7 @@ struct Options {
   FmuOptions fmu;
   BatchOptions batch;
   std::string record;
+  bool show = false;
 };
 
 std::vector<std::string> separated(const std::string& list) {
@@ -45,6 +46,7 @@ void runBatch(Options& options) {
   jvm.insert(jvm.begin(), heap.begin(), heap.end());
   ReadyFmu fmu(options.fmu);
   Batch runs(batch, fmu.description());
+  if (options.show) return runs.show();
   fmu.startJvmIfNeeded();
   // A reset makes a new object of a Java model anyway. A new instance would be of classes that are
   // loaded anew, as they live as long as an instance.
@@ -56,11 +58,12 @@ void runBatch(Options& options) {
                        ? "; the rows so far are in " + nameOfTable(batch.outputFile)
                        : ""));
   if (runs.failedRuns() > 0)
-    throw Failure(
-        std::to_string(runs.failedRuns()) + " of " + counted(runs.runs(), "run") +
-        " failed, see the " +
-        (batch.record.all ? "messages above" : "column error of " + nameOfTable(batch.outputFile)) +
-        "; the first one: " + runs.firstFailure());
+    throw Failure(std::to_string(runs.failedRuns()) + " of " + counted(runs.runs(), "run") +
+                  " failed, see the " +
+                  (batch.record.all && !batch.record.errors
+                       ? "messages above"
+                       : "column error of " + nameOfTable(batch.outputFile)) +
+                  "; the first one: " + runs.firstFailure());
 }
 
 constexpr const char* examples = R"(
@@ -80,7 +83,8 @@ The result has one row a run: run, the row of --runs, the outputs at the end (NA
 is a column already), error. --record minimum,maximum,mean,final, or some of them, has the columns
 NAME.minimum and so on, over the rows that zelvox simulate writes; the mean is weighted by time, with straight
 lines between them, and texts have no more than NAME.final. --record all writes these rows, as
-run, time and the outputs.
+run, time and the outputs. With --record all,error these rows have a column error, too, and each run ends with a
+row that has only its number and the error, empty for a good run: who reads it knows that the run is complete.
 
 Between two runs the FMU is reset, and a run that fails does not end the others: its reason is in the
 column error (with --record all on stderr), and the exit code is 1 at the end. A wrong cell in a
@@ -113,7 +117,8 @@ void addBatchCommand(CLI::App& app) {
   command
       ->add_option(
           "--record", options->record,
-          "What the table has of a run: all, or some of minimum,maximum,mean,final [final]")
+          "What the table has of a run: all, or all,error, or some of minimum,maximum,mean,final "
+          "[final]")
       ->type_name("LIST")
       ->group(results);
   command
@@ -121,6 +126,11 @@ void addBatchCommand(CLI::App& app) {
                  "A run fails when a recorded result is NaN or infinite [a warning]")
       ->group(results);
   command->add_flag("--quiet", options->batch.quiet, "No summary and no progress bar")
+      ->group(results);
+
+  command
+      ->add_flag("--dry-run", options->show,
+                 "Check everything and write the runs as they were understood; make none")
       ->group(results);
 
   const std::string insight = "Insight";

@@ -47,7 +47,7 @@ void Batch::run(const fs::path& unpacked, bool resetsAlways) {
   directory = unpacked;
   resetAlways = resetsAlways;
   instance.emplace(directory, experiment.model, options.logging);
-  openTable();
+  openTable(resultColumns());
   const auto begin = std::chrono::steady_clock::now();
   try {
     runAll();
@@ -64,11 +64,12 @@ void Batch::run(const fs::path& unpacked, bool resetsAlways) {
   instance.reset();
 }
 
-void Batch::openTable() {
+std::vector<std::string> Batch::resultColumns() const {
   std::vector<std::string> names = {"run"};
   if (options.record.all) {
     names.emplace_back("time");
     for (const ScalarVariable* variable : experiment.observed) names.push_back(variable->name);
+    if (options.record.errors) names.emplace_back("error");
   } else {
     for (const ScalarVariable* variable : table.variables()) names.push_back(variable->name);
     std::vector<std::string> taken = names;
@@ -76,11 +77,28 @@ void Batch::openTable() {
     for (const std::string& name : record.columns(taken)) names.push_back(name);
     names.emplace_back("error");
   }
+  return names;
+}
+
+void Batch::openTable(const std::vector<std::string>& names) {
   output.emplace(options.outputFile);
   for (const std::string& name : names) output->add(std::string_view(name));
   output->endRow();
   // After the file, whose own end would be to go.
   rows.emplace([this] { return keepRows(); });
+}
+
+void Batch::show() {
+  std::vector<std::string> names = {"run"};
+  for (const ScalarVariable* variable : table.variables()) names.push_back(variable->name);
+  openTable(names);
+  while (table.next(row)) {
+    output->add(row.number);
+    for (const Cell& cell : row.values) output->add(cell);
+    output->endRow();
+  }
+  rows.reset();
+  if (interrupted() == 0) output->close();
 }
 
 // Makes the rows so far the result, and says how far they go.
@@ -174,6 +192,7 @@ void Batch::observe(double time) {
   output->add(row.number);
   output->add(time);
   for (const Cell& cell : point.values) output->add(cell);
+  if (options.record.errors) output->addEmpty();
   endRow();
   writing = false;
 }
@@ -186,20 +205,19 @@ void Batch::noteEndByFmu(double time) {
 }
 
 void Batch::writeRow(const std::string& error) {
-  if (options.record.all) {
+  if (options.record.all && !options.record.errors) {
     if (!error.empty()) warn("run " + std::to_string(row.number) + ": " + error);
     return;
   }
   const auto busy = rows->busy();
   output->add(row.number);
-  for (const Cell& cell : row.values) output->add(cell);
-  if (error.empty()) {
-    record.writeTo(*output);
-    output->addEmpty();
+  if (options.record.all) {
+    for (std::size_t i = 0; i <= experiment.observed.size(); ++i) output->addEmpty();
   } else {
-    record.skipIn(*output);
-    output->add(std::string_view(error));
+    for (const Cell& cell : row.values) output->add(cell);
+    error.empty() ? record.writeTo(*output) : record.skipIn(*output);
   }
+  error.empty() ? output->addEmpty() : output->add(std::string_view(error));
   endRow();
 }
 

@@ -35,6 +35,8 @@ class Batch {
   // leaves nothing to chance, or if `resetAlways` by a reset, as every other run is. When something
   // ends the whole, the rows so far become the table.
   void run(const std::filesystem::path& directory, bool resetAlways);
+  // Writes the runs as they were understood, with their numbers, and makes none.
+  void show();
   void summarize() const;
 
   long long runs() const { return runsDone; }
@@ -44,7 +46,8 @@ class Batch {
 
  private:
   void refuseTwoMeanings() const;
-  void openTable();
+  void openTable(const std::vector<std::string>& names);
+  std::vector<std::string> resultColumns() const;
   void runAll();
   // False when the user interrupted the run.
   bool runOnce();

@@ -29,16 +29,18 @@ double larger(double a, double b) {
 
 RecordOptions parseRecord(const std::vector<std::string>& words) {
   RecordOptions options;
-  options.all = words == std::vector<std::string>{"all"};
+  options.errors = words == std::vector<std::string>{"all", "error"};
+  options.all = options.errors || words == std::vector<std::string>{"all"};
   if (words.empty() || options.all) return options;
   options.statistics.clear();
   for (const std::string& word : words) {
     const auto found = std::ranges::find(statisticNames, word);
     const auto statistic = static_cast<Statistic>(found - statisticNames.begin());
     if (found == statisticNames.end()) {
-      throw Failure("--record has " + inQuotes(word) +
-                        " in it, expected all alone, or some of minimum, maximum, mean and final",
-                    ExitCode::usage);
+      throw Failure(
+          "--record has " + inQuotes(word) +
+              " in it, expected all, or all,error, or some of minimum, maximum, mean and final",
+          ExitCode::usage);
     } else if (std::ranges::find(options.statistics, statistic) != options.statistics.end()) {
       throw Failure("--record names " + word + " twice", ExitCode::usage);
     } else {

@@ -11,10 +11,12 @@ enum class Statistic { minimum, maximum, mean, final };
 
 struct RecordOptions {
   bool all = false;                                        // every communication point
+  bool errors = false;                                     // and a row at the end of each run
   std::vector<Statistic> statistics = {Statistic::final};  // else, in the order of the columns
 };
 
-// The options that words say, "all" or the names of statistics. Throws Failure (usage).
+// The options that words say: "all", "all" and "error", or the names of statistics. Throws Failure
+// (usage).
 RecordOptions parseRecord(const std::vector<std::string>& words);
 
 // The statistics of one run at a time. Texts have no statistics but `final`.

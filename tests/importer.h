@@ -35,6 +35,21 @@ inline void* symbol(const std::string& name) {
 
 inline constexpr const char* guid = "{6F1C2D3A-8B4E-4F70-9A1D-2E5B7C9D0F13}";
 
+inline constexpr std::array states = {
+    InstanceState::Instantiated, InstanceState::InitializationMode,
+    InstanceState::EventMode,    InstanceState::ContinuousTimeMode,
+    InstanceState::StepComplete, InstanceState::StepInProgress,
+    InstanceState::StepFailed,   InstanceState::StepCanceled,
+    InstanceState::Terminated,   InstanceState::Error};
+inline constexpr std::array<const char*, 10> stateNames = {
+    "Instantiated",   "InitializationMode", "EventMode",    "ContinuousTimeMode", "StepComplete",
+    "StepInProgress", "StepFailed",         "StepCanceled", "Terminated",         "Error"};
+
+inline std::string nameOf(InstanceState state) {
+  const auto found = std::ranges::find(states, state);
+  return found != states.end() ? stateNames.at(found - states.begin()) : "no state";
+}
+
 // What was seen and how the callbacks behave. Its address is the componentEnvironment.
 struct Importer {
   Lines seen;  // messages as "status category instanceName: text", and Java calls
@@ -209,8 +224,7 @@ class Host : public testing::Test {
     foreign ? onForeignThread(work) : work();
     auto result = seen();
     if (status != fmi2OK) result += " -> Error";
-    if (c != nullptr && record(c).state != before)
-      result += " [" + std::to_string(static_cast<int>(record(c).state)) + ']';
+    if (c != nullptr && record(c).state != before) result += " [" + nameOf(record(c).state) + ']';
     return result.substr(result.starts_with(' '));
   }
 
@@ -263,7 +277,7 @@ class Host : public testing::Test {
     if (command == "free") {
       FMI(fmi2FreeInstance)(std::exchange(c, nullptr));
     } else if (command == "state") {
-      record(c).state = static_cast<InstanceState>(vr);
+      record(c).state = states.at(std::ranges::find(stateNames, words[1]) - stateNames.begin());
     } else if (command == "get") {
       const double value = get(c, vr);
       noteJavaCalls();

@@ -103,7 +103,7 @@ TEST_F(Running, AnExceptionIsPrintedAndClearedRightAfterTheseMethods) {
            {"setReal", "set 4 40", "getProp m number_of_reals | setReal m 4 40.0 | printed"},
            {"getData", "step 1 .5", step + "getData m | printed"},
            {"doStepModel", "step 1 .5",
-            step + "printed | getLasterror | Error logError m: Error: because -> Error [1024]"},
+            step + "printed | getLasterror | Error logError m: Error: because -> Error [Error]"},
            {"create", "n.new",
             "create | printed | doInitConnection | doInstantiate n file:///r | "
             "getProp n number_of_reals"}}) {
@@ -154,7 +154,7 @@ TEST_F(Running, ACallOnAForeignThreadIsAttachedOncePerBracketAndDetachedAgain) {
     foreign step 1 .5     = Error logError m: Error: because
                           = getProp m number_of_inputs @5 | getProp m number_of_outputs @5
                           = doStepModel m 1.0 0.5 [40.0, 0.0, 0.0] @5 | printed
-                          = getLasterror @6 -> Error [1024]
+                          = getLasterror @6 -> Error [Error]
     foreign set 4 40      = Error logError m: fmi2SetReal: Illegal call sequence. -> Error
     foreign n.new         = Error error n: fmi2Instantiate: Process error | Error error n:  -> Error)");
   // A thread that the host attached is the host's to detach.
@@ -194,6 +194,7 @@ TEST_F(Running, TextsKeepEveryCharacterBothWays) {
   for (const auto& [given, inJava] : std::initializer_list<std::array<std::string, 2>>{
            {"Größe", "Gr{F6}{DF}e"},
            {"Ω\U0001F600\U0010FFFF", "{3A9}{D83D}{DE00}{DBFF}{DFFF}"},
+           {"\uD7FF\uE000\uFFFF\U00010000", "{D7FF}{E000}{FFFF}{D800}{DC00}"},
            {"a\xFFz", "a{FFFD}z"},
            {"a\x80z", "a{FFFD}z"},
            {"a\xC0\x80z", "a{FFFD}z"},
@@ -218,10 +219,13 @@ TEST_F(Running, TextsKeepEveryCharacterBothWays) {
   }
   initialized();
   play("doStepModel", "false");
-  play("getLasterror", "Gr{F6}{DF}e {D83D}{DE00} {D83D}z{0}{DE00}{D83D}{D83D}{DE00}! {D83D}");
+  play("getLasterror",
+       "Gr{F6}{DF}e {D83D}{DE00} {D83D}z{0}{DE00}{D83D}{D83D}{DE00}! "
+       "{D7FF}{DC00} {D800}{DC00}{DBFF}{DFFF} {D800}{E000} {D83D}");
   EXPECT_TRUE(run("step 1 1")
                   .ends_with("m: Error: Größe \U0001F600 \uFFFDz\uFFFD\uFFFD\uFFFD\U0001F600! "
-                             "\uFFFD -> Error [1024]"));
+                             "\uD7FF\uFFFD \U00010000\U0010FFFF \uFFFD\uE000 "
+                             "\uFFFD -> Error [Error]"));
   EXPECT_NE(instantiate("n", fmi2False, fmi2CoSimulation, nullptr), nullptr);
   EXPECT_NE(seen().find(" n  | "), std::string::npos) << "no location is an empty one";
 }

@@ -167,14 +167,21 @@ const JNINativeInterface_* jvmFunctions;
 std::string jniCalls;
 int jniDepth = 0;
 
+// Of the arguments, what the library decides: lengths and modes.
+template <class Argument>
+std::string shown(Argument argument) {
+  if constexpr (std::is_same_v<Argument, jint>) return '/' + std::to_string(argument);
+  return "";
+}
+
 template <auto function>
 struct Recorded;
 template <class Result, class... Arguments,
           Result (JNICALL* JNINativeInterface_::*function)(JNIEnv*, Arguments...)>
 struct Recorded<function> {
-  static inline const char* name;
+  static inline std::string name;
   static Result JNICALL call(JNIEnv* env, Arguments... arguments) {
-    if (jniDepth++ == 0) jniCalls += std::string(jniCalls.empty() ? "" : " ") + name;
+    if (jniDepth++ == 0) jniCalls += (name + ... + shown(arguments)) + ' ';
     const struct Leave {
       ~Leave() { --jniDepth; }
     } leave;
@@ -221,7 +228,7 @@ TEST_F(MachineFaults, EveryCallLooksUpAnewAndMakesTheseJniCallsOnly) {
     env->functions = &table;
     EXPECT_EQ(function(c, arguments...), fmi2OK);
     env->functions = jvmFunctions;
-    std::string calls = std::exchange(jniCalls, "") + ' ';
+    auto calls = std::exchange(jniCalls, "");
     for (std::size_t at; (at = calls.find("DeleteLocalRef ")) < calls.size();) calls.erase(at, 15);
     return calls;
   };
@@ -232,10 +239,10 @@ TEST_F(MachineFaults, EveryCallLooksUpAnewAndMakesTheseJniCallsOnly) {
   EXPECT_EQ(made(FMI(fmi2SetReal), vr, 2, values), open + count + setOne + setOne);
   EXPECT_EQ(made(FMI(fmi2DoStep), 0, 1, 0),
             open + count + count +
-                "ExceptionCheck GetMethodID NewStringUTF NewDoubleArray SetDoubleArrayRegion "
+                "ExceptionCheck GetMethodID NewStringUTF NewDoubleArray/3 SetDoubleArrayRegion/0/3 "
                 "CallBooleanMethodV ExceptionCheck GetMethodID ExceptionCheck NewStringUTF "
                 "CallObjectMethodV ExceptionCheck GetArrayLength GetDoubleArrayElements "
-                "ReleaseDoubleArrayElements ExceptionCheck ExceptionCheck ");
+                "ReleaseDoubleArrayElements/0 ExceptionCheck ExceptionCheck ");
   EXPECT_EQ(made(FMI(fmi2GetReal), vr, 2, values), open + count + count);
   EXPECT_EQ(made(FMI(fmi2GetReal), vr, 2, values), count);
   EXPECT_EQ(made(FMI(fmi2Terminate)),

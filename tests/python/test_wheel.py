@@ -83,8 +83,8 @@ class Wheel(unittest.TestCase):
         self.assertEqual(self.python("""import threading, zelvox
 def attached():
     zelvox.attach_thread(), zelvox.attach_thread()
-    import jpype
-    counts.append((jpype.java.lang.Thread.isAttached(), jpype.java.lang.Thread.activeCount()))
+    from jpype.java.lang import Thread
+    counts.append((Thread.isAttached() and Thread.currentThread().isDaemon(), Thread.activeCount()))
 counts = []
 for work in [zelvox.start_jvm] + 9 * [attached]:
     thread = threading.Thread(target=work)

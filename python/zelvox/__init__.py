@@ -1,19 +1,19 @@
 """Runs models written in Java in importers of FMI 2.0 co-simulation units that are driven by Python.
 
-`start_jvm()` gives this process the JVM that such an FMU needs, `attach_thread()` a thread of it. The
-program `zelvox` comes with the package.
+`start_jvm()` gives this process the JVM that such an FMU needs, `attach_thread()` a thread of it, and
+`forget_instances()` frees what an interrupted run has left behind. The program `zelvox` comes with the package.
 """
 
 import importlib
 
-from zelvox._jvm import attach_thread, start_jvm
+from zelvox._jvm import attach_thread, forget_instances, start_jvm
 
 try:
     from zelvox._version import __version__
 except ImportError:  # in a clone that was not installed
     __version__ = "0+clone"
 
-__all__ = ["__version__", "attach_thread", "start_jvm", "study"]
+__all__ = ["__version__", "attach_thread", "forget_instances", "start_jvm", "study"]
 
 
 def __getattr__(name: str):

@@ -22,7 +22,7 @@ _attached = threading.local()
 
 def _note_fork() -> None:
     global _forked
-    _forked = _forked or _has_jvm()
+    _forked = _forked or _created_jvm() is not None
 
 
 os.register_at_fork(after_in_child=_note_fork)
@@ -74,6 +74,32 @@ def attach_thread() -> None:
     # Under `zelvox exec` each thread is attached from its beginning.
 
 
+def forget_instances() -> int:
+    """Frees all instances in the JVM of this process, of every FMU, and returns how many there were: those that an
+    importer left behind, whose names are taken else, as after a run that Ctrl-C ended. Whoever still uses one
+    hears that it does not exist. Not to be called while another thread is in a call of an FMU.
+
+    Raises RuntimeError where the process has a JVM that FMUs cannot use.
+    """
+    if _running() is None:
+        return 0
+    attach_thread()
+    vm = _created_jvm()
+    env = ctypes.c_void_p()
+    # The functions of JNI by their place in its two tables, so that any JVM will do: JPype reaches only its own.
+    if _jni(vm, 6, ctypes.c_int)(vm, ctypes.byref(env), 0x00010008) != 0:  # GetEnv, JNI_VERSION_1_8
+        raise RuntimeError("this thread is not attached to the JVM; call zelvox.forget_instances() from the main thread")
+    sim = ctypes.c_void_p(_jni(env, 6)(env, b"com/zelvox/qorbetta/ZelvoxSim"))  # FindClass
+    method = ctypes.c_void_p(_jni(env, 113)(env, sim, b"forgetInstances", b"()I"))  # GetStaticMethodID
+    forgotten = _jni(env, 131, ctypes.c_int)(env, sim, method, None)  # CallStaticIntMethodA
+    _jni(env, 23, None)(env, sim)  # DeleteLocalRef
+    return forgotten
+
+
+def _jni(table: ctypes.c_void_p, place: int, result=ctypes.c_void_p):
+    return ctypes.CFUNCTYPE(result)(ctypes.cast(table, ctypes.POINTER(ctypes.POINTER(ctypes.c_void_p)))[0][place])
+
+
 def _running() -> Optional[str]:
     """How the JVM of this process came about; None where there is none. Raises for one that FMUs cannot use."""
     if _forked:
@@ -94,20 +120,20 @@ def _running() -> Optional[str]:
         if _options is None:
             return "the JVM of this process was started by jpype.startJVM"
         return f"the JVM of this process was started with {' '.join(_options) or 'no options'}"
-    if not _has_jvm():
+    if _created_jvm() is None:
         return None
     if "zelvox-preload.so" in Path("/proc/self/maps").read_text():
         return "`zelvox exec` has started the JVM of this process; write zelvox exec --jvm-option OPTION"
     raise RuntimeError("this process has a JVM that JPype did not start and cannot join; run it by `zelvox exec`")
 
 
-def _has_jvm() -> bool:
-    count = ctypes.c_int(0)
+def _created_jvm() -> Optional[ctypes.c_void_p]:
+    vm, count = ctypes.c_void_p(), ctypes.c_int(0)
     try:
-        ctypes.CDLL(None).JNI_GetCreatedJavaVMs(ctypes.byref(ctypes.c_void_p()), 1, ctypes.byref(count))
+        ctypes.CDLL(None).JNI_GetCreatedJavaVMs(ctypes.byref(vm), 1, ctypes.byref(count))
     except AttributeError:  # no libjvm.so was loaded
-        return False
-    return count.value > 0
+        return None
+    return vm if count.value > 0 else None
 
 
 def _start(options: tuple) -> None:

@@ -1,15 +1,17 @@
 #!/usr/bin/env bash
-# Packs the two models, makes the references and fetches the importers: prepare.sh WORK_DIRECTORY
+# Packs the models, makes the references and fetches the importers: prepare.sh WORK_DIRECTORY
 # ZELVOX MOTOR_JAR TANK_JAR. What was fetched leaves NAME.ready in the work directory.
 set -euo pipefail
 work=$1 zelvox=$2 motor=$3 tank=$4
-examples=$(cd "$(dirname "$0")" && pwd)/../../examples/importers
+tests=$(cd "$(dirname "$0")" && pwd)
+examples=$tests/../../examples/importers
 
 mkdir -p "$work"
 cd "$work"
 rm -f ./*.ready
 "$zelvox" pack --jar "$motor" -o motor.fmu
 "$zelvox" pack --jar "$tank" --model Tank -o tank.fmu
+for model in source controller; do "$zelvox" pack "$tests/${model^}.java" -o $model.fmu; done
 # The motor alone, and the tank whose level is the motor's voltage.
 "$zelvox" simulate motor.fmu --start-value voltage=12 --start-value load=0.01 --output-file alone.csv
 "$zelvox" simulate tank.fmu --start-value drain=2 --output-file tank.csv

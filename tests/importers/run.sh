@@ -26,7 +26,7 @@ compare() { python3 "$here/compare.py" "$@"; }
 
 case $case in
   fmi4j) need fmi4j "FMI4j from Maven Central" ;;
-  jnifmuapi | maestro) need into-cps "jnifmuapi and Maestro from Maven Central" ;;
+  jnifmuapi | *maestro) need into-cps "jnifmuapi and Maestro from Maven Central" ;;
   *) need python "FMPy, libcosimpy and ecospy from PyPI" ;;
 esac
 case $case in
@@ -91,6 +91,14 @@ case $case in
       co-simulation --init-values J=2e-4 "${steps[@]}"
     ;;
 
+  # A source that drives a controller, before the first step.
+  first-maestro)
+    java -cp "$jar:into-cps/*" org.intocps.maestro.Main import sg1 --interpret \
+      --fmu-search-path="$work" -output="$work/$case" "$here/first_values.json"
+    grep -qx '0.0,1.0,4.0' $case/outputs.csv && grep -qx '0.5,1.0,3.995' $case/outputs.csv
+    ;;
+  first-*) in_jvm "$python" "$here/first_values.py" "${case#first-}" source.fmu controller.fmu ;;
+
   # Three tanks. Ecos names instances after the file and goes on after an error.
   ecos-three)
     for copy in a b c; do cp tank.fmu "tank-$copy.fmu"; done
@@ -100,7 +108,7 @@ case $case in
     ;;
 esac
 case $case in
-  validation | schema | ecos-three) ;;
+  validation | schema | ecos-three | first-*) ;;
   fmpy-command | *-exec | *-jpype | fmi4j) compare "$result" alone.csv ;;
   fmi-sim) compare drained.csv tank.csv && compare "$result" driven.csv ;;
   *) compare "$result" tank.csv driven.csv ;;

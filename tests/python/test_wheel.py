@@ -91,6 +91,17 @@ for work in [zelvox.start_jvm] + 9 * [attached]:
     thread.start(), thread.join()
 print(len(set(counts)), counts[0][0])"""), "1 True\n")
 
+    def test_forgets_what_an_interrupted_run_left_behind(self):
+        for prefix in ((), ("zelvox", "exec", "--")):
+            out = self.python(SIMULATE + """zelvox.start_jvm()
+def interrupt(*_): raise KeyboardInterrupt
+try: simulate_fmu('motor.fmu', step_finished=interrupt)
+except KeyboardInterrupt: pass
+try: run()
+except Exception as problem: print('refused')
+print(zelvox.forget_instances(), run(), zelvox.forget_instances())""", *prefix)
+            self.assertRegex(out, rf"'DcMotor' already that is running(.|\n)*\nrefused\n1 {SPEED}\d* 0\n$")
+
     def test_refuses_with_a_sentence_what_cannot_work(self):
         for script, prefix, error in (
                 ("zelvox.attach_thread()", (), "RuntimeError: there is no JVM .* zelvox.start_jvm"),

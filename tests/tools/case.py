@@ -17,6 +17,7 @@ from pathlib import Path
 ZELVOX, LIBRARY, MOTOR_JAR, ODD_JAR = (
     os.environ[name] for name in ("ZELVOX", "LIBRARY", "MOTOR_JAR", "ODD_JAR"))
 SANITIZERS = os.environ.get("SANITIZERS")
+PACKAGE = Path(__file__).parents[2] / "python"
 signal.signal(signal.SIGINT, signal.default_int_handler)  # what runs in the background ignores Ctrl-C
 KEPT = tempfile.TemporaryDirectory()  # for the FMUs that many tests share
 
@@ -110,4 +111,4 @@ class Importer(Case):
                   "URI = 'file:///proc/self/cwd/motor%20%C3%BC%2520%20+/resources'\n"
                   "ODD = 'file:///proc/self/cwd/odd/resources'\n" + script)
         return self.zelvox("exec", *options, "--", sys.executable, "-Bc", script, code=code,
-                           env={"PYTHONPATH": str(Path(__file__).parent)})[0].splitlines()
+                           env={"PYTHONPATH": f"{Path(__file__).parent}:{PACKAGE}"})[0].splitlines()

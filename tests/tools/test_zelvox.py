@@ -194,6 +194,38 @@ new.step(0.5)
 old.step(0.25)
 print(old.get(2), new.get(6))"""), ["0.25 0.0001"])
 
+    def test_values_are_true_before_and_after_the_initialization(self):
+        self.assertEqual(self.python("""
+odd = Instance('odd', 'odd', ODD)
+for read in (True, False):
+    odd.set(9, 3)  # held
+    odd.begin()
+    odd.set(10, 2)  # gain
+    print(*([odd.get(3), odd.get(7), odd.set(9, 4), odd.get(3)] if read else []))
+    odd.initialize(begin=False)
+    print(odd.get(3), odd.get(9))
+    odd.step(0.5)
+    print(odd.get(3))
+    odd.call('fmi2Reset')
+odd.initialize()
+print(odd.get(3), odd.get(9))
+"""), ["6.0 6.0 None 8.0", "8.0 4.0", "8.0", "", "6.0 3.0", "6.0", "-0.5 -1.5"])
+
+    def test_name_of_an_instance_that_runs_is_taken_by_none_until_it_is_forgotten(self):
+        shutil.copytree(self.home / "odd", self.home / "copy")  # a library of its own
+        self.assertEqual(self.python("""
+import zelvox
+def second(name):
+    try: return bool(Instance('copy', name, ODD))
+    except RuntimeError as problem: return 'forget_instances' in str(problem) and 'refused'
+print(zelvox.forget_instances())
+first, other = Instance('odd', 'twin', ODD), Instance('odd', 'other', ODD)
+first.initialize()
+print(second('twin'), zelvox.forget_instances(), second('twin'), second('other'))
+try: first.step(0.5)
+except RuntimeError as problem: print('before the initialization' in str(problem))
+"""), ["0", "refused 2 True True", "True"])
+
     def test_model_of_the_class_path_serves_an_fmu_without_one(self):
         script = "motor = Instance('odd', 'name', 'file:///nowhere')\nmotor.step(0.5)\nprint(motor.get(10))"
         self.assertEqual(self.python(script, "--class-path", MOTOR_JAR), ["0.001"])

@@ -106,11 +106,7 @@ def _options(arguments: argparse.Namespace) -> dict:
         )
     }
     options["class_path"] = [path for paths in arguments.class_path for path in paths.split(":") if path]
-    pairs = [text.partition("=") for text in arguments.start_value]
-    for name, equals, value in pairs:
-        if not name or not equals:
-            raise StudyError(f"--start-value {name}{equals}{value} is not NAME=VALUE")
-    options["start_values"] = {name: value for name, _, value in pairs}
+    options["start_values"] = arguments.start_value
     return options
 
 
@@ -122,7 +118,7 @@ def _run(arguments: argparse.Namespace) -> int:
         parameters[name] = given
     chosen = plan.plan(
         arguments.fmu,
-        plan.chosen_runs(parameters, arguments.samples, arguments.sampling, arguments.seed, arguments.runs),
+        plan.Wish(parameters, arguments.samples, arguments.sampling, arguments.seed, arguments.runs),
         arguments.run_timeout,
         _options(arguments),
     )

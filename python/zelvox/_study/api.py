@@ -10,7 +10,7 @@ import pandas
 from distributed import Client
 
 from zelvox._study import cluster, engine, pictures
-from zelvox._study.plan import Plan, chosen_runs, plan
+from zelvox._study.plan import Plan, Wish, plan
 from zelvox._study.progress import Progress
 from zelvox._study.store import Store
 
@@ -51,7 +51,7 @@ def study(
 
     Raises StudyError where the study cannot be made.
     """
-    chosen = plan(Path(fmu), chosen_runs(parameters, samples, sampling, seed, runs), run_timeout, options)
+    chosen = plan(Path(fmu), Wish(parameters, samples, sampling, seed, runs), run_timeout, options)
     picture = Path(plot) if plot is not None else None
     with contextlib.ExitStack() as stack:
         if output is None:
@@ -73,7 +73,7 @@ def made(
     """Makes what the place of the results misses, and draws it."""
     if picture:
         pictures.check(picture, chosen)
-    with contextlib.closing(Store(output, chosen.settings, chosen.runs, chosen.texts, resume)) as store:
+    with contextlib.closing(Store(output, chosen, resume)) as store:
         try:
             if store.done < chosen.runs.count:
                 with cluster.connected(scheduler, workers) as client:

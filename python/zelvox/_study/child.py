@@ -2,15 +2,18 @@
 ends by itself. Nothing here waits for the process to read while it waits for us to read."""
 
 import contextlib
+import math
 import os
 import select
+import signal
 import subprocess
 import time
 from collections import deque
 from pathlib import Path
-from typing import Optional
+from typing import Callable, Optional
 
 _PIECE = 1 << 16
+_LOOK = 1  # second between two looks at the clock and at who wants the row
 _PATIENCE = 10  # seconds for a process to end that was told to; a JVM that crashes writes a report first
 
 
@@ -22,14 +25,22 @@ class TooLong(Exception):
     """The row did not come in time."""
 
 
+class Unwanted(Exception):
+    """Nobody waits for the row any more."""
+
+
 class Child:
-    """The process, started in a directory of its own; `sentence` is the last that it said on stderr."""
+    """The process, started in a directory that is its own and in which it has its temporary files, so that
+    whoever deletes the directory deletes what a killed process left. `sentence` is the last that it said on
+    stderr."""
 
     def __init__(self, command: list, directory: Path) -> None:
-        # In a session of its own, as Ctrl-C in a terminal is for the study and not for its runs.
+        # In a session of its own, as Ctrl-C in a terminal is for the study and not for its runs. Its process group
+        # has the processes that a model starts, too.
         self._process = subprocess.Popen(
             command,
             cwd=directory,
+            env={**os.environ, "TMPDIR": str(directory)},
             stdin=subprocess.PIPE,
             stdout=subprocess.PIPE,
             stderr=subprocess.PIPE,
@@ -41,38 +52,33 @@ class Child:
         for pipe in (self._in, self._out, self._err):
             os.set_blocking(pipe, False)
         self._going = bytearray()  # what is to be written
-        self._last = False  # and nothing after it
         self._row = b""  # one that goes over several lines, as a quoted text may
         self._line = b""  # the beginning of the next
         self._rows: deque[bytes] = deque()
         self._said = b""  # the end of what it wrote on stderr
         self.fresh = True  # made no run yet
-        self.header = b""  # of its table
+        self.idle_since = 0.0
         self.code: Optional[int] = None  # how it ended, negative by a signal
 
     def send(self, rows: bytes) -> None:
         """To be written while receive() waits."""
         self._going += rows
 
-    def finish(self) -> None:
-        """Nothing more comes: the process ends behind what was sent, so that receive() raises Ended."""
-        self._last = True
-
-    def receive(self, patience: Optional[float] = None) -> bytes:
-        """The next row with its end of line. Raises TooLong after that many seconds, and Ended."""
-        end = None if patience is None else time.monotonic() + patience
+    def receive(self, end: float = math.inf, wanted: Callable[[], bool] = lambda: True) -> bytes:
+        """The next row with its end of line. Raises TooLong at that time of the monotonic clock, Unwanted soon after
+        nobody wants it, and Ended."""
         while not self._rows:
-            left = None if end is None else (end - time.monotonic()) * 1000
-            if left is not None and left <= 0:
+            left = end - time.monotonic()
+            if left <= 0:
                 raise TooLong
+            if not wanted():
+                raise Unwanted
             poll = select.poll()
             for pipe in (self._out, self._err):
                 poll.register(pipe, select.POLLIN)
             if self._going:
                 poll.register(self._in, select.POLLOUT)
-            elif self._last and self._process.stdin:
-                self._process.stdin.close()
-            ready = dict(poll.poll(left))
+            ready = dict(poll.poll(1000 * min(left, _LOOK)))
             if self._in in ready:
                 self._write()
             if self._err in ready and not self._listen() and self._out not in ready:
@@ -105,27 +111,34 @@ class Child:
                 self._rows.append(self._row)
                 self._row = b""
 
+    def finish(self) -> None:
+        """Nothing more comes: the process ends when it has made the runs that it knows."""
+        with contextlib.suppress(OSError):
+            self._process.stdin.close()  # type: ignore[union-attr]
+
     def close(self) -> str:
-        """Has the process end when it has made the runs that it knows, and says how it ended."""
-        for pipe in (self._process.stdin, self._process.stdout):
-            with contextlib.suppress(OSError):
-                pipe.close()  # type: ignore[union-attr]
-        try:
-            self.code = self._process.wait(_PATIENCE)
-        except subprocess.TimeoutExpired:
-            self.kill()
+        """Waits for the process to end, and says how it ended."""
+        self.finish()
+        end = time.monotonic() + _PATIENCE
+        # As long as nobody has taken its exit code, its number is nobody else's.
+        ended = os.WEXITED | os.WNOHANG | os.WNOWAIT
+        while os.waitid(os.P_PID, self._process.pid, ended) is None and time.monotonic() < end:
+            time.sleep(0.005)
+        self.kill()
         while not self._process.stderr.closed and self._listen():  # type: ignore[union-attr]
             pass
-        self._process.stderr.close()  # type: ignore[union-attr]
+        for pipe in (self._process.stdout, self._process.stderr):
+            pipe.close()  # type: ignore[union-attr]
         assert self.code is not None
         how = f"signal {-self.code}" if self.code < 0 else f"exit code {self.code}"
         more = f": {self.sentence}" if self.sentence and how not in self.sentence else ""
         return f"the process ended with {how}{more}"
 
     def kill(self) -> None:
-        """Ends the process at once."""
-        self._process.kill()
-        self.code = self._process.wait()
+        """Ends the process at once, and what it has started."""
+        if self.code is None:
+            os.killpg(self._process.pid, signal.SIGKILL)
+            self.code = self._process.wait()
 
     @property
     def warnings(self) -> list:
@@ -135,6 +148,11 @@ class Child:
 
     @property
     def sentence(self) -> str:
-        """What the program said last of itself; of a batch with runs that failed, why the first one did."""
-        said = [line for line in self._said.decode(errors="replace").splitlines() if line.startswith("zelvox: ")]
-        return said[-1][len("zelvox: ") :].split("; the first one: ")[-1] if said else ""
+        """What the program said last of itself."""
+        return sentence(self._said)
+
+
+def sentence(said: bytes) -> str:
+    """The last sentence that `zelvox` said of itself on stderr."""
+    lines = [line for line in said.decode(errors="replace").splitlines() if line.startswith("zelvox: ")]
+    return lines[-1][len("zelvox: ") :] if lines else ""

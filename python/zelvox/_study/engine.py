@@ -9,11 +9,11 @@ from typing import Callable, Optional
 from distributed import Client, Future
 from distributed.scheduler import KilledWorker
 
+from zelvox._study import table
 from zelvox._study.errors import StudyError
-from zelvox._study.parameters import cell
 from zelvox._study.sampling import Runs
 from zelvox._study.store import Store
-from zelvox._study.worker import Job, make, row
+from zelvox._study.worker import Job, make
 
 SECONDS = 2.0  # a batch: a thousand times what the scheduler needs for it
 _AHEAD = 2  # batches at each thread, one of which waits
@@ -84,10 +84,16 @@ def _gathered(client: Client, finished: queue.Queue) -> Iterator[tuple]:
     futures = [finished.get()]
     while not finished.empty():
         futures.append(finished.get())
+    there = []
     for future in futures:
-        if future.status != "finished":
+        status = future.status
+        if status == "lost":  # with the worker that had its result, so that another one makes it again
+            future.add_done_callback(finished.put)
+        elif status != "finished":
             raise _reason(future)
-    yield from zip(futures, client.gather(futures))
+        else:
+            there.append(future)
+    yield from zip(there, client.gather(there))
 
 
 def _reason(future: Future) -> BaseException:
@@ -105,4 +111,4 @@ def _reason(future: Future) -> BaseException:
 def _rows(runs: Runs, start: int, stop: int) -> list:
     columns = [column.tolist() for column in runs.values(start, stop)]
     numbers = runs.numbers(start, stop).tolist()
-    return [row([number, *map(cell, cells)]) for number, *cells in zip(numbers, *columns)]
+    return [table.rows([cells]) for cells in zip(numbers, *columns)]

@@ -1,8 +1,9 @@
 """What a parameter is given: its values on a grid, or the distribution that it is drawn from, out of the
-texts of the command line or the values of a Python program."""
+texts of the command line or the values of a Python program. What a single value means, `zelvox` says."""
 
 import math
-from typing import Any, Callable, Iterable, NamedTuple, Union
+from collections.abc import Iterable
+from typing import Any, Callable, NamedTuple, Union
 
 import numpy
 
@@ -10,7 +11,11 @@ from zelvox._study.errors import StudyError
 
 # name: (what its numbers are, what must hold, the sentence for it)
 _DISTRIBUTIONS: dict[str, tuple[str, Callable[..., bool], str]] = {
-    "uniform": ("low:high", lambda low, high: low < high, "low must be below high"),
+    "uniform": (
+        "low:high",
+        lambda low, high: 0 < high - low < math.inf,
+        "low must be below high, by less than 1.8e308",
+    ),
     "normal": ("mean:deviation", lambda mean, deviation: deviation > 0, "the deviation must be above 0"),
     "lognormal": (
         "median:sigma",
@@ -20,13 +25,13 @@ _DISTRIBUTIONS: dict[str, tuple[str, Callable[..., bool], str]] = {
     "loguniform": ("low:high", lambda low, high: 0 < low < high, "low must be above 0 and below high"),
     "triangular": (
         "low:mode:high",
-        lambda low, mode, high: low <= mode <= high and low < high,
-        "low, mode and high must ascend",
+        lambda low, mode, high: low <= mode <= high and 0 < high - low < math.inf,
+        "low, mode and high must ascend, by less than 1.8e308",
     ),
 }
 
 HELP = """what a parameter is given:
-  J=1e-4,2e-4,5e-4             these values (grid)
+  J=1e-4,2e-4,5e-4             these values (grid); a text is what stands between the commas
   J=1e-4:1e-3:20               20 values with equal distances, from 1e-4 to 1e-3 (grid)
   J=uniform:LOW:HIGH           any value between the two is as likely (samples)
   J=normal:MEAN:DEVIATION      the standard deviation (samples)
@@ -59,91 +64,77 @@ class Distribution(NamedTuple):
         return stats.triang.ppf(shares, (b - a) / (rest[0] - a), a, rest[0] - a)
 
 
-# Numbers where all are numbers, else texts as they were given.
-Values = numpy.ndarray
-Given = Union[Values, Distribution]
+Given = Union[list, Distribution]  # the values as they were given
 
 
-def parse(text: str) -> tuple[str, Given]:
+def parse(text: str) -> tuple[str, str]:
     """Of NAME=..., as on the command line."""
     name, equals, given = text.partition("=")
-    if not equals or not name.strip() or not given.strip():
+    if not equals or not name:
         raise StudyError(f"--parameter {text} is not NAME=VALUES, such as J=1e-4:1e-3:20")
-    return name.strip(), meaning(name.strip(), given)
+    return name, given
 
 
-def meaning(name: str, given: Any) -> Given:
-    """Of a text as on the command line without the name, of one value, or of several."""
-    if isinstance(given, Distribution):
-        return given
+def meaning(name: str, given: Any, kind: str = "Real") -> Given:
+    """Of a text as on the command line without the name, of one value, or of several; `kind` is the type of the
+    variable."""
     if isinstance(given, str):
-        return _of_text(name, given.strip())
-    if isinstance(given, Iterable):
-        return values(name, list(given))
-    return values(name, [given])
-
-
-def values(name: str, given: list) -> Values:
-    """Numbers where all can be read as such, else texts."""
-    if not given:
-        raise StudyError(f"{name} is given no value")
-    try:
-        numbers = numpy.array([float(value) for value in given])
-    except (TypeError, ValueError):
-        return numpy.array([str(value).strip() for value in given], dtype=object)
-    if not numpy.isfinite(numbers).all():
-        raise StudyError(
-            f"{name} is given {_show(given[int(numpy.isfinite(numbers).argmin())])}, which is no finite number"
-        )
-    return numbers
-
-
-def _of_text(name: str, text: str) -> Given:
-    head, *rest = text.split(":")
-    if head in _DISTRIBUTIONS:
-        return _distribution(name, head, rest)
-    if len(rest) == 2 and "," not in text:
-        return _range(name, text, [head, *rest])
-    if rest and "," not in text:
-        raise StudyError(f"{name}={text} is neither low:high:count nor a distribution ({', '.join(_DISTRIBUTIONS)})")
-    cells = [cell.strip() for cell in text.split(",")]
-    if not all(cells):
-        raise StudyError(f"{name}={text} has an empty value")
-    return values(name, cells)
-
-
-def _range(name: str, text: str, parts: list) -> Values:
-    try:
-        low, high, count = float(parts[0]), float(parts[1]), int(parts[2])
-    except ValueError:
-        raise StudyError(f"{name}={text} is not low:high:count, two numbers and a whole one") from None
-    if not (math.isfinite(low) and math.isfinite(high) and low != high):
-        raise StudyError(f"{name}={text} needs two finite numbers that differ")
-    if count < 2:
-        raise StudyError(f"{name}={text} needs 2 values or more; {name}={parts[0]} gives one")
-    return numpy.linspace(low, high, count)
-
-
-def _distribution(name: str, kind: str, parts: list) -> Distribution:
-    meaning_of_numbers, holds, sentence = _DISTRIBUTIONS[kind]
-    try:
-        numbers = tuple(float(part) for part in parts)
-    except ValueError:
-        numbers = ()
-    if len(numbers) != meaning_of_numbers.count(":") + 1 or not all(map(math.isfinite, numbers)):
-        raise StudyError(f"{name}={':'.join([kind, *parts])} is not {kind}:{meaning_of_numbers}")
-    if not holds(*numbers):
-        raise StudyError(f"{name}={':'.join([kind, *parts])}: {sentence}")
-    return Distribution(kind, numbers)
-
-
-def _show(value: Any) -> str:
-    return str(value)
+        return _of_text(name, given, kind)
+    if isinstance(given, Iterable) and not isinstance(given, Distribution):
+        given = list(given)
+        if not given:
+            raise StudyError(f"{name} is given no value")
+    return given if isinstance(given, (Distribution, list)) else [given]
 
 
 def cell(value: Any) -> str:
-    """As a table has it: numbers with all their digits, whole ones without a point."""
-    if not isinstance(value, float):
-        return str(value)
-    text = repr(float(value))
-    return text[:-2] if text.endswith(".0") else text
+    """A value as `zelvox batch` reads it."""
+    if isinstance(value, (bool, numpy.bool_)):
+        return str(value).lower()
+    return repr(float(value)) if isinstance(value, (float, numpy.floating)) else str(value)
+
+
+def cells(name: str, given: list, kind: str) -> list:
+    """The same of all values of a variable. A number is no text, as nobody knows which digits it was read from."""
+    for value in given:
+        if kind == "String" and not isinstance(value, str):
+            raise StudyError(f"{name} is a text, and it is given {value!r}, which is none")
+    return [cell(value) for value in given]
+
+
+def _of_text(name: str, text: str, kind: str) -> Given:
+    if kind == "String" or ":" not in text or "," in text:
+        return text.split(",")
+    head, *rest = (part.strip() for part in text.split(":"))
+    if head in _DISTRIBUTIONS:
+        return _distribution(f"{name}={text}", head, rest)
+    if len(rest) == 2 and not math.isnan(_number(head)):
+        return _range(name, text, [head, *rest])
+    raise StudyError(f"{name}={text} is neither low:high:count nor a distribution ({', '.join(_DISTRIBUTIONS)})")
+
+
+def _number(text: str) -> float:
+    """NaN where the text is no number, or one in a notation of Python's."""
+    try:
+        return math.nan if "_" in text else float(text)
+    except ValueError:
+        return math.nan
+
+
+def _range(name: str, text: str, parts: list) -> list:
+    low, high, count = map(_number, parts)
+    if not (count >= 2 and count.is_integer()):
+        raise StudyError(f"{name}={text} needs a whole number of 2 values or more; {name}={parts[0]} gives one")
+    if not 0 < abs(high - low) < math.inf:
+        raise StudyError(f"{name}={text} needs two finite numbers that differ, by less than 1.8e308")
+    return numpy.linspace(low, high, int(count)).tolist()
+
+
+def _distribution(text: str, kind: str, parts: list) -> Distribution:
+    meaning_of_numbers, holds, sentence = _DISTRIBUTIONS[kind]
+    numbers = tuple(map(_number, parts))
+    if len(numbers) != meaning_of_numbers.count(":") + 1 or not all(map(math.isfinite, numbers)):
+        raise StudyError(f"{text} is not {kind}:{meaning_of_numbers}")
+    if not holds(*numbers):
+        raise StudyError(f"{text}: {sentence}")
+    return Distribution(kind, numbers)

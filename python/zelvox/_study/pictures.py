@@ -53,11 +53,11 @@ def draw(store: Store, plan: Plan, file: Path) -> None:
         raise StudyError(f"{file} was not drawn, as no run has a result")
     with pyplot.rc_context({"font.size": 9, "axes.grid": False, "svg.fonttype": "none"}):
         if len(names) == 1:
-            figure = _curves(pyplot, good, names[0], outputs, plan.runs.kind == "grid", plan.units)
+            figure = _curves(pyplot, good, names[0], outputs, plan.runs.kind == "grid", plan.units())
         elif len(names) == 2 and plan.runs.kind == "grid" and len(plan.runs.names) == 2:
-            figure = _maps(pyplot, table, names, outputs, plan.units)
+            figure = _maps(pyplot, table, names, outputs, plan.units())
         else:
-            figure = _points(pyplot, good, names, outputs, plan.units)
+            figure = _points(pyplot, good, names, outputs, plan.units())
         notes = (
             [f"{len(good)} of {len(table)} runs, the others failed"]
             if len(good) < len(table)

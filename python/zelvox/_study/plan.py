@@ -1,17 +1,24 @@
 """A study as it was asked for: its runs, what the workers need of it, and by what it is known again."""
 
 import hashlib
+import json
+import re
+import secrets
+import subprocess
+import tempfile
 from collections.abc import Mapping
 from pathlib import Path
 from typing import Any, NamedTuple, Optional, Union
 
+import numpy
 import pandas
 
 from zelvox import __version__
-from zelvox._study import fmu as fmu_file
-from zelvox._study import sampling
+from zelvox._program import program
+from zelvox._study import sampling, table
+from zelvox._study.child import sentence
 from zelvox._study.errors import StudyError
-from zelvox._study.parameters import cell, meaning
+from zelvox._study.parameters import cell, cells, meaning
 from zelvox._study.worker import Job
 
 # What goes to `zelvox batch` as it is: the option and what it is called in Python.
@@ -20,10 +27,19 @@ _TEXTS = {
     "stop_time": "--stop-time",
     "output_interval": "--output-interval",
     "step_size": "--step-size",
-    "record": "--record",
 }
 _LISTS = {"output_variables": "--output-variable", "jvm_options": "--jvm-option"}
 _FILES = {"input_file": "--input-file", "class_path": "--class-path"}
+
+
+class Wish(NamedTuple):
+    """Which runs: of a grid, of samples or of a table."""
+
+    parameters: Optional[Mapping[str, Any]]
+    samples: Optional[int]
+    method: str
+    seed: int
+    table: Union[str, Path, pandas.DataFrame, None]
 
 
 class Plan(NamedTuple):
@@ -31,64 +47,41 @@ class Plan(NamedTuple):
 
     runs: sampling.Runs
     job: Job
-    texts: list  # the FMU's variables whose columns are texts
-    units: dict  # of the others, as far as they have one
+    info: dict  # of the FMU, as `zelvox info --json` has it
     settings: dict  # what has to be the same to go on with it
 
+    def types(self) -> dict:
+        """Of the FMU's variables by name."""
+        return {variable["name"]: variable["type"] for variable in self.info["ModelVariables"]}
 
-def chosen_runs(
-    parameters: Optional[Mapping[str, Any]],
-    samples: Optional[int],
-    method: str,
-    seed: int,
-    table: Union[str, Path, pandas.DataFrame, None],
-) -> sampling.Runs:
-    """Of a grid, of samples or of a table."""
-    if table is not None:
-        if parameters or samples is not None:
-            raise StudyError("a table of runs takes the place of parameters and samples; give one or the other")
-        if isinstance(table, pandas.DataFrame):
-            return sampling.of_columns(
-                list(map(str, table)), [table[name].tolist() for name in table], "the table of runs"
-            )
-        return sampling.table(Path(table))
-    if not parameters:
-        raise StudyError("there is nothing to vary; give parameters, such as J=1e-4:1e-3:20, or a table of runs")
-    given = {name: meaning(name, values) for name, values in parameters.items()}
-    if samples is None:
-        return sampling.grid(given)
-    return sampling.samples(given, samples, method, seed)
+    def units(self) -> dict:
+        """Of the variables that have one."""
+        return {variable["name"]: variable.get("unit", "") for variable in self.info["ModelVariables"]}
 
 
-def plan(fmu: Path, runs: sampling.Runs, run_timeout: Optional[float], options: Mapping[str, Any]) -> Plan:
+def plan(fmu: Path, wish: Wish, run_timeout: Optional[float], options: Mapping[str, Any]) -> Plan:
     """Reads the files, so that a study has one FMU for all its life. Raises StudyError for what is wrong
     without asking any worker."""
     options = {name: value for name, value in options.items() if value is not None and value != []}
-    unknown = set(options) - {*_TEXTS, *_LISTS, *_FILES, "start_values", "fail_on_nan"}
+    unknown = set(options) - {*_TEXTS, *_LISTS, *_FILES, "start_values", "record", "fail_on_nan"}
     if unknown:
         raise TypeError(f"study() has no option {sorted(unknown)[0]}")
-    if "run" in runs.names:
-        raise StudyError("a variable with the name run cannot be varied, as the results have a column of that name")
-    if "record" in options and not isinstance(options["record"], str):
-        options["record"] = ",".join(options["record"])
-    all_points = options.get("record") == "all"
-    if run_timeout is not None and all_points:
-        raise StudyError("a limit to the time of a run (run_timeout) needs another record than all")
     if run_timeout is not None and not run_timeout > 0:
         raise StudyError("the limit to the time of a run (run_timeout) must be above 0")
+    given = options.get("record", "final")
+    record = given if isinstance(given, str) else ",".join(given)
+    all_points = record in ("all", "all,error")
 
-    files = {fmu.name: fmu_file.content(fmu, "the FMU")}
-    variables = fmu_file.variables_of(fmu)
-    arguments = [f"./{fmu.name}", "--quiet"]
-    for name, option in _TEXTS.items():
-        if name in options:
-            arguments.append(f"{option}={cell(options[name])}")
+    files = {fmu.name: _content(fmu, "the FMU")}
+    if not files[fmu.name].startswith(b"PK"):
+        raise StudyError(f"{fmu} is no FMU; zelvox pack makes one of a model")
+    arguments = [f"./{fmu.name}", "--quiet", f"--record={'all,error' if all_points else record}"]
+    arguments += [f"{option}={cell(options[name])}" for name, option in _TEXTS.items() if name in options]
     for name, option in _LISTS.items():
         arguments += [f"{option}={value}" for value in options.get(name, ())]
-    for name, value in dict(options.get("start_values", {})).items():
-        if name in runs.names:
-            raise StudyError(f"{name} has a start value and is varied; give one of them")
-        arguments.append(f"--start-value={name}={cell(value)}")
+    starts = options.get("start_values", {})
+    starts = [f"{name}={cell(value)}" for name, value in starts.items()] if isinstance(starts, Mapping) else starts
+    arguments += [f"--start-value={start}" for start in starts]
     if options.get("fail_on_nan"):
         arguments.append("--fail-on-nan")
     for name, option in _FILES.items():
@@ -96,6 +89,12 @@ def plan(fmu: Path, runs: sampling.Runs, run_timeout: Optional[float], options: 
         for file in map(Path, [given] if isinstance(given, (str, Path)) else given):
             arguments.append(f"{option}=./{_carried(file, option, files)}")
 
+    with tempfile.TemporaryDirectory(prefix="zelvox-study-") as directory:
+        job = Job(f"zelvox-study-{secrets.token_hex(8)}", files, arguments, [], all_points, run_timeout)
+        job.unpack(Path(directory))
+        info = json.loads(_answer(directory, ["info", f"./{fmu.name}", "--json"]))
+        draft = Plan(None, job, info, {})  # type: ignore[arg-type]
+        runs = _runs(wish, draft, directory)
     settings = {
         "zelvox": __version__,
         "fmu": {name: hashlib.sha256(held).hexdigest() for name, held in files.items()},
@@ -103,9 +102,89 @@ def plan(fmu: Path, runs: sampling.Runs, run_timeout: Optional[float], options: 
         "run_timeout": run_timeout,
         "runs": {"count": runs.count, "parameters": runs.names, "values": runs.digest()},
     }
-    key = f"zelvox-study-{hashlib.sha256(repr(settings).encode()).hexdigest()[:16]}"
-    job = Job(key, files, arguments, runs.names, all_points, run_timeout)
-    return Plan(runs, job, fmu_file.text_variables(variables), fmu_file.units(variables), settings)
+    return Plan(runs, job._replace(names=runs.names), info, settings)
+
+
+def _runs(wish: Wish, draft: Plan, directory: str) -> sampling.Runs:
+    types = draft.types()
+    if wish.table is not None:
+        if wish.parameters or wish.samples is not None:
+            raise StudyError("a table of runs takes the place of parameters and samples; give one or the other")
+        if not isinstance(wish.table, pandas.DataFrame):
+            given = str(wish.table)
+            return _understood(draft, directory, "table", given if given == "-" else str(Path(given).absolute()))
+        names = list(map(str, wish.table))
+        values = [wish.table.iloc[:, place].tolist() for place in range(len(names))]
+    elif not wish.parameters:
+        raise StudyError("there is nothing to vary; give parameters, such as J=1e-4:1e-3:20, or a table of runs")
+    else:
+        names = list(wish.parameters)
+        # `zelvox` says what is wrong with a name, and that comes first.
+        known = {name: meaning(name, given, types[name]) for name, given in wish.parameters.items() if name in types}
+        if len(known) < len(names):
+            values = [[]] * len(names)
+        elif wish.samples is None:
+            values = sampling.grid(known)
+        else:
+            values = sampling.samples(known, wish.samples, wish.method, wish.seed)
+    kind = "table" if wish.table is not None else "grid" if wish.samples is None else "samples"
+    columns = [cells(name, column, types.get(name, "")) for name, column in zip(names, values)]
+    rows = max(map(len, columns), default=0)
+    lines = zip(*(column + column[-1:] * (rows - len(column)) for column in columns))  # axes may have any lengths
+    runs = _understood(draft, directory, kind, "-", table.rows([names, *lines]))
+    if kind != "grid":
+        return runs
+    axes = [axis[: len(column)] for axis, column in zip(runs.columns, columns)]
+    return sampling.Runs(kind, names, int(numpy.prod([len(axis) for axis in axes])), axes, runs.own_numbers[:0])
+
+
+def _understood(draft: Plan, directory: str, kind: str, file: str, content: Optional[bytes] = None) -> sampling.Runs:
+    """The runs of a table as `zelvox batch` understands it with the options of the study."""
+    dry = ["batch", *draft.job.arguments, "--dry-run", f"--runs={file}", "--output-file=-"]
+    types = draft.types()
+    made = table.read(_answer(directory, dry, content), [name for name, type in types.items() if type == "String"])
+    run, *names = made.column_names
+    if made.num_rows == 0 or not names:
+        raise StudyError("there are no runs; a table of runs needs a column with values, and one row a run")
+    if "run" in names:
+        raise StudyError("a variable with the name run cannot be varied, as the results have a column of that name")
+    if len(made[run].unique()) < made.num_rows:
+        raise StudyError("the column run has a number twice")
+    columns = [made[name].to_numpy() for name in names]
+    columns = [
+        column if types[name] in ("Real", "String") else column.astype(numpy.int64)
+        for name, column in zip(names, columns)
+    ]
+    return sampling.Runs(kind, names, made.num_rows, columns, made[run].to_numpy())
+
+
+def _answer(directory: str, command: list, content: Optional[bytes] = None) -> bytes:
+    """What `zelvox` writes. Raises StudyError with its sentence."""
+    try:
+        done = subprocess.run(
+            [program(), *command],
+            cwd=directory,
+            input=content,
+            stdin=None if content is not None or "--runs=-" in command else subprocess.DEVNULL,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+        )
+    except OSError as problem:
+        raise StudyError(f"{program()} cannot be run: {problem.strerror}; install zelvox-fmu again") from None
+    except ValueError:
+        raise StudyError("an option has a character in it that no program can be given") from None
+    if done.returncode:
+        # Where our own table has something wrong, the sentence names the parameter and its value.
+        reason = re.sub(r"^stdin, line \d+, column \d+: ", "", sentence(done.stderr))
+        raise StudyError(reason or f"zelvox {command[0]} ended with exit code {done.returncode}")
+    return done.stdout
+
+
+def _content(file: Path, what: str) -> bytes:
+    try:
+        return file.read_bytes()
+    except OSError as problem:
+        raise StudyError(f"{what} {file} cannot be read: {problem.strerror}") from None
 
 
 def _carried(file: Path, option: str, files: dict) -> str:
@@ -118,5 +197,5 @@ def _carried(file: Path, option: str, files: dict) -> str:
     name = file.name
     while name in files:
         name = f"_{name}"
-    files[name] = fmu_file.content(file, option)
+    files[name] = _content(file, option)
     return name

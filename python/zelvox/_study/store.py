@@ -1,10 +1,10 @@
 """The results: a directory that is a Parquet dataset. Each finished batch of runs is a file in it, named by
-the positions that it holds and complete as soon as it has that name, so that a study which was cut short
-goes on with what is missing. `_study.json` says which study it is."""
+the positions that it holds and a digest of its bytes, and complete as soon as it has that name, so that a study
+which was cut short goes on with what is missing. `_study.json` says which study it is."""
 
 import contextlib
-import csv
 import fcntl
+import hashlib
 import io
 import json
 import os
@@ -18,30 +18,33 @@ import numpy
 import pandas
 import pyarrow
 import pyarrow.compute
-import pyarrow.csv
 import pyarrow.dataset
 import pyarrow.parquet
 
+from zelvox._study import table
 from zelvox._study.errors import StudyError
-from zelvox._study.sampling import Runs
+from zelvox._study.plan import Plan
 
-_PART = re.compile(r"runs-(\d{12})-(\d{12})\.parquet")
+_PART = re.compile(r"runs-(\d{12})-(\d{12})-([0-9a-f]{16})\.parquet")
 _SETTINGS = "_study.json"  # readers of datasets leave names with _ alone
 
 
 class Store:
-    """The place of one study, whose settings tell it from others. Columns of `texts` hold no numbers."""
+    """The place of one study. Columns of `texts` hold no numbers."""
 
-    def __init__(self, place: Path, settings: dict, runs: Runs, texts: list, resume: bool) -> None:
-        self.place, self._settings, self._runs = place, settings, runs
-        given = [name for name, column in zip(runs.names, runs.columns) if column.dtype == object]
-        self.texts = {*given, *texts, *(f"{name}.final" for name in texts), "error"}
+    def __init__(self, place: Path, plan: Plan, resume: bool) -> None:
+        self.place, self._settings, self._runs, self._all_points = place, plan.settings, plan.runs, plan.job.all_points
+        texts = [name for name, kind in plan.types().items() if kind == "String"]
+        self.texts = {*texts, *(f"{name}.final" for name in texts), "error"}
         self._done: list[tuple[int, int]] = []
         self._lock: Optional[int] = None
         try:
             self._open(resume)
-        except OSError as problem:
-            raise StudyError(f"{place} cannot be written: {problem.strerror}") from None
+        except BaseException as problem:
+            self.close()
+            if isinstance(problem, OSError):
+                raise StudyError(f"{place} cannot be written: {problem.strerror}") from None
+            raise
 
     def _open(self, resume: bool) -> None:
         held = self.place / _SETTINGS
@@ -53,6 +56,7 @@ class Store:
             raise StudyError(f"{self.place} is no study that could be resumed, there is no {_SETTINGS} in it")
         if new:
             self.place.mkdir(parents=True)
+            _synchronize(self.place.parent)
             self._put(_SETTINGS, json.dumps(self._settings, indent=1).encode() + b"\n")
         else:
             self._compare(held)
@@ -79,21 +83,12 @@ class Store:
 
     def _find_done(self) -> None:
         end = 0
-        for file in sorted(self.place.iterdir()):
+        for file in sorted(self.place.glob("runs-*")):
             part = _PART.fullmatch(file.name)
-            if not part:
-                continue
-            start, stop = int(part[1]) - 1, int(part[2])
-            try:
-                whole = set(pyarrow.parquet.read_table(file, columns=["run"])["run"].to_pylist()) == set(
-                    self._runs.numbers(start, stop).tolist()
-                )
-            except (pyarrow.ArrowInvalid, OSError):  # the machine went down before it was on the disk
-                whole = False
-            if not whole:
+            start, stop, digest = (int(part[1]) - 1, int(part[2]), part[3]) if part else (0, 0, "")
+            # What the machine had not written when it went down, what a disk or somebody changed since, and copies.
+            if start < end or stop <= start or digest != _digest(file.read_bytes()):
                 file.unlink()
-            elif start < end:
-                raise StudyError(f"{file} holds runs that another part holds, too; name another place")
             else:
                 end = stop
                 self._done.append((start, stop))
@@ -112,32 +107,41 @@ class Store:
             end = stop
 
     def write(self, start: int, stop: int, rows: bytes) -> int:
-        """Keeps the table of these runs as it came from `zelvox batch`; tells how many failed."""
+        """Keeps the table of these runs as it came from a worker; tells how many failed. Raises StudyError unless
+        each run is in it once, whole and with its values."""
         part = self._part(start, stop, rows)
         content = io.BytesIO()
-        pyarrow.parquet.write_table(part, content)
-        self._put(f"runs-{start + 1:012}-{stop:012}.parquet", content.getbuffer())
+        pyarrow.parquet.write_table(part, content, write_page_checksum=True)
+        written = content.getvalue()
+        try:
+            self._put(f"runs-{start + 1:012}-{stop:012}-{_digest(written)}.parquet", written)
+        except OSError as problem:
+            raise StudyError(
+                f"{self.place} cannot be written: {problem.strerror}; then go on with --resume"
+            ) from None
         self._done.append((start, stop))
         return self._failed(part)
 
     def _part(self, start: int, stop: int, rows: bytes) -> pyarrow.Table:
         names, numbers = self._runs.names, self._runs.numbers(start, stop)
-        header = next(csv.reader([rows[: rows.index(b"\n")].decode()]))
-        types = dict.fromkeys(header, pyarrow.float64())
-        types.update(dict.fromkeys([*names, *self.texts], pyarrow.string()), run=pyarrow.int64())
-        made = pyarrow.csv.read_csv(
-            io.BytesIO(rows),
-            parse_options=pyarrow.csv.ParseOptions(newlines_in_values=True),
-            convert_options=pyarrow.csv.ConvertOptions(column_types=types, null_values=[""]),
-        )
-        order = numpy.argsort(numbers)
-        place = order[numpy.searchsorted(numbers, made["run"].to_numpy(), sorter=order)]
-        given = {
-            name: pyarrow.array(column[place], type=pyarrow.string() if column.dtype == object else pyarrow.float64())
-            for name, column in zip(names, self._runs.values(start, stop))
-        }
-        outputs = {name: made[name] for name in made.column_names if name != "run" and name not in given}
-        return pyarrow.table({"run": made["run"], **given, **outputs})
+        made = table.read(rows, self.texts)
+        run = made["run"].to_numpy()
+        # The row that ends a run is its only one, or one without a time behind its points.
+        ends = made["time"].is_null().to_numpy() if self._all_points else numpy.ones(len(run), bool)
+        place = numpy.cumsum(ends) - ends  # of the run that each row belongs to
+        whole = ends.sum() == len(numbers) and ends[-1] and (run == numbers[place]).all()
+        given = {name: column[place] for name, column in zip(names, self._runs.values(start, stop))} if whole else {}
+        if not self._all_points:
+            whole = whole and all((made[name].to_numpy() == column).all() for name, column in given.items())
+            made = made.drop_columns(names)
+        elif not given.keys().isdisjoint(made.column_names):
+            raise StudyError(f"a column of the results is also varied; vary others than {', '.join(names)}")
+        if not whole:
+            raise StudyError(f"runs {start + 1} to {stop} came back with rows missing or changed; tell the developers")
+        for place, (name, column) in enumerate(given.items(), 1):
+            made = made.add_column(place, name, pyarrow.array(column))
+        good = made["error"].to_numpy() == ""
+        return made.filter(pyarrow.array(~good | ~ends)) if self._all_points else made
 
     @staticmethod
     def _failed(part: pyarrow.Table) -> int:
@@ -173,7 +177,10 @@ class Store:
         new = self.place / f".new-{name}"
         with open(new, "wb") as file:
             file.write(content)
+            file.flush()
+            os.fsync(file.fileno())
         os.replace(new, self.place / name)
+        _synchronize(self.place)
 
     def remove(self) -> None:
         """Deletes a place in which no run is."""
@@ -187,9 +194,24 @@ class Store:
             self._lock = None
 
 
+def _digest(content: bytes) -> str:
+    return hashlib.sha256(content).hexdigest()[:16]
+
+
+def _synchronize(directory: Path) -> None:
+    """Has the names in it on the disk."""
+    opened = os.open(directory, os.O_RDONLY | os.O_CLOEXEC)
+    try:
+        with contextlib.suppress(OSError):  # a file system that cannot
+            os.fsync(opened)
+    finally:
+        os.close(opened)
+
+
 def _differences(before: dict, now: dict) -> list:
     """What another study has that this one has not, in words."""
-    told = [f"{name} was another file" for name in now["fmu"] if before["fmu"].get(name) != now["fmu"][name]]
+    told = [f"it was made by zelvox {before['zelvox']}"] if before["zelvox"] != now["zelvox"] else []
+    told += [f"{name} was another file" for name in now["fmu"] if before["fmu"].get(name) != now["fmu"][name]]
     gone, come = (
         " ".join(option for option in one["options"] if option not in other["options"])
         for one, other in ((before, now), (now, before))

@@ -4,34 +4,41 @@ process is found by being repeated alone in a new one."""
 
 import asyncio
 import contextlib
-import csv
-import io
+import math
 import shutil
 import threading
 import time
 from collections.abc import Iterator
 from pathlib import Path
-from typing import Any, NamedTuple, Optional
+from typing import Any, Callable, NamedTuple, Optional
 
 from distributed import get_worker
 from distributed.diagnostics.plugin import WorkerPlugin
 
 from zelvox._program import program
-from zelvox._study.child import Child, Ended, TooLong
+from zelvox._study import table
+from zelvox._study.child import Child, Ended, TooLong, Unwanted
 from zelvox._study.errors import StudyError
 
 _THROUGH_PIPES = ["--runs", "-", "--output-file", "-"]
+_START = 30  # seconds for a JVM to start, where runs have a limit
+_IDLE = 20  # seconds after which a process ends that has nothing to do, as its study may be gone
 
 
 class Job(NamedTuple):
     """What is the same for all runs."""
 
-    key: str  # tells this study from others, and names its directory
+    key: str  # tells this study from others, also equal ones, and names its directory
     files: dict  # name: content; they are in the directory in which `zelvox batch` runs
     arguments: list  # of zelvox batch, but for the runs and the results
     names: list  # the columns of the runs
-    all_points: bool  # rows for every point of a run, so that the end of a run cannot be told from its rows
+    all_points: bool  # a row for every point of a run, and one at its end
     run_timeout: Optional[float]
+
+    def unpack(self, directory: Path) -> None:
+        """Writes the files."""
+        for name, content in self.files.items():
+            (directory / name).write_bytes(content)
 
 
 class Made(NamedTuple):
@@ -41,13 +48,6 @@ class Made(NamedTuple):
     seconds: float
 
 
-def row(cells: list) -> bytes:
-    """A line of a comma-separated table."""
-    line = io.StringIO(newline="")
-    csv.writer(line, lineterminator="\n").writerow(cells)
-    return line.getvalue().encode()
-
-
 class StudyOnWorker(WorkerPlugin):
     """Dask sends it once to every worker, also to those that come later, and keeps it there."""
 
@@ -55,39 +55,61 @@ class StudyOnWorker(WorkerPlugin):
         self.job = job
         self.name = job.key
 
-    def setup(self, worker: Any) -> None:
+    async def setup(self, worker: Any) -> None:
         self._directory = Path(worker.local_directory).absolute() / self.job.key
         self._directory.mkdir(parents=True, exist_ok=True)
-        for name, content in self.job.files.items():
-            (self._directory / name).write_bytes(content)
+        self.job.unpack(self._directory)
+        self._started: Optional[tuple] = None  # what header() gives
         self._idle: list[Child] = []
-        self._living: set[Child] = set()
+        self._count = 0  # of the processes
         self._lock = threading.Lock()
         self._over = False
+        self._watch = asyncio.create_task(self._end_idle())
 
-    def teardown(self, worker: Any) -> None:
-        with self._lock:  # also what a task still uses, whose results nobody waits for
-            self._over = True
-            for child in self._living:
-                child.kill()
+    async def teardown(self, worker: Any) -> None:
+        self._over = True
+        self._watch.cancel()
+        await asyncio.to_thread(self._end, -math.inf)
+        end = time.monotonic() + _IDLE
+        while self._count and time.monotonic() < end:  # tasks whose results nobody waits for notice
+            await asyncio.sleep(0.05)
         shutil.rmtree(self._directory, ignore_errors=True)
+
+    async def _end_idle(self) -> None:
+        while True:
+            await asyncio.sleep(_IDLE / 4)
+            await asyncio.to_thread(self._end, _IDLE)
+
+    def _end(self, idle: float) -> None:
+        """Has the processes end in order that had nothing to do for so many seconds."""
+        with self._lock:
+            old = [child for child in self._idle if time.monotonic() - child.idle_since > idle]
+            self._idle = [child for child in self._idle if child not in old]
+        for child in old:
+            child.finish()
+        for child in old:
+            child.close()
+            self._gone()
+
+    def _gone(self) -> None:
+        with self._lock:
+            self._count -= 1
 
     def header(self) -> tuple:
         """The first line of every table, and what `zelvox batch` warns of. Raises StudyError where no run can be
         made, and says why."""
-        with self._child() as child:
-            return child.header, child.warnings
+        if self._started is None:
+            with self._child():
+                pass
+        return self._started  # type: ignore[return-value]
 
-    def make(self, rows: list) -> Made:
-        """The table of the runs whose rows these are, each beginning with the number of the run."""
+    def make(self, rows: list, wanted: Callable[[], bool]) -> Made:
+        """The table of the runs whose rows these are, each beginning with the number of the run: of each of them
+        everything, in order, whatever happens to the process."""
         began = time.monotonic()
-        made = self._all_points(rows) if self.job.all_points else self._one_row_each(rows)
-        return Made(self.header()[0] + b"".join(made), time.monotonic() - began)
-
-    def _one_row_each(self, rows: list) -> list:
-        """As many rows, in order, whatever happens to the process."""
         made: list[bytes] = []
-        alone = self.job.run_timeout is not None
+        limit = self.job.run_timeout
+        alone = limit is not None
         while len(made) < len(rows):
             with self._child() as child:
                 guilty = alone and child.fresh
@@ -95,84 +117,85 @@ class StudyOnWorker(WorkerPlugin):
                 child.send(b"".join(sent))
                 try:
                     for one in sent:
-                        made.append(_checked(one, child.receive(self.job.run_timeout)))
+                        end = math.inf if limit is None else time.monotonic() + limit
+                        made.append(self._run(child, one, end, lambda: wanted() and not self._over))
                         child.fresh = False
                 except TooLong:
                     child.kill()
-                    reason = f"the run took longer than {self.job.run_timeout:g} s"
-                    made.append(_failed(child.header, rows[len(made)], reason))
+                    made.append(self._failed(rows[len(made)], f"the run took longer than {limit:g} s"))
                 except Ended as how:
                     if guilty:
-                        made.append(_failed(child.header, rows[len(made)], str(how)))
+                        made.append(self._failed(rows[len(made)], str(how)))
                     alone = True
-        return made
+        return Made(self.header()[0] + b"".join(made), time.monotonic() - began)
 
-    def _all_points(self, rows: list) -> list:
-        """Any number of rows a run. When one of the runs fails, they are made again by halves."""
+    def _run(self, child: Child, sent: bytes, end: float, wanted: Callable[[], bool]) -> bytes:
+        """The rows of a run, up to the one that ends it."""
+        number = sent.split(b",", 1)[0] + b","
+        last = number + b"," if self.job.all_points else number  # that one has no time
         made: list[bytes] = []
-        with self._child() as child:
-            child.send(b"".join(rows))
-            child.finish()
-            try:
-                while True:
-                    made.append(child.receive()[:-1] + b",\n")
-            except Ended as how:
-                if child.code == 0:
-                    return made
-                if len(rows) == 1:
-                    return [_failed(child.header, rows[0], str(how) if child.code != 1 else child.sentence)]
-        half = len(rows) // 2
-        return self._all_points(rows[:half]) + self._all_points(rows[half:])
+        while not made or not made[-1].startswith(last):
+            made.append(child.receive(end, wanted))
+            if not made[-1].startswith(number):
+                answer = made[-1][:200].decode(errors="replace")
+                raise StudyError(f"zelvox batch answered run {number[:-1].decode()} with {answer!r}")
+        rows = b"".join(made)
+        try:
+            rows.decode()
+        except UnicodeDecodeError:
+            return self._failed(sent, "a text of the results is not in UTF-8")
+        return rows if made[-1].endswith(b",\n") else made[-1]  # a run that failed has no results
+
+    def _failed(self, sent: bytes, reason: str) -> bytes:
+        """A row with what was sent, as far as the table has it, and the error, without results."""
+        columns = table.names(self.header()[0])
+        given = sent.split(b",", 1)[0] if self.job.all_points else sent[:-1]
+        empty = len(columns) - 1 - (0 if self.job.all_points else len(self.job.names))
+        return given + b"," * empty + table.rows([[reason]])
 
     @contextlib.contextmanager
     def _child(self) -> Iterator[Child]:
         """A process that nobody else has; it is kept for the next task, unless something goes wrong."""
         with self._lock:
             child = self._idle.pop() if self._idle else None
-        child = child or self._start()
+        fresh = child is None
+        child = child or self._new()
         try:
+            if fresh:
+                self._begin(child)
             yield child
         except BaseException:
             child.kill()
             raise
         finally:
+            child.idle_since = time.monotonic()
             with self._lock:
                 if child.code is None:
                     self._idle.append(child)
                 else:
-                    self._living.discard(child)
+                    self._count -= 1
+            if self._over:
+                self._end(-math.inf)
 
-    def _start(self) -> Child:
+    def _new(self) -> Child:
         try:
             child = Child([str(program()), "batch", *self.job.arguments, *_THROUGH_PIPES], self._directory)
         except OSError as problem:
             raise StudyError(f"{program()} cannot be run: {problem.strerror}; install zelvox-fmu there") from None
         with self._lock:
-            self._living.add(child)
-            if self._over:
-                child.kill()
-        child.send(row(["run", *self.job.names]))
-        try:
-            header = child.receive()
-        except Ended as how:
-            raise StudyError(child.sentence or str(how)) from None
-        child.header = header[:-1] + b',"error"\n' if self.job.all_points else header
+            self._count += 1
         return child
 
-
-def _checked(sent: bytes, received: bytes) -> bytes:
-    number = sent.split(b",", 1)[0].strip()
-    if received.split(b",", 1)[0].strip() != number:
-        answer = received[:200].decode(errors="replace")
-        raise StudyError(f"zelvox batch answered run {number.decode()} with {answer!r}")
-    return received
-
-
-def _failed(header: bytes, sent: bytes, reason: str) -> bytes:
-    """A row with what was sent and the error, without results."""
-    columns = next(csv.reader([header.decode()]))
-    number = next(csv.reader([sent.decode()]))[0]
-    return row([number, *[""] * (len(columns) - 2), reason])
+    def _begin(self, child: Child) -> None:
+        limit = math.inf if self.job.run_timeout is None else _START + self.job.run_timeout
+        child.send(table.rows([["run", *self.job.names]]))
+        try:
+            header = child.receive(time.monotonic() + limit, lambda: not self._over)
+        except Ended as how:
+            raise StudyError(child.sentence or str(how)) from None
+        except TooLong:
+            raise StudyError(f"the JVM and the model were not ready to run after {limit:g} s") from None
+        self._started = header, child.warnings
 
 
 async def check(key: str, dask_worker: Any) -> tuple:
@@ -182,6 +205,12 @@ async def check(key: str, dask_worker: Any) -> tuple:
 
 def make(key: str, rows: list) -> Made:
     """The task."""
-    plugin = get_worker().plugins[key]
+    worker = get_worker()
+    task = worker.get_current_task()
+
+    def wanted() -> bool:
+        return getattr(worker.state.tasks.get(task), "state", "") == "executing"
+
+    plugin = worker.plugins[key]
     assert isinstance(plugin, StudyOnWorker)
-    return plugin.make(rows)
+    return plugin.make(rows, wanted)

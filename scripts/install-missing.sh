@@ -43,7 +43,7 @@ is_installed() {
     libxml2-utils) command -v xmllint ;;
     maven) command -v mvn ;;
     ninja-build) command -v ninja ;;
-    clang | cmake | g++ | pkg-config | python3) command -v "$1" ;;
+    clang | cmake | g++ | git | pkg-config | python3 | unzip) command -v "$1" ;;
     *) [ "$(dpkg-query -W -f '${Status}' "$1")" = "install ok installed" ] ;;
   esac >/dev/null 2>&1
 }

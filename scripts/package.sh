@@ -5,8 +5,9 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/install-missing.sh
 
-install_missing g++ make cmake ninja-build pkg-config default-jdk-headless libutfcpp-dev libcli11-dev \
-  libpugixml-dev libzip-dev uuid-dev nlohmann-json3-dev help2man dpkg-dev fakeroot lintian python3 python3-venv
+install_missing git g++ make cmake ninja-build pkg-config default-jdk-headless libutfcpp-dev libcli11-dev \
+  libpugixml-dev libzip-dev uuid-dev nlohmann-json3-dev help2man dpkg-dev fakeroot lintian python3 \
+  python3-venv
 
 SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct)}
 export SOURCE_DATE_EPOCH LC_ALL=C.UTF-8 TZ=UTC

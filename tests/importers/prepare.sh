@@ -23,8 +23,8 @@ fetch() { # fetch NAME COMMAND...
   if "${@:2}"; then touch "$1.ready"; fi
 }
 maven() { # maven NAME: the libraries of examples/importers/NAME/pom.xml
-  fetch "$1" mvn --quiet --batch-mode --file "$examples/$1/pom.xml" dependency:copy-dependencies \
-    -DoutputDirectory="$work/$1"
+  fetch "$1" mvn --quiet --batch-mode -Dmaven.repo.local="$work/maven" --file "$examples/$1/pom.xml" \
+    dependency:copy-dependencies -DoutputDirectory="$work/$1"
 }
 python3 -m venv python
 fetch python python/bin/python -m pip install --quiet --retries 1 --timeout 30 \

@@ -6,6 +6,7 @@ set -euo pipefail
 case=$1 work=$2 cmake=$3 build=$4 version=$5
 here=$(cd "$(dirname "$0")" && pwd)
 repository=$work/prefix/share/maven-repo
+local=$work-repository # where Maven keeps what it fetches; that of the user is not touched
 
 fail() {
   echo "$*"
@@ -13,9 +14,9 @@ fail() {
 }
 entries() { python3 -c 'import sys, zipfile; print(*zipfile.ZipFile(sys.argv[1]).namelist(), sep="\n")' "$1"; }
 package() { # package MAVEN_OPTION...
-  # The repository of the user may have a jar of this version from an installation before.
-  mvn --batch-mode --no-transfer-progress dependency:purge-local-repository \
-    -DmanualInclude=com.zelvox:zelvox package "$@" >mvn.log 2>&1 || {
+  # Maven's own copies stay from one run to the next, but not those of what was built.
+  rm -rf "$local/com/zelvox"
+  mvn --batch-mode --no-transfer-progress -Dmaven.repo.local="$local" package "$@" >mvn.log 2>&1 || {
     if [ "${CI:-}" != true ] && grep -Eq "(Could not|failed to) transfer .* (from|from\/to) " mvn.log; then
       echo "skipped: could not fetch what the project needs from Maven Central"
       exit 77

@@ -18,6 +18,6 @@ python/bin/python -m pip install --quiet --retries 1 --timeout 30 \
 }
 touch wheel.ready
 python/bin/python -m pip wheel --quiet --no-deps --no-build-isolation --wheel-dir wheel \
-  -C cmake.define.ZELVOX_BUILT="$2" "$here/../.."
+  --config-settings=cmake.define.ZELVOX_BUILT="$2" "$here/../.."
 python/bin/python -m pip install --quiet --no-deps wheel/*.whl
 exec python/bin/python -B "$here/test_wheel.py" "${@:3}"

@@ -4,6 +4,7 @@ environment, FMUs that many tests use, and a case that runs commands in a direct
 import csv
 import functools
 import os
+import random
 import re
 import shutil
 import signal
@@ -18,7 +19,9 @@ ZELVOX, LIBRARY, MOTOR_JAR, ODD_JAR = (
     os.environ[name] for name in ("ZELVOX", "LIBRARY", "MOTOR_JAR", "ODD_JAR"))
 SANITIZERS = os.environ.get("SANITIZERS")
 PACKAGE = Path(__file__).parents[2] / "python"
-signal.signal(signal.SIGINT, signal.default_int_handler)  # what runs in the background ignores Ctrl-C
+signal.signal(signal.SIGINT, signal.default_int_handler)
+for ignored in (signal.SIGHUP, signal.SIGQUIT):  # as SIGINT is, by what runs in the background or under nohup
+    signal.signal(ignored, signal.SIG_DFL)
 KEPT = tempfile.TemporaryDirectory()  # for the FMUs that many tests share
 
 
@@ -26,6 +29,11 @@ KEPT = tempfile.TemporaryDirectory()  # for the FMUs that many tests share
 def packed(name, *options):
     subprocess.run([ZELVOX, "pack", *options, "-o", f"{KEPT.name}/{name}"], check=True, stdout=subprocess.DEVNULL)
     return Path(KEPT.name, name)
+
+
+def noise(size):
+    """Bytes that no archive makes smaller, each time the same."""
+    return random.Random(1).randbytes(size)
 
 
 motor = functools.partial(packed, "motor.fmu", "--jar", MOTOR_JAR)

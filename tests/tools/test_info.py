@@ -5,7 +5,7 @@ import os
 import re
 import unittest
 
-from case import Case, motor, odd
+from case import Case, motor, noise, odd
 from test_any_fmu import PARAMETER, VARIABLE, XML
 
 
@@ -18,7 +18,7 @@ class Stub(Case):
 
 class Shown(Stub):
     def test_info_tells_every_fact(self):
-        out = self.zelvox("info", self.stub(binary=os.urandom(100 << 10)))[0]
+        out = self.zelvox("info", self.stub(binary=noise(100 << 10)))[0]
         self.assertEqual(re.sub("Size         10[0-9] KiB", "Size", out), """\
 Model        stub, version 3
 Description  Repeats
@@ -66,7 +66,7 @@ Parameters (3)
                  ["Parameters (9)", f"  p5 {long[:36]}…  Boolean       false        d5 {long}{long[:6]}…"]),
                 (XML.replace("</ModelV", "".join(many[:7]) + "</ModelV"), 0,
                  ["Parameters (10)", "  ... and 2 more (--all shows them)"])):
-            out = self.zelvox("info", self.stub(xml, os.urandom(size)))[0].splitlines()
+            out = self.zelvox("info", self.stub(xml, noise(size)))[0].splitlines()
             self.assertEqual([fact for fact in facts if fact not in out], [])
         out = self.zelvox("info", "--all", "stub.fmu")[0].splitlines()
         self.assertIn(f"  p6 {long}  Boolean       false        d6 {long * 4}", out)

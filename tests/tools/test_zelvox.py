@@ -15,7 +15,7 @@ import xml.etree.ElementTree as ElementTree
 import zipfile
 from pathlib import Path
 
-from case import LIBRARY, MOTOR_JAR, ODD_JAR, SANITIZERS, ZELVOX, Case, Importer, motor, odd
+from case import LIBRARY, MOTOR_JAR, ODD_JAR, SANITIZERS, ZELVOX, Case, Importer, motor, noise, odd
 
 
 class Pack(Case):
@@ -442,7 +442,7 @@ class Hostile(Case):
         self.write("new.fmu", lie(24, 4, 1, content=self.archive(("a", bytes(1 << 20)))))
         self.refuses("'a' is not of the size", "simulate", "new.fmu",
                      preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (100_000, 100_000)))
-        self.write("new.fmu", lie(24, 4, 300 << 20, content=self.fmu(("a", os.urandom(2 << 20)))))
+        self.write("new.fmu", lie(24, 4, 300 << 20, content=self.fmu(("a", noise(2 << 20)))))
         self.refuses("too large for a text", "info", "new.fmu")
 
     def test_bad_description_is_refused_by_every_command(self):

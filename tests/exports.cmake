@@ -32,8 +32,9 @@ endforeach()
 # `zelvox pack` replaces it in a copy.
 set(guid "{6F1C2D3A-8B4E-4F70-9A1D-2E5B7C9D0F13}")
 file(STRINGS ${LIBRARY} guids REGEX ${guid})
-if(NOT guids STREQUAL guid)
-  message(SEND_ERROR "the library must hold the GUID once, got: ${guids}")
+execute_process(COMMAND ${READELF} -p .zelvox_guid ${LIBRARY} OUTPUT_VARIABLE section COMMAND_ERROR_IS_FATAL ANY)
+if(NOT guids STREQUAL guid OR NOT section MATCHES ${guid})
+  message(SEND_ERROR "the library must hold the GUID once, got: ${guids}, and in a section of its own: ${section}")
 endif()
 
 symbols(imported --dynamic --undefined-only ${LIBRARY})

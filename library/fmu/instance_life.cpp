@@ -8,10 +8,14 @@
 #include "bridge/model_calls.h"
 #include "fmu/exported_call.h"
 
+// `zelvox pack` writes another one over it, in the copy that goes into an FMU. Weak, so that no
+// compiler takes the value that stands here for the one that is compared.
+[[gnu::weak, gnu::section(".zelvox_guid")]] extern const char modelGuid[];
+const char modelGuid[] = "{6F1C2D3A-8B4E-4F70-9A1D-2E5B7C9D0F13}";
+
 namespace {
 
 constexpr const char* outOfMemory = "fmi2Instantiate: Out of memory.";
-constexpr const char* modelGuid = "{6F1C2D3A-8B4E-4F70-9A1D-2E5B7C9D0F13}";
 
 // No record exists yet, so no switch can hold these messages back.
 template <class... Arguments>

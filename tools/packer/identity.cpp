@@ -14,7 +14,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// The GUID in the library, which is also the namespace of all that are made here.
+// The GUID in the library, where it has a section of its own; also the namespace of all GUIDs that
+// are made here.
 constexpr std::string_view libraryGuid = "{6F1C2D3A-8B4E-4F70-9A1D-2E5B7C9D0F13}";
 
 // Of C23, but for those that no name of a model becomes because they begin with an underscore.

@@ -8,6 +8,11 @@
 
 namespace {
 
+constexpr const char* simClassName = "com/zelvox/qorbetta/ZelvoxSim";
+constexpr const char* getPropSignature = "(Ljava/lang/String;Ljava/lang/String;)Ljava/lang/String;";
+constexpr const char* getDataSignature = "(Ljava/lang/String;)[D";
+constexpr const char* doStepModelSignature = "(Ljava/lang/String;DD[D)Z";
+
 jobject simObject = nullptr;
 
 template <class Reference>
@@ -21,13 +26,6 @@ Reference kept(JNIEnv* env, Reference local) {
 template <class... Arguments>
 void trace(const Values& values, const char* format, Arguments... arguments) {
   if (values.logging) logMessage(nullptr, "bench", fmi2OK, "logFmiCall", format, arguments...);
-}
-
-void traceStep(const Values& values, double time, double stepSize) {
-  trace(values,
-        "fmi2DoStep: currentCommunicationPoint = %g, communicationStepSize = %g, "
-        "noSetFMUStatePriorToCurrentPoint = fmi2%s",
-        time, stepSize, "True");
 }
 
 JavaVM* findJvm() {
@@ -85,7 +83,7 @@ int askCount(const std::string& instanceName, const char* key) {
 }
 
 void fetchOutputs(JNIEnv* env, jclass simClass, const std::string& instanceName, double* reals) {
-  const jmethodID getData = env->GetMethodID(simClass, "getData", "(Ljava/lang/String;)[D");
+  const jmethodID getData = env->GetMethodID(simClass, "getData", getDataSignature);
   clearException(env);
   const jstring name = env->NewStringUTF(instanceName.c_str());
   const auto array = static_cast<jdoubleArray>(env->CallObjectMethod(simObject, getData, name));
@@ -99,40 +97,29 @@ void fetchOutputs(JNIEnv* env, jclass simClass, const std::string& instanceName,
   clearException(env);
 }
 
-// What FloorInstance keeps for all instances. Method identifiers are the same on all threads.
+// What FloorInstance keeps for all instances.
 struct {
-  jmethodID getProp, setReal, getData, doStepModel;
-  jstring numberOfReals, numberOfInputs, numberOfOutputs;
+  JNIEnv* env;
+  jmethodID getProp, getData, doStepModel;
+  jstring numberOfInputs, numberOfOutputs;
 } keptOnce;
-
-// The floor keeps the environment, too.
-thread_local JNIEnv* const attachedEnv = attachForGood();
-
-void askProperty(JNIEnv* env, jstring name, jstring key) {
-  env->DeleteLocalRef(env->CallObjectMethod(simObject, keptOnce.getProp, name, key));
-}
 
 }  // namespace
 
-jobject prepareBareCalls() {
+void prepareBareCalls() {
   JNIEnv* const env = attachForGood();
   const jclass simClass = env->FindClass(simClassName);
   if (simClass == nullptr) fail("the double's class is not on the class path");
-  const auto method = [=](const char* name, const char* signature) {
-    return env->GetMethodID(simClass, name, signature);
-  };
-  keptOnce.getProp = method("getProp", getPropSignature);
-  keptOnce.setReal = method("setReal", "(Ljava/lang/String;ID)V");
-  keptOnce.getData = method("getData", "(Ljava/lang/String;)[D");
-  keptOnce.doStepModel = method("doStepModel", "(Ljava/lang/String;DD[D)Z");
-  keptOnce.numberOfReals = kept(env, env->NewStringUTF("number_of_reals"));
-  keptOnce.numberOfInputs = kept(env, env->NewStringUTF("number_of_inputs"));
-  keptOnce.numberOfOutputs = kept(env, env->NewStringUTF("number_of_outputs"));
+  keptOnce = {env,
+              env->GetMethodID(simClass, "getProp", getPropSignature),
+              env->GetMethodID(simClass, "getData", getDataSignature),
+              env->GetMethodID(simClass, "doStepModel", doStepModelSignature),
+              kept(env, env->NewStringUTF("number_of_inputs")),
+              kept(env, env->NewStringUTF("number_of_outputs"))};
   const jmethodID create =
       env->GetStaticMethodID(simClass, "create", "()Lcom/zelvox/qorbetta/ZelvoxSim;");
   simObject = kept(env, env->CallStaticObjectMethod(simClass, create));
   env->DeleteLocalRef(simClass);
-  return simObject;
 }
 
 BareInstance::BareInstance(std::string name, std::size_t inputs, std::size_t outputs, bool logging)
@@ -172,14 +159,17 @@ void BareInstance::getReal(const fmi2ValueReference vr[], std::size_t nvr, doubl
 }
 
 void BareInstance::doStep(double time, double stepSize) {
-  traceStep(values, time, stepSize);
+  trace(values,
+        "fmi2DoStep: currentCommunicationPoint = %g, communicationStepSize = %g, "
+        "noSetFMUStatePriorToCurrentPoint = fmi2%s",
+        time, stepSize, "True");
   const Bracket bracket;
   JNIEnv* const env = bracket.env;
   const int numberOfInputs = askCount(name, "number_of_inputs");
   const int numberOfOutputs = askCount(name, "number_of_outputs");
   clearException(env);
   const jmethodID doStepModel =
-      env->GetMethodID(bracket.simClass, "doStepModel", "(Ljava/lang/String;DD[D)Z");
+      env->GetMethodID(bracket.simClass, "doStepModel", doStepModelSignature);
   const jstring nameText = env->NewStringUTF(name.c_str());
   const jdoubleArray inputs = env->NewDoubleArray(numberOfInputs);
   env->SetDoubleArrayRegion(inputs, 0, numberOfInputs, values.reals.data() + 2 * numberOfOutputs);
@@ -194,50 +184,21 @@ void BareInstance::doStep(double time, double stepSize) {
   values.dirty = true;
 }
 
-FloorInstance::FloorInstance(const std::string& name, std::size_t inputs, std::size_t outputs,
-                             bool logging)
-    : name(kept(attachedEnv, attachedEnv->NewStringUTF(name.c_str()))),
-      inputs(kept(attachedEnv, attachedEnv->NewDoubleArray(static_cast<jsize>(inputs)))),
-      numberOfOutputs(outputs),
-      values(inputs, outputs, logging) {}
-
-void FloorInstance::setReal(const fmi2ValueReference vr[], std::size_t nvr, const double value[]) {
-  JNIEnv* const env = attachedEnv;
-  trace(values, "fmi2SetReal: nvr = %d", static_cast<int>(nvr));
-  askProperty(env, name, keptOnce.numberOfReals);
-  for (std::size_t i = 0; i < nvr; ++i) {
-    trace(values, "fmi2SetReal: #r%d# = %.16g", static_cast<int>(vr[i]), value[i]);
-    values.reals[vr[i]] = value[i];
-    env->CallVoidMethod(simObject, keptOnce.setReal, name, static_cast<jint>(vr[i]), value[i]);
-  }
-  values.dirty = true;
-}
-
-void FloorInstance::getReal(const fmi2ValueReference vr[], std::size_t nvr, double value[]) {
-  JNIEnv* const env = attachedEnv;
-  if (values.dirty) {
-    askProperty(env, name, keptOnce.numberOfOutputs);
-    values.dirty = false;
-  }
-  askProperty(env, name, keptOnce.numberOfReals);
-  for (std::size_t i = 0; i < nvr; ++i) {
-    value[i] = values.reals[vr[i]];
-    trace(values, "fmi2GetReal: #r%u# = %.16g", vr[i], value[i]);
-  }
-}
+FloorInstance::FloorInstance(const std::string& name, std::size_t inputs, std::size_t outputs)
+    : name(kept(keptOnce.env, keptOnce.env->NewStringUTF(name.c_str()))),
+      inputs(kept(keptOnce.env, keptOnce.env->NewDoubleArray(static_cast<jsize>(inputs)))),
+      reals(inputs + outputs) {}
 
 void FloorInstance::doStep(double time, double stepSize) {
-  traceStep(values, time, stepSize);
-  JNIEnv* const env = attachedEnv;
-  askProperty(env, name, keptOnce.numberOfInputs);
-  askProperty(env, name, keptOnce.numberOfOutputs);
-  env->SetDoubleArrayRegion(inputs, 0, env->GetArrayLength(inputs),
-                            values.reals.data() + 2 * numberOfOutputs);
+  JNIEnv* const env = keptOnce.env;
+  for (const jstring key : {keptOnce.numberOfInputs, keptOnce.numberOfOutputs})
+    env->DeleteLocalRef(env->CallObjectMethod(simObject, keptOnce.getProp, name, key));
+  const jsize count = env->GetArrayLength(inputs);
+  env->SetDoubleArrayRegion(inputs, 0, count, reals.data());
   if (!env->CallBooleanMethod(simObject, keptOnce.doStepModel, name, time, stepSize, inputs))
     fail("the double refused a step");
   const auto data =
       static_cast<jdoubleArray>(env->CallObjectMethod(simObject, keptOnce.getData, name));
-  env->GetDoubleArrayRegion(data, 0, env->GetArrayLength(data), values.reals.data());
+  env->GetDoubleArrayRegion(data, 0, env->GetArrayLength(data), reals.data() + count);
   env->DeleteLocalRef(data);
-  values.dirty = true;
 }

@@ -7,8 +7,8 @@
 // bracket opens, before values go out and after each call of Java. It checks nothing that Java
 // answers.
 //
-// FloorInstance makes the calls of the Java methods alone and one copy; everything else was made
-// beforehand. No bridge to this Java object can be faster.
+// FloorInstance makes the calls of the Java methods alone that a step needs, and one copy;
+// everything else was made beforehand. No bridge to this Java object can be faster.
 //
 // The importer's formatting of messages is nobody's share: with logging on, both format the same
 // messages as the library has them formatted, at the same points.
@@ -45,21 +45,14 @@ class BareInstance {
 
 class FloorInstance {
  public:
-  FloorInstance(const std::string& name, std::size_t inputs, std::size_t outputs, bool logging);
-  void setReal(const fmi2ValueReference vr[], std::size_t nvr, const double value[]);
-  void getReal(const fmi2ValueReference vr[], std::size_t nvr, double value[]);
+  FloorInstance(const std::string& name, std::size_t inputs, std::size_t outputs);
   void doStep(double time, double stepSize);
 
  private:
   jstring name;
   jdoubleArray inputs;
-  std::size_t numberOfOutputs;
-  Values values;
+  std::vector<double> reals;
 };
 
-inline constexpr const char* simClassName = "com/zelvox/qorbetta/ZelvoxSim";
-inline constexpr const char* getPropSignature =
-    "(Ljava/lang/String;Ljava/lang/String;)Ljava/lang/String;";
-
-// Must come before everything else here. Answers the simulation object, in a reference that stays.
-jobject prepareBareCalls();
+// Makes the simulation object. Must come before everything else here.
+void prepareBareCalls();

@@ -16,7 +16,7 @@ case ${1-} in
     ;;
 esac
 
-install_missing g++ make cmake ninja-build default-jdk-headless libutfcpp-dev libbenchmark-dev gnuplot-nox
+install_missing g++ make cmake ninja-build default-jdk-headless libutfcpp-dev gnuplot-nox python3
 
 build=build/bench
 say "Building the library as it ships and the benchmark in $build"
@@ -28,11 +28,13 @@ java_version=$("$(cached Java_JAVA_EXECUTABLE)" -version 2>&1 | sed -n '1s/.*"\(
 compiler=$("$(cached CMAKE_CXX_COMPILER)" -dumpfullversion)
 
 say "Measuring in $processes processes, $rounds rounds each; the quieter the machine, the better"
-figures=$build/figures.md data=$build/figures.dat pool=$build/rounds
-rm -f "$pool"
+figures=$build/figures.md data=$build/figures.dat rounds_file=$build/rounds
+models=$build/bench/step-loops.jar:$build/java/zelvox.jar:$build/examples/dcmotor/dcmotor.jar
 for ((i = 0; i < processes; i++)); do
-  "$build/bench/bench" --rounds="$rounds" --pool="$pool" --data="$data" >"$build/tables.md"
-done
+  "$build/bench/bench" "$rounds"
+  "$(cached Java_JAVA_EXECUTABLE)" -Xms512m -Xmx512m -cp "$models" StepLoops "$rounds"
+done >"$rounds_file"
+bench/tables.py "$rounds_file" "$data" >"$build/tables.md"
 {
   printf 'Measured on %s: %s, %s cores, %s GB, JDK %s, GCC %s.\n\n' "$(date +%F)" "$(uname -sm)" \
     "$(nproc)" "$(awk '/^MemTotal/ { printf "%.0f", $2 / 1e6 }' /proc/meminfo)" \

@@ -5,42 +5,30 @@ import com.zelvox.qorbetta.ZelvoxSim;
 import java.util.List;
 
 /**
- * Steps the demonstration model as it stands, through ZelvoxSim, and written by index, with the
- * communication step of its default experiment. Each method answers the nanoseconds that its steps
- * took.
+ * What ZelvoxSim adds to the step of a model: steps the demonstration model through it and directly,
+ * with the communication step of its default experiment, for as many rounds as the argument says.
+ * Prints them as the measurements of the library do.
  */
 public final class StepLoops {
+    private static final int STEPS = 1000;
     private static final char[] NAME = "motor".toCharArray();
-    private static final int BATCH = 100;
 
-    private static final double[] inputs = {12, 0.05};
-    private static final double[] outputs = new double[2];
-    private static final Model model = started(new DcMotor());
-    private static final Model indexModel = started(new IndexMotor());
-    private static final double stepSize = new DcMotor().describe().stepSize();
-    private static final ZelvoxSim sim = ZelvoxSim.create();
-    private static long directSteps;
-    private static long indexSteps;
-    private static long hostedSteps;
-    private static double sink;
+    private final double[] inputs = {12, 0.05};
+    private final double[] outputs = new double[2];
+    private final Model model = new DcMotor();
+    private final double stepSize = model.describe().stepSize();
+    private final ZelvoxSim sim = ZelvoxSim.create();
+    private final String[] names = new String[4 * STEPS];
+    private long directSteps;
+    private long hostedSteps;
+    private double sink;
 
-    private StepLoops() {
-    }
-
-    private static Model started(Model started) {
-        try {
-            List<Variable> parameters = started.describe().parameters();
-            for (int i = 0; i < parameters.size(); i++) {
-                started.set(i, parameters.get(i).start());
-            }
-            started.initialize(inputs, outputs);
-            return started;
-        } catch (Exception e) {
-            throw new ExceptionInInitializerError(e);
+    private StepLoops() throws Exception {
+        List<Variable> parameters = model.describe().parameters();
+        for (int i = 0; i < parameters.size(); i++) {
+            model.set(i, parameters.get(i).start());
         }
-    }
-
-    static {
+        model.initialize(inputs, outputs);
         String name = new String(NAME);
         if (!sim.doInstantiate(name, "") || !sim.doSetupExperiment(name, 0, false, 0)
                 || !sim.doInitializeModel(name)) {
@@ -48,47 +36,50 @@ public final class StepLoops {
         }
     }
 
-    static long direct(long steps) throws Exception {
-        long begin = System.nanoTime();
-        for (long i = 0; i < steps; i++) {
+    private void direct() throws Exception {
+        for (int i = 0; i < STEPS; i++) {
             model.step(directSteps++ * stepSize, stepSize, inputs, outputs);
             sink += outputs[0];
         }
-        return System.nanoTime() - begin;
     }
 
-    static long byIndex(long steps) throws Exception {
+    /** The four calls that a step of the library makes. */
+    private void hosted() {
+        for (int i = 0; i < names.length; i += 4) {
+            sink += sim.getProp(names[i], "number_of_inputs").length();
+            sink += sim.getProp(names[i + 1], "number_of_outputs").length();
+            if (!sim.doStepModel(names[i + 2], hostedSteps++ * stepSize, stepSize, inputs)) {
+                throw new IllegalStateException(sim.getLasterror());
+            }
+            sink += sim.getData(names[i + 3])[0];
+        }
+    }
+
+    /** The nanoseconds of one step. */
+    private double timed(boolean through) throws Exception {
+        // Each call brings a name of its own, as JNI does, whose hash nobody has computed yet.
+        for (int i = 0; i < names.length; i++) {
+            names[i] = new String(NAME);
+        }
         long begin = System.nanoTime();
-        for (long i = 0; i < steps; i++) {
-            indexModel.step(indexSteps++ * stepSize, stepSize, inputs, outputs);
-            sink += outputs[0];
+        if (through) {
+            hosted();
+        } else {
+            direct();
         }
-        return System.nanoTime() - begin;
+        return (double) (System.nanoTime() - begin) / STEPS;
     }
 
-    /**
-     * The four calls that a step of the library makes. Each brings a name of its own, as JNI does,
-     * whose hash nobody has computed yet; making them is not counted.
-     */
-    static long hosted(long steps) {
-        long spent = 0;
-        String[] names = new String[4 * BATCH];
-        for (long done = 0; done < steps; done += BATCH) {
-            for (int i = 0; i < names.length; i++) {
-                names[i] = new String(NAME);
+    public static void main(String[] arguments) throws Exception {
+        StepLoops loops = new StepLoops();
+        for (int round = -1000; round < Integer.parseInt(arguments[0]); round++) {
+            boolean throughFirst = (round & 1) == 0;
+            double first = loops.timed(throughFirst);
+            double second = loops.timed(!throughFirst);
+            if (round >= 0) {
+                System.out.println("a step of the demonstration model in ZelvoxSim\t"
+                        + (throughFirst ? first + "\t" + second : second + "\t" + first));
             }
-            int count = (int) Math.min(BATCH, steps - done);
-            long begin = System.nanoTime();
-            for (int i = 0; i < 4 * count; i += 4) {
-                sink += sim.getProp(names[i], "number_of_inputs").length();
-                sink += sim.getProp(names[i + 1], "number_of_outputs").length();
-                if (!sim.doStepModel(names[i + 2], hostedSteps++ * stepSize, stepSize, inputs)) {
-                    throw new IllegalStateException(sim.getLasterror());
-                }
-                sink += sim.getData(names[i + 3])[0];
-            }
-            spent += System.nanoTime() - begin;
         }
-        return spent;
     }
 }

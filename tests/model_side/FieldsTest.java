@@ -303,7 +303,8 @@ public class FieldsTest {
             {new OneArray(), "OneArray.level is the same object as one,"},
             {new Loop(), "Loop.level is the same object as the model,"},
             {new WrongPart(), "Both.level has 2 of the annotations"},
-            {new Shown(), "variable 'level' is shown in 'cm', expected a display unit .*'m' has"},
+            {new Shown(), "variable 'level' is shown in 'cm', .*@DisplayUnit\\(name = \"cm\", .*"
+                + "@UnitDefinition of \"m\", or with Unit.of\\(\"m\"\\).display\\(\"cm\""},
             {new Dispute(), "FieldsTest.Dispute defines the unit 'K', which is defined otherwise"},
             {new Backwards(), "the experiment goes from 0.0 to 0.0"},
         };

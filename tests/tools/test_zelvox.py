@@ -496,7 +496,7 @@ class Hostile(Case):
         self.refuses(shown, "info", "new.fmu", tricks, code=2)
         for name in (tricks, b"x\x9by"):  # the byte alone is a control character, too
             for command in ("info", "simulate"):
-                self.refuses(f"{shown}|x\ufffdy", command, name)
+                self.refuses(f"{shown}|x\ufffdy", command, name, code=2)
         out, err = self.zelvox("pack", "--jar", MOTOR_JAR, "-o", tricks)
         self.assertNotRegex(out + err, self.TRICKS)
         out, err = self.zelvox("simulate", tricks, "--output-file", tricks + ".csv", "--stop-time=0.002",
@@ -624,12 +624,18 @@ class Usage(Case):
         simulate = ("simulate", motor())
         for reason, *line in (
                 ("--help",), ("'simulat'", "simulat", "x"), ("'--fast'", "--fast"), ("name the model", "pack", "-o", "x"),
-                ("none.jar", "pack", "--jar", "none.jar", "-o", "x"), ("zelvox simulate --help", "simulate"),
-                ("soon", *simulate, "--stop-time=soon"), ("stop time behind the start", *simulate, "--stop-time=0"),
+                ("no file none.jar$", "pack", "--jar", "none.jar", "-o", "x"), ("FMU is missing: the FMU, .*zelvox simulate --help", "simulate"),
+                ("there is no file moter.fmu$", "simulate", "moter.fmu"), ("there is no file none.fmu$", "info", "none.fmu"),
+                ("'soon' is no number, expected --stop-time SECONDS .try", *simulate, "--stop-time=soon"),
+                ("--stop-time has no value, expected --stop-time SECONDS .try", *simulate, "--stop-time"),
+                ("--stop-time is given more than once .try", *simulate, "--stop-time=1", "--stop-time=1"),
+                ("--quiet takes no value .try", *simulate, "--quiet=x"), ("new has no use for 'b' .try", "new", "a", "b"),
+                ("--runs CSV is missing: what differs", "batch", motor()), ("choose --json or --check", "info", motor(), "--json", "--check"),
+                ("stop time behind the start", *simulate, "--stop-time=0"),
                 ("stop time behind", *simulate, "--stop-time=nan"), ("interval is 0", *simulate, "--output-interval=0"),
                 ("lost in the digits", *simulate, "--output-interval=1e-30"), (".svg", *simulate, "--plot-file=x.txt"),
                 ("0.01 is no whole .* 0.003; .* one: 0.009$", *simulate, "--output-interval=0.01", "--step-size=0.003"),
-                ("expected NAME=VALUE", *simulate, "--start-value=R"), ("zelvox exec --help", "exec"),
+                ("expected NAME=VALUE", *simulate, "--start-value=R"), ("COMMAND .* is missing: the program .*zelvox exec --help", "exec"),
                 ('behind "--"', "exec", "true"), ("--fast", "exec", "--fast", "--", "true"),
                 ("line break", "exec", "--jvm-option", "-Da=\nb", "--", "true"), ("name a command",),
                 ("'simulat', did you mean simulate?", "help", "simulat"), ("as in zelvox simulate a.fmu", "a.fmu"),

@@ -11,6 +11,7 @@ namespace fs = std::filesystem;
 namespace {
 
 bool isFmu(const ModelInput& input) {
+  requireFiles(input);
   if (std::ranges::all_of(input.model, isModelFile)) return false;
   if (input.model.size() > 1) {
     throw Failure("expected one FMU or only files of one model, got " + input.model[0].string() +
@@ -40,9 +41,6 @@ void addModelOptions(CLI::App& command, ModelInput& input) {
           "repeatable")
       ->delimiter(':')
       ->allow_extra_args(false)
-      ->check([](const std::string& jar) {
-        return jar.empty() ? std::string() : CLI::ExistingPath(jar);
-      })
       ->type_name("FILE")
       ->group(group);
   command

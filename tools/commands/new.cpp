@@ -189,25 +189,35 @@ void write(const fs::path& file, const std::string& text) {
   if (!stream) throw Failure(file.string() + " cannot be written");
 }
 
+// Beside share/java of the installation, or where another one of this version has it: the Python
+// package brings none.
+fs::path mavenRepository() {
+  const fs::path beside = zelvoxJar().parent_path().parent_path() / "maven-repo";
+  for (const fs::path& place :
+       {beside, fs::path("/usr/local/share/maven-repo"), fs::path("/usr/share/maven-repo")}) {
+    if (fs::is_directory(place / "com/zelvox/zelvox" / ZELVOX_VERSION)) return place;
+  }
+  throw Failure(
+      "a Maven project takes zelvox " ZELVOX_VERSION
+      " from a Maven repository, which this machine does not have; install the Debian "
+      "package of zelvox, or zelvox from its sources, which bring it to share/maven-repo");
+}
+
 void create(const NewOptions& options) {
   std::istringstream steps(options.javaClass + ".");
   fs::path packages;
   std::string name;
   for (std::string step; std::getline(steps, step, '.'); name = step) {
     packages /= name;
-    if (!isJavaName(step))
+    if (!isJavaName(step) ||
+        options.javaClass.starts_with("java."))  // which the JVM keeps for itself
       throw Failure(
           inQuotes(options.javaClass) +
               " cannot be the class of a new model, expected a name such as com.acme.Tank",
           ExitCode::usage);
   }
   const std::string package = replaced(packages.string(), "/", ".");
-  // Beside share/java of an installation; a build has none.
-  const fs::path repository = zelvoxJar().parent_path().parent_path() / "maven-repo";
-  if (options.maven && !fs::is_directory(repository)) {
-    throw Failure("Maven finds zelvox in an installation only, expected it at " +
-                  repository.string() + "; run the installed zelvox");
-  }
+  const fs::path repository = options.maven ? mavenRepository() : fs::path();
   const fs::path directory = name;
   std::error_code error;
   if (!fs::create_directory(directory, error)) {

@@ -38,6 +38,7 @@ void pack(const PackOptions& options) {
     throw Failure("name the model: .java files, a directory of sources or classes, or a jar",
                   ExitCode::usage);
   }
+  requireFiles(options.input);
   std::vector<NamedFile> read = filesOf(options.input);
   read.push_back({"the installed", zelvoxJar()});
   read.push_back({"the installed", zelvoxLibrary()});
@@ -65,7 +66,6 @@ void addPackCommand(CLI::App& app) {
   command
       ->add_option("model", options->input.model,
                    "The model: .java files, a directory of sources or classes, or a jar")
-      ->check(CLI::ExistingPath.description(""))
       ->type_name("FILE");
   command->add_option("-o,--output-file", options->output, "The FMU to write [the model's name]")
       ->type_name("FILE");

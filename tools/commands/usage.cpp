@@ -1,6 +1,7 @@
 #include "commands/usage.h"
 
 #include <CLI/CLI.hpp>
+#include <cctype>
 #include <iostream>
 #include <memory>
 
@@ -93,6 +94,32 @@ std::string unknownCommand(const CLI::App& app, const std::string& word) {
          (closest.empty() ? " (try zelvox --help)" : ", did you mean " + closest + "?");
 }
 
+// What CLI11 found about one of the command's options, whose name it gives.
+std::string faultOf(const CLI::Option& option, std::string_view said) {
+  const std::string name = option.get_name();
+  const std::string usage = (option.get_positional() ? "" : name + " ") + option.get_type_name();
+  std::string meaning = option.get_description();
+  if (!meaning.empty()) meaning[0] = static_cast<char>(std::tolower(meaning[0]));
+  if (said == name + " is required") return usage + " is missing: " + meaning;
+  if (said.starts_with(name + ": At Most")) return name + " is given more than once";
+  if (said.starts_with(name + ": ")) return name + " has no value, expected " + usage;
+  if (said.starts_with(name + " excludes "))
+    return "choose " + CLI::detail::find_and_replace(std::string(said), "excludes", "or");
+  const std::string noNumber = "Could not convert: " + name + " = ";
+  if (!said.starts_with(noNumber)) return "";
+  if (option.get_type_name().empty()) return name + " takes no value";
+  return inQuotes(said.substr(noNumber.size())) + " is no number, expected " + usage;
+}
+
+std::string faultOf(const CLI::App& command, const CLI::Error& error) {
+  for (const CLI::Option* option : command.get_options()) {
+    if (const std::string fault = faultOf(*option, error.what()); !fault.empty()) return fault;
+  }
+  const std::vector<std::string> left = command.remaining();
+  if (!left.empty()) return command.get_name() + " has no use for " + inQuotes(left[0]);
+  return error.what();
+}
+
 std::string usageMessage(const CLI::App* app, const CLI::Error& error) {
   const auto chosen = app->get_subcommands();
   const CLI::App& command = chosen.empty() ? *app : *chosen.front();
@@ -101,7 +128,7 @@ std::string usageMessage(const CLI::App* app, const CLI::Error& error) {
   const std::string word = unknownWord(*app);
   std::string reason;
   if (word.empty()) {
-    reason = (chosen.empty() ? "name a command" : sentence(error.what())) + hint;
+    reason = (chosen.empty() ? "name a command" : sentence(faultOf(command, error))) + hint;
   } else if (word.front() != '-') {
     reason = sentence(unknownCommand(*app, word));
   } else {

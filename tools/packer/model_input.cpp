@@ -101,6 +101,14 @@ void copyJar(const fs::path& jar, const fs::path& resources, std::set<std::strin
   if (error) throw Failure(jar.string() + " cannot be copied: " + error.message());
 }
 
+std::string namedModel(const ModelInput& input) {
+  const std::vector<fs::path>& files = input.model.empty() ? input.jars : input.model;
+  std::string names = printable(files[0].string());
+  if (files.size() > 1)
+    names += " and " + counted(static_cast<long long>(files.size()) - 1, "other file");
+  return names;
+}
+
 }  // namespace
 
 std::vector<fs::path> filesBelow(const fs::path& directory) {
@@ -116,6 +124,16 @@ std::vector<fs::path> filesBelow(const fs::path& directory) {
   return files;
 }
 
+void requireFiles(const ModelInput& input) {
+  for (const auto* const files : {&input.model, &input.jars}) {
+    for (const fs::path& file : *files) {
+      std::error_code error;
+      if (fs::status(file, error).type() == fs::file_type::not_found)
+        throw Failure("there is no file " + file.string(), ExitCode::usage);
+    }
+  }
+}
+
 bool isModelFile(const fs::path& file) {
   const fs::path ending = file.extension();
   return ending == ".java" || ending == ".class" || ending == ".jar" || fs::is_directory(file);
@@ -126,6 +144,7 @@ ModelJars gatherJars(const ModelInput& input, const fs::path& resources, const f
   Parts parts = partsOf(input);
   fs::create_directories(resources);
   ModelJars jars;
+  jars.model = namedModel(input);
   if (!parts.javaFiles.empty()) {
     const fs::path compiled = scratch / "classes";
     compile(input, parts, compiled, env);

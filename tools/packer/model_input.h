@@ -16,12 +16,16 @@ struct ModelInput {
 
 // The jars of a model, which lie in one directory.
 struct ModelJars {
+  std::string model;               // what the user named as the model, for sentences
   std::vector<std::string> names;  // in the order in which classes are searched
   std::size_t own = 0;             // how many of them may hold the model; they come first
 };
 
 // The files below a directory, in an order that is always the same, without hidden ones.
 std::vector<std::filesystem::path> filesBelow(const std::filesystem::path& directory);
+
+// Throws Failure when one of the files does not exist.
+void requireFiles(const ModelInput& input);
 
 // Whether the file is one of those that make up a model; an FMU is none.
 bool isModelFile(const std::filesystem::path& file);

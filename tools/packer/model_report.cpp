@@ -105,7 +105,8 @@ std::string utcTime(std::time_t seconds) {
 
 PackedModel askModel(const fs::path& resources, const ModelJars& jars, const std::string& javaClass,
                      JNIEnv* env) {
-  std::vector<std::string> question = {resources.string(), javaClass, std::to_string(jars.own)};
+  std::vector<std::string> question = {resources.string(), javaClass, jars.model,
+                                       std::to_string(jars.own)};
   question.insert(question.end(), jars.names.begin(), jars.names.end());
   PackedModel packed = readReport(askJava(env, "ModelReport", question));
   packed.description.modelIdentifier = modelIdentifierOf(packed.description.modelName);

@@ -3,13 +3,22 @@ package com.zelvox.qorbetta;
 import java.io.File;
 import java.io.IOException;
 import java.io.StringWriter;
+import java.io.Writer;
+import java.lang.reflect.Modifier;
+import java.nio.ByteBuffer;
+import java.nio.CharBuffer;
 import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
+import java.nio.file.Paths;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.Collections;
 import java.util.List;
-import javax.lang.model.SourceVersion;
+import javax.tools.Diagnostic;
+import javax.tools.DiagnosticCollector;
+import javax.tools.DiagnosticListener;
 import javax.tools.JavaCompiler;
+import javax.tools.JavaFileObject;
 import javax.tools.StandardJavaFileManager;
 import javax.tools.StandardLocation;
 import javax.tools.ToolProvider;
@@ -36,8 +45,14 @@ final class ModelCompiler {
             List<String> texts = Arrays.asList(
                     new String(question, StandardCharsets.UTF_8).split("\0", -1));
             int files = 3 + Integer.parseInt(texts.get(2));
-            problem = Javac.compile(texts.get(0), new File(texts.get(1)),
-                    texts.subList(3, files), texts.subList(files, texts.size() - 1));
+            problem = "";
+            for (int i = 1; problem.isEmpty() && i < texts.size() - 1; i++) {
+                problem = unreadable(texts.get(i));
+            }
+            if (problem.isEmpty()) {
+                problem = Javac.compile(texts.get(0), new File(texts.get(1)),
+                        texts.subList(3, files), texts.subList(files, texts.size() - 1));
+            }
         } catch (NoClassDefFoundError e) {
             problem = noCompiler(); // a JVM without the module java.compiler
         } catch (Throwable e) {
@@ -59,8 +74,46 @@ final class ModelCompiler {
                 + " default-jdk-headless, or let JAVA_HOME name a JDK";
     }
 
+    /** What keeps Java from reading a file as text, or nothing. */
+    private static String unreadable(String file) throws IOException {
+        String hint = UnitResources.localeHint(file);
+        if (!hint.isEmpty()) {
+            return "Java cannot open " + file + hint;
+        }
+        if (!file.endsWith(".java")) {
+            return "";
+        }
+        ByteBuffer bytes = ByteBuffer.wrap(Files.readAllBytes(Paths.get(file)));
+        CharBuffer text = CharBuffer.allocate(bytes.limit());
+        if (StandardCharsets.UTF_8.newDecoder().decode(bytes, text, true).isUnderflow()) {
+            return "";
+        }
+        text.flip();
+        return file + " is not written in UTF-8, line " + (text.chars().filter(c -> c == '\n').count() + 1)
+                + "; save it with this encoding";
+    }
+
     /** Apart from the rest, which a JVM without the module java.compiler can load. */
     private static final class Javac {
+        private static final String JAVA = System.getProperty("java.specification.version");
+
+        private final JavaCompiler compiler;
+        private final boolean modern; // not that of Java 8
+        private final File classes;
+        private final List<File> classPath = new ArrayList<>();
+        private final List<String> files;
+
+        private Javac(JavaCompiler compiler, File classes, List<String> more, List<String> files) {
+            this.compiler = compiler;
+            this.classes = classes;
+            this.files = files;
+            modern = compiler.isSupportedOption("--release") == 1;
+            for (String entry : System.getProperty("java.class.path").split(File.pathSeparator)) {
+                classPath.add(new File(entry));
+            }
+            more.forEach(entry -> classPath.add(new File(entry)));
+        }
+
         static String compile(String release, File classes, List<String> classPath,
                 List<String> files) throws IOException {
             JavaCompiler compiler = ToolProvider.getSystemJavaCompiler();
@@ -69,35 +122,67 @@ final class ModelCompiler {
             }
             int oldest = Math.max(OLDEST, Collections.min(compiler.getSourceVersions()).ordinal());
             String version = release.isEmpty() ? String.valueOf(oldest) : release;
-            boolean modern = compiler.isSupportedOption("--release") == 1; // not in Java 8
+            Javac javac = new Javac(compiler, classes, classPath, files);
+            StringWriter said = new StringWriter();
+            try {
+                boolean done = javac.run(version, said, null);
+                print(said.toString());
+                return done ? "" : "the model does not compile for Java " + version
+                        + javac.hints(version, said.toString(), release.isEmpty());
+            } catch (IllegalArgumentException e) {
+                return "--release " + version + ": " + Reason.of(e);
+            }
+        }
+
+        /** What the author may not see in the compiler's messages: compiles once more to find out. */
+        private String hints(String version, String said, boolean mayBeNewer) throws IOException {
+            boolean newer = mayBeNewer && modern && !version.equals(JAVA);
+            DiagnosticCollector<JavaFileObject> found = new DiagnosticCollector<>();
+            boolean done = run(newer ? JAVA : version, null, found);
+            String hint = "";
+            if (newer && done) {
+                hint = "; it does for Java " + JAVA + ", so say --release " + JAVA;
+            } else if (newer && said.contains("(use -source ")) {
+                hint = "; for what it needs of a newer one, say --release " + JAVA;
+            }
+            for (Diagnostic<? extends JavaFileObject> fault : found.getDiagnostics()) {
+                if (fault.getCode().startsWith("compiler.err.cant.resolve") && isOurs(fault)) {
+                    return hint + "; " + fault.getSource().getName() + " lacks the line import "
+                            + ModelCompiler.class.getPackage().getName() + ".*;";
+                }
+            }
+            return hint;
+        }
+
+        /** Whether the word that the compiler does not know is a public class of this package. */
+        private static boolean isOurs(Diagnostic<? extends JavaFileObject> fault) throws IOException {
+            try {
+                String word = fault.getSource().getCharContent(true).subSequence(
+                        (int) fault.getStartPosition(), (int) fault.getEndPosition()).toString();
+                return Modifier.isPublic(Class.forName(
+                        ModelCompiler.class.getPackage().getName() + "." + word).getModifiers());
+            } catch (ClassNotFoundException | NoClassDefFoundError e) { // or in other letters
+                return false;
+            }
+        }
+
+        /** @param listener gets the messages instead of {@code said} unless it is null */
+        private boolean run(String version, Writer said,
+                DiagnosticListener<JavaFileObject> listener) throws IOException {
             List<String> options = new ArrayList<>(modern
                     ? Arrays.asList("--release", version)
                     : Arrays.asList("-source", version, "-target", version));
             // No word about old versions of Java, no code that libraries bring for compilers, and all
             // that debuggers show.
             options.addAll(Arrays.asList("-Xlint:-options", "-proc:none", "-implicit:none", "-g"));
-            StringWriter said = new StringWriter();
-            boolean done;
             try (StandardJavaFileManager manager =
-                    compiler.getStandardFileManager(null, null, StandardCharsets.UTF_8)) {
-                List<File> path = new ArrayList<>();
-                for (String entry : System.getProperty("java.class.path").split(File.pathSeparator)) {
-                    path.add(new File(entry));
-                }
-                classPath.forEach(entry -> path.add(new File(entry)));
-                manager.setLocation(StandardLocation.CLASS_PATH, path);
+                    compiler.getStandardFileManager(listener, null, StandardCharsets.UTF_8)) {
+                manager.setLocation(StandardLocation.CLASS_PATH, classPath);
                 manager.setLocation(StandardLocation.SOURCE_PATH, Collections.emptyList());
                 manager.setLocation(StandardLocation.CLASS_OUTPUT, Collections.singleton(classes));
-                done = compiler.getTask(said, manager, null, options, null,
+                return compiler.getTask(said, manager, listener, options, null,
                         manager.getJavaFileObjectsFromStrings(files)).call();
-            } catch (IllegalArgumentException e) {
-                return "--release " + version + ": " + Reason.of(e);
             }
-            print(said.toString());
-            String java = System.getProperty("java.specification.version");
-            return done ? "" : "the model does not compile for Java " + version
-                    + (release.isEmpty() && modern && !version.equals(java)
-                    ? "; if it is of a newer one, say --release " + java : "");
         }
     }
 }

@@ -301,8 +301,10 @@ public final class ModelDescription {
                     && unit.displayUnit(variable.displayUnit()) != null)) {
                 throw new IllegalArgumentException("variable '" + variable.name()
                         + "' is shown in '" + variable.displayUnit()
-                        + "', expected a display unit that the definition of its unit '"
-                        + variable.unit() + "' has");
+                        + "', expected a display unit of its unit; define it with @DisplayUnit(name = \""
+                        + variable.displayUnit() + "\", factor = ...) in the @UnitDefinition of \""
+                        + variable.unit() + "\", or with Unit.of(\"" + variable.unit()
+                        + "\").display(\"" + variable.displayUnit() + "\", factor)");
             }
         }
 

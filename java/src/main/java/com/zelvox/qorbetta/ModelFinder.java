@@ -30,11 +30,12 @@ final class ModelFinder {
      *
      * @param loader the class loader of all jars
      * @param model the jars that may hold the model
+     * @param where what the user calls them
      */
-    ModelFinder(JarLoader loader, UnitResources model) {
+    ModelFinder(JarLoader loader, UnitResources model, String where) {
         this.loader = loader;
         own = model.open();
-        where = model.jarNames();
+        this.where = where;
     }
 
     /**

@@ -13,8 +13,8 @@ import java.util.Set;
  * Tells the packer, which is no Java program, what the model in some jars says about itself.
  *
  * <p>Question and answer are lists of texts in UTF-8, each followed by a NUL, which no text holds.
- * The question: the directory of the jars, the model's class or nothing for the only one, how many of
- * the jars may hold it, the jars' file names, those first. The answer: a sentence that says what is
+ * The question: the directory of the jars, the model's class or nothing for the only one, what the
+ * user named as the model, how many of the jars may hold it, the jars' file names, those first. The answer: a sentence that says what is
  * wrong, alone; or nothing, the class, name, description, author, version, licence, copyright, start
  * time, stop time, step size, tolerance, and then units, outputs, inputs and parameters. Each of these
  * four begins with its count; a unit is its name, eight exponents, factor and offset, and the count of
@@ -36,8 +36,8 @@ final class ModelReport {
                     new String(question, StandardCharsets.UTF_8).split("\0", -1));
             File directory = new File(texts.get(0));
             report.add("");
-            report.addModel(directory, texts.get(1), Integer.parseInt(texts.get(2)),
-                    texts.subList(3, texts.size() - 1));
+            report.addModel(directory, texts.get(1), texts.get(2),
+                    Integer.parseInt(texts.get(3)), texts.subList(4, texts.size() - 1));
         } catch (Throwable e) {
             report.texts.setLength(0);
             report.add(Reason.of(e).replace('\0', ' '));
@@ -45,11 +45,14 @@ final class ModelReport {
         return report.texts.toString().getBytes(StandardCharsets.UTF_8);
     }
 
-    private void addModel(File directory, String wanted, int own, List<String> jars)
-            throws Throwable {
+    private void addModel(File directory, String wanted, String where, int own,
+            List<String> jars) throws Throwable {
         JarLoader loader = new UnitResources(directory, wanted, jars).open();
-        Class<? extends Model> model = new ModelFinder(
-                loader, new UnitResources(directory, wanted, jars.subList(0, own))).find(wanted);
+        UnitResources model = new UnitResources(directory, wanted, jars.subList(0, own));
+        addClass(new ModelFinder(loader, model, where).find(wanted));
+    }
+
+    private void addClass(Class<? extends Model> model) throws Throwable {
         add(model.getName());
         String first = described(model);
         if (!first.equals(described(model))) {

@@ -134,18 +134,17 @@ def limits(client, fmu, directory):
         f"The FMU has {fmu.stat().st_size / 1000:.0f} kB. "
         f"{runs} runs with one parameter and two results took {size / runs:.0f} bytes a run in {len(parts)} parts, "
         f"{(directory / 'one.parquet').stat().st_size / runs:.0f} bytes a run in a single one. "
-        f"The client wrote {parts_a_second(directory):.0f} parts/s of 100 runs.",
+        f"The client wrote {parts_a_second(fmu, directory):.0f} parts/s of 100 runs.",
     ]
 
 
-def parts_a_second(directory):
-    from zelvox._study.parameters import meaning
-    from zelvox._study.sampling import grid
+def parts_a_second(fmu, directory):
+    from zelvox._study.plan import Wish, plan
     from zelvox._study.store import Store
 
     count, size = 200, 100
-    runs = grid({"which": meaning("which", range(count * size))})
-    store = Store(directory / "parts", {}, runs, [], resume=False)
+    chosen = plan(fmu, Wish({"which": range(count * size)}, None, "", 0, None), None, {})
+    store = Store(directory / "parts", chosen, resume=False)
     began = time.perf_counter()
     for first in range(0, count * size, size):
         rows = "".join(f"{run + 1},{run},0.{run},0.0{run},\n" for run in range(first, first + size))

@@ -1,15 +1,23 @@
 """Studies as a user makes them: with the program, real workers and real processes that are killed. The
 environment says where the program is (ZELVOX_PROGRAM); CMakeLists.txt runs each class as one test."""
 
+import asyncio
+import contextlib
 import csv
+import functools
+import json
 import os
 import signal
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 import unittest
+import unittest.mock
+import zipfile
 from pathlib import Path
+from types import SimpleNamespace
 
 import dask
 import numpy
@@ -18,13 +26,41 @@ import psutil
 from distributed import Client
 
 import zelvox
+from zelvox._study import engine, worker
+from zelvox._study.child import Unwanted
 from zelvox._study.errors import StudyError
 from zelvox._study.parameters import meaning
+from zelvox._study.plan import Wish
+from zelvox._study.plan import plan as planned
 from zelvox._study.sampling import samples
+from zelvox._study.store import Store
+from zelvox._study.worker import StudyOnWorker
 
 PROGRAM = os.environ["ZELVOX_PROGRAM"]
 SCHEDULER, WORKER = ([sys.executable, "-m", "distributed.cli." + name] for name in ("dask_scheduler", "dask_worker"))
 signal.signal(signal.SIGINT, signal.default_int_handler)  # what runs in the background ignores Ctrl-C
+
+
+# Of the FMU that has every type of variable and needs no Java (tests/tools/stub).
+XML = """<fmiModelDescription fmiVersion="2.0" modelName="stub" guid="g"><CoSimulation modelIdentifier="stub"/>
+<DefaultExperiment stopTime="1" stepSize="0.5"/><ModelVariables>""" + "".join(
+    f'<ScalarVariable name="{name}" valueReference="{number}" causality="{causality}" variability="discrete">'
+    f'<{kind} {start}/></ScalarVariable>' for name, number, causality, kind, start in (
+        ("set", 0, "input", "Real", 'start="0"'), ("moved", 1, "output", "Real", ""),
+        ("count", 0, "input", "Integer", 'start="0"'), ("counted", 1, "output", "Integer", ""),
+        ("locked", 0, "input", "Boolean", 'start="false"'), ("held", 1, "output", "Boolean", ""),
+        ("label", 0, "input", "String", 'start=""'), ("shown", 1, "output", "String", ""))) + """</ModelVariables>
+</fmiModelDescription>"""
+TEXTS = ["007", "010", "1e5", "1.10", "12345678901234567890", " a ", "nan", "", "1_0", "l\r\nm\r\"n\", ;\t", "ü€", "true", "7"]
+NOWHERE = "tcp://127.0.0.1:9"  # a scheduler, where what is refused needs none
+
+
+@functools.cache
+def trial():
+    with tempfile.TemporaryDirectory() as directory:
+        fmu = Path(directory, "trial.fmu")
+        subprocess.run([PROGRAM, "pack", Path(__file__).with_name("Trial.java"), "-o", fmu], check=True, capture_output=True)
+        return fmu.read_bytes()
 
 
 class Case(unittest.TestCase):
@@ -35,7 +71,15 @@ class Case(unittest.TestCase):
         self.addCleanup(directory.cleanup)
         self.addCleanup(os.chdir, os.getcwd())
         os.chdir(directory.name)
-        subprocess.run([PROGRAM, "pack", Path(__file__).with_name("Trial.java"), "-o", "trial.fmu"], check=True, stdout=subprocess.DEVNULL)
+        Path("trial.fmu").write_bytes(trial())
+
+    def stub(self, plan=""):
+        with zipfile.ZipFile("stub.fmu", "w") as archive:
+            archive.writestr("modelDescription.xml", XML)
+            archive.write(os.environ["STUB"], "binaries/linux64/stub.so")
+        for name, value in (("STUB_TRACE", "/dev/null"), ("STUB_PLAN", plan)):
+            self.enterContext(unittest.mock.patch.dict(os.environ, {name: value}))
+        return "stub.fmu"
 
     def start(self, *command, **env):
         process = subprocess.Popen(command, env={**os.environ, **env}, stderr=subprocess.PIPE, text=True)
@@ -44,8 +88,8 @@ class Case(unittest.TestCase):
         self.addCleanup(process.kill)
         return process
 
-    def study(self, *arguments):
-        return self.start(sys.executable, "-m", "zelvox._study", "trial.fmu", *arguments)
+    def study(self, *arguments, fmu="trial.fmu"):
+        return self.start(sys.executable, "-m", "zelvox._study", fmu, *arguments)
 
     def until(self, condition, what):
         end = time.monotonic() + 60
@@ -81,6 +125,192 @@ class Same(Case):
         numpy.testing.assert_array_equal(table["rate"], table["run"].map(own.set_index("run")["rate"]))
         self.assertRegex(table["error"][3], "rate -1")
         numpy.testing.assert_allclose(table["level"], numpy.exp(-table["rate"] * table["time"]).where(table["run"] != 10))
+
+
+class Values(Case):
+    def test_every_type_arrives_as_it_was_given(self):
+        fmu = self.stub()
+        count = len(TEXTS)
+        frame = pandas.DataFrame({
+            "label": TEXTS, "locked": [place % 3 == 0 for place in range(count)],
+            "count": [2**31 - 1 - place * 10**8 for place in range(count)],
+            "set": [0.1, 1 / 3, -0.0, 5e-324, 1.7976931348623157e308, 1e22, 2**53, 7, 1e-5, -2.5, 100, 1e5, 12345678.9]})
+        for record in ("final", "all"):
+            table = zelvox.study(fmu, runs=frame, workers=1, record=record)
+            table = table if record == "final" else table[table["time"] == 1].reset_index()
+            for given, output in (("label", "shown"), ("locked", "held"), ("count", "counted"), ("set", "moved")):
+                self.assertEqual(table[given].tolist(), frame[given].tolist())
+                self.assertEqual(table[output].tolist(), frame[given].tolist())
+            self.assertEqual(set(table["error"]), {""})
+        table = zelvox.study(fmu, {"label": "007, a,,1:2:3", "count": "1:5:3", "locked": [True, "false"], "set": numpy.float32(0.1)},
+                             start_values={}, workers=1)
+        self.assertEqual(list(zip(table["shown"], table["counted"], table["held"])),
+                         [(label, count, held) for label in ("007", " a", "", "1:2:3") for count in (1, 3, 5) for held in (1, 0)])
+        self.assertEqual(set(table["moved"]), {float(numpy.float32(0.1))})
+        table = zelvox.study(fmu, {"set": [1]}, start_values={"locked": True, "label": "010", "count": -3}, workers=1)
+        self.assertEqual(table[["held", "shown", "counted"]].values.tolist(), [[1, "010", -3]])
+
+    def test_table_gives_the_runs_that_it_gives_in_a_batch(self):
+        fmu = self.stub()
+        Path("odd.csv").write_bytes('\ufeffrun\tlabel\t count\tlocked\r\n\r\n9\t007\t +1e3\ttrue\r\n-4\t" a\n\tb"\t2\t0\r\n70\t""\t3\t1'.encode())
+        one = subprocess.run([PROGRAM, "batch", fmu, "--runs=odd.csv", "--output-file=-"], check=True, capture_output=True, text=True)
+        study = self.study("--runs=odd.csv", "--output=out", "--workers=1", "--quiet", fmu=fmu)
+        self.assertEqual((study.communicate()[1], study.returncode), ("", 0))
+        rows = [[float(cell) if name not in ("label", "shown", "error") else cell for name, cell in row.items()]
+                for row in csv.DictReader(one.stdout.splitlines(True))]
+        table = pandas.read_parquet("out")
+        self.assertEqual((list(table), table.values.tolist()), (one.stdout.splitlines()[0].replace('"', "").split(","), rows))
+        self.assertEqual([row[:4] for row in rows], [[9, "007", 1000, 1], [-4, " a\n\tb", 2, 0], [70, "", 3, 1]])
+
+    def test_what_is_no_value_is_refused_before_a_worker_is_asked(self):
+        fmu = self.stub()
+        Path("gap.csv").write_text("set,count\n1,\n")
+        for reason, given in (
+                ("^'1_0' is no value for 'set', expected a finite number", {"set": ["1_0"]}), ("'nan' is no value for 'set'", {"set": "1,nan"}),
+                ("^the FMU has no variable 'lable', did you mean 'label'", {"lable": "a:b"}), ("'2' is no value for 'locked'", {"locked": [2]}),
+                ("'1.5' is no value for 'count'", {"count": [1, 1.5]}), ("label is a text, .* 7,", {"label": ["7", 7]}),
+                ("expected a text in UTF-8", {"label": ["\udcff"]}), ("expected a text in UTF-8", {"label": ["a\0b"]}), ("empty, expected a value for 'set'", {"set": "1,,2"}),
+                ("neither low:high:count nor a distribution .uniform, normal", {"set": "gauss:2:1"}), ("low:high:count nor", {"set": "0:1"}),
+                ("2 values or more", {"set": "0:1:1"}), ("2 values or more", {"set": "0:1:1_0"}), ("finite numbers that differ", {"set": "-1e308:1e308:3"}),
+                ("normal:mean:deviation", {"set": "normal:1"}), ("above 0", {"set": "normal:1:-1"}), ("with --samples", {"set": "uniform:0:1"}),
+                ("low must be below high", {"set": "uniform:-1e308:1e308"}), ("nothing to vary", {}), ("given no value", {"set": []})):
+            self.refused(reason, fmu, given, scheduler=NOWHERE)
+        for reason, options in (("values of a grid", {"parameters": {"set": [1]}, "samples": 3}), ("is no value for 'count'", {"parameters": {"count": "uniform:0:9"}, "samples": 3}),
+                                ("gap.csv, line 2, column 2: the cell is empty", {"runs": "gap.csv"}), ("twice|already", {"runs": pandas.DataFrame({"run": [1, 1], "set": [1, 2]})}),
+                                ("'2' is no value for 'locked'", {"parameters": {"set": [1]}, "start_values": {"locked": 2}}),
+                                ("'set' has a --start-value as well", {"parameters": {"set": [1]}, "start_values": {"set": 2}}),
+                                ("above 0", {"parameters": {"set": [1]}, "run_timeout": float("nan")}),
+                                ("no variable 'mvoed', did you mean 'moved'", {"parameters": {"set": [1]}, "output_variables": ["mvoed"]})):
+            self.refused(reason, fmu, scheduler=NOWHERE, **options)
+
+
+class Processes(Case):
+    """What a worker does with its processes, and the store with what comes of them; there is no Dask."""
+
+    def chosen(self, plan="", labels="12345678", run_timeout=None, **options):
+        return planned(Path(self.stub(plan)), Wish({"label": list(labels)}, None, "", 0, None), run_timeout, options)
+
+    def on_worker(self, job, act):
+        """What `act` does with the worker's part of the study. Nothing is left of it."""
+        async def life():
+            plugin = StudyOnWorker(job)
+            await plugin.setup(SimpleNamespace(local_directory="."))
+            try:
+                return await asyncio.to_thread(act, plugin)
+            finally:
+                await plugin.teardown(None)
+                self.assertEqual((self.processes(), list(Path().glob("zelvox-study-*"))), ([], []))
+        return asyncio.run(life())
+
+    def processes(self):
+        """Those that work in this directory, but for this one."""
+        return [one for one in psutil.process_iter(["cwd"]) if (one.info["cwd"] or "").startswith(f"{os.getcwd()}/")]
+
+    def made(self, chosen, act=lambda plugin, rows: plugin.make(rows, lambda: True)):
+        rows = engine._rows(chosen.runs, 0, chosen.runs.count)
+        return self.on_worker(chosen.job, lambda plugin: act(plugin, rows))
+
+    def test_each_run_is_there_once_and_whole_or_has_a_reason(self):
+        at = 'fmi2SetString(vr=[0], value=["4"'
+        for number, (plan, reason, options) in enumerate((
+                (f"12 0 {at}", "^the process ended with exit code 0$", {}), ("12 0 fmi2DoStep(currentCommunicationPoint=0.5", "^the process ended with exit code 0$", {}),
+                (f"3 3 {at}|no\\n", "failed: no", {}), ('15 0 fmi2GetString(vr=[1], value=["4"', "^a text of the results is not in UTF-8$", {}),
+                ("16 3 fmi2SetupExperiment", "no run", {}),  # the third run in a process, which is not to blame
+                (f"13 0 {at}", "^the run took longer than 0.5 s$", {"run_timeout": 0.5}), ("", "no run", {"run_timeout": float("inf")}),
+                ("", "no run", {"run_timeout": 1e10}))):
+            for record in ("final", "all"):
+                with self.subTest(plan, record=record):
+                    chosen = self.chosen(plan, record=record, **options)
+                    with contextlib.closing(Store(Path(f"{record}{number}"), chosen, False)) as store:
+                        bad = {"no run": [], "^the process ended with exit code 0$": ["4"] if "vr" in plan else list("12345678")}.get(reason, ["4"])
+                        self.assertEqual(store.write(0, 8, self.made(chosen).rows), len(bad))
+                        table = store.frame()
+                        self.assertEqual(store.not_finite(), 0)
+                    points = [label for label in "12345678" for _ in range(1 if record == "final" or label in bad else 3)]
+                    self.assertEqual((table["label"].tolist(), table["run"].tolist()), (points, list(map(int, points))))
+                    for label, shown, error in zip(table["label"], table["shown"], table["error"]):
+                        self.assertEqual(shown, "" if label in bad else label)
+                        self.assertRegex(error, reason if label in bad else "^$")
+
+    def test_limit_ends_what_the_model_started_and_costs_no_start_after_the_last_run(self):
+        chosen = self.chosen('14 0 fmi2SetString(vr=[0], value=["1"\n13 0 fmi2SetString(vr=[0], value=["2"', "12", 0.5)
+        os.environ["STUB_TRACE"] = os.path.abspath("trace")
+        def act(plugin, rows):
+            made = plugin.make(rows, lambda: True)
+            self.until(lambda: not self.processes(), "a process of the model is left")
+            return made
+        self.assertIn(b"longer than 0.5 s", self.made(chosen, act).rows)
+        self.assertEqual(Path("trace").read_text().count("fmi2Instantiate"), 1)
+
+    def test_processes_that_hang_or_that_nobody_waits_for_end(self):
+        with unittest.mock.patch.object(worker, "_START", 0.3), self.assertRaisesRegex(StudyError, "not ready to run after 0.5 s"):
+            self.made(self.chosen("13 0 fmi2Instantiate", run_timeout=0.2))
+        end = time.monotonic() + 0.5
+        with self.assertRaises(Unwanted):
+            self.made(self.chosen("13 0 fmi2DoStep"), lambda plugin, rows: plugin.make(rows, lambda: time.monotonic() < end))
+        def act(plugin, rows):
+            for _ in range(2):
+                plugin.make(rows, lambda: True)
+                self.until(lambda: not self.processes(), "an idle process is left")
+        with unittest.mock.patch.object(worker, "_IDLE", 0.2):
+            self.made(self.chosen(), act)
+
+    def test_start_that_a_signal_ends_is_tried_again_and_others_are_told(self):
+        chosen = self.chosen("12 3 fmi2Instantiate")
+        with self.assertRaisesRegex(StudyError, "exit code 3"):
+            self.made(chosen)
+        Path("program").write_text(f'#!/bin/sh\n[ -e "{os.getcwd()}/again" ] || {{ touch "{os.getcwd()}/again"; kill -9 $$; }}\nexec "{PROGRAM}" "$@"\n')
+        Path("program").chmod(0o755)
+        chosen = self.chosen()
+        with unittest.mock.patch.dict(os.environ, {"ZELVOX_PROGRAM": os.path.abspath("program")}):
+            self.assertEqual(self.made(chosen).rows.count(b"\n"), 9)
+
+    def test_store_takes_nothing_but_what_was_asked_for(self):
+        rows = [b'%d,"%d",0,0,0,"%d",\n' % (run, run, run) for run in range(1, 9)]
+        points = [b'%d,0,0,0,0,"%d",\n%d,1,0,0,0,"%d",\n%d,,,,,,\n' % (run, run, run, run, run) for run in range(1, 9)]
+        for record, good, header in (("final", rows, b'"run","label"'), ("all", points, b'"run","time"')):
+            chosen = self.chosen(record=record)
+            header += b',"moved","counted","held","shown","error"\n'
+            bad = [good[:-1], good + good[-1:], good[1:] + good[:1], good[:3] + [good[3].replace(b"4,", b"9,", 1)] + good[4:], []]
+            bad += [[*good[:-1], good[-1].replace(b"8,,,,,,\n", b"")], [*good[:3], good[3].replace(b"\n4,1", b"\n5,1"), *good[4:]]] if record == "all" else [
+                good[:3] + [good[3].replace(b'4,"4"', b'4,"04"')] + good[4:]]
+            with contextlib.closing(Store(Path(record), chosen, False)) as store:
+                for wrong in bad:
+                    with self.assertRaisesRegex(StudyError, "runs 1 to 8 came back"):
+                        store.write(0, 8, header + b"".join(wrong))
+                self.assertEqual((store.write(0, 8, header + b"".join(good)), len(store.frame())), (0, 8 if record == "final" else 16))
+
+    def test_part_that_is_not_as_it_was_written_is_made_again(self):
+        chosen = self.chosen(labels=[str(label) for label in range(60)])
+        rows = [b'%d,"%d",%d,0,0,"x",\n' % (run + 1, run, run) for run in range(60)]
+        header = b'"run","label","moved","counted","held","shown","error"\n'
+        with contextlib.closing(Store(Path("out"), chosen, False)) as store:
+            for start in range(0, 60, 10):
+                store.write(start, start + 10, header + b"".join(rows[start : start + 10]))
+        other = self.chosen(labels="ab")
+        def use():
+            return len(os.listdir("/proc/self/fd"))
+        before = use()
+        for reason, wrong in (("another study: it has 60 runs of label and not 2", other), (r"another study: it was made by zelvox 0\+clone;",
+                              chosen._replace(settings={**chosen.settings, "zelvox": "0.0.2"}))):
+            with self.assertRaisesRegex(StudyError, reason):
+                Store(Path("out"), wrong, True)
+        self.assertEqual(use(), before)
+        parts = sorted(Path("out").glob("runs-*"))
+        content = bytearray(parts[0].read_bytes())
+        content[len(content) // 3] ^= 1
+        parts[0].write_bytes(content)
+        table = pandas.read_parquet(parts[1])
+        pandas.concat([table, table]).to_parquet(parts[1])
+        table = pandas.read_parquet(parts[2])
+        table.loc[3, "moved"] += 1
+        table.to_parquet(parts[2])
+        parts[3].write_bytes(parts[3].read_bytes()[:100])
+        Path("out", "runs-000000000041-000000000045.parquet").write_bytes(parts[4].read_bytes())
+        Path("out", ".new-runs").write_bytes(b"PAR1")
+        with contextlib.closing(Store(Path("out"), chosen, True)) as store:
+            self.assertEqual((store.done, list(store.missing())), (20, [(0, 40)]))
+            self.assertEqual(sorted(os.listdir("out")), ["_study.json", *(part.name for part in parts[4:])])
 
 
 class Faults(Case):
@@ -142,6 +372,53 @@ class Resumed(Case):
 
 
 class Cluster(Case):
+    def cluster(self, workers):
+        """The address of a scheduler, a function that starts a worker and as many workers."""
+        self.start(*SCHEDULER, "--host=127.0.0.1", "--port=0", "--no-dashboard", "--scheduler-file=file")
+        self.until(Path("file").exists, "the scheduler did not start")
+        def one(**lack):
+            return self.start(*WORKER, "--scheduler-file=file", "--host=127.0.0.1", "--nthreads=1", "--no-dashboard", "--no-nanny", **lack)
+        return json.loads(Path("file").read_text())["address"], one, [one() for _ in range(workers)]
+
+    def test_equal_studies_and_lost_results_do_not_end_each_other(self):
+        fmu = self.stub()
+        address, one, workers = self.cluster(2)
+        line = {"label": [str(label) for label in range(200)]}
+        with Client(address) as client:
+            client.wait_for_workers(2)
+            real, killed = client.gather, []
+            def gather(futures):
+                """Before the second fetch, the worker that has another finished batch dies with it."""
+                made = real(futures)
+                others = [key for key, state in client.futures.items() if state.status == "finished" and key not in {future.key for future in futures}]
+                if others and not killed:
+                    [address] = client.who_has()[others[0]]
+                    pid = client.run(os.getpid, workers=[address])[address]
+                    [killed.append(worker.kill()) for worker in workers if worker.pid == pid]
+                    self.until(lambda: client.futures[others[0]].status != "finished", "no result was lost")
+                    one()
+                return made
+            client.gather = gather
+            def other():
+                tables.append(zelvox.study(fmu, line, scheduler=address))
+            tables, thread = [], threading.Thread(target=other)
+            thread.start()
+            tables.append(zelvox.study(fmu, line, scheduler=client))
+            thread.join()
+        self.assertEqual([table["shown"].tolist() for table in tables], [line["label"]] * 2)
+        self.assertEqual(len(killed), 1)
+
+    def test_processes_end_when_the_client_was_killed(self):
+        fmu = self.stub('13 0 fmi2SetString(vr=[0], value=["2"')
+        address, one, [worker] = self.cluster(1)
+        study = self.study("--parameter=label=1,2,3", "--output=out", f"--scheduler={address}", fmu=fmu)
+        def children():
+            return [child for child in psutil.Process(worker.pid).children(True) if "batch" in child.cmdline()]
+        self.until(lambda: list(Path("out").glob("runs-*")), "no batch was made")
+        self.assertEqual(len(children()), 1)
+        study.kill()
+        self.until(lambda: not children(), "a process is left")
+
     def test_processes_of_a_cluster_make_the_runs_or_say_what_they_lack(self):
         self.start(*SCHEDULER, "--host=127.0.0.1", "--port=0", "--no-dashboard", "--scheduler-file=file")
         self.until(Path("file").exists, "the scheduler did not start")
@@ -168,18 +445,11 @@ class Cluster(Case):
 class Usage(Case):
     def test_wrong_settings_are_refused_in_one_sentence(self):
         Path("not.fmu").write_text("nothing")
-        Path("gap.csv").write_text("start,rate\n1,\n")
         one = {"rate": [1, 2]}
         for reason, *arguments in (
                 ("missing.fmu cannot be read", "missing.fmu", one), ("not.fmu is no FMU", "not.fmu", one),
-                ("nothing to vary", "trial.fmu", {}), ("low:high:count", "trial.fmu", {"rate": "0:1"}),
-                ("2 values or more", "trial.fmu", {"rate": "0:1:1"}), ("'nan' is no value for 'rate', expected a finite number", "trial.fmu", {"rate": "1,nan"}),
-                ("normal:mean:deviation", "trial.fmu", {"rate": "normal:1"}), ("above 0", "trial.fmu", {"rate": "normal:1:-1"}),
-                ("with --samples", "trial.fmu", {"rate": "uniform:0:1"}), ("empty, expected a value for 'rate'", "trial.fmu", {"rate": "1,,2"})):
+                ("nothing to vary", "trial.fmu", {})):
             self.refused(reason, *arguments)
-        self.refused("values of a grid", "trial.fmu", one, samples=3)
-        self.refused("gap.csv, line 2, column 2: the cell is empty, expected a value for 'rate'", "trial.fmu", runs="gap.csv")
-        self.refused("twice", "trial.fmu", runs=pandas.DataFrame({"run": [1, 1], "rate": [1, 2]}))
         self.refused("the picture x.bmp", "trial.fmu", one, plot="x.bmp")
         with dask.config.set({"distributed.comm.timeouts.connect": 0.2}):
             self.refused("no scheduler at tcp://127.0.0.1:9", "trial.fmu", one, scheduler="tcp://127.0.0.1:9")

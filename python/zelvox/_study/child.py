@@ -85,6 +85,8 @@ class Child:
                 time.sleep(0.001)  # somebody closed it; do not spin
             if self._out in ready:
                 self._read()
+            elif not ready and self._has_ended():  # and what it left running has our pipes
+                raise Ended(self.close())
         return self._rows.popleft()
 
     def _write(self) -> None:
@@ -120,25 +122,27 @@ class Child:
         """Waits for the process to end, and says how it ended."""
         self.finish()
         end = time.monotonic() + _PATIENCE
-        # As long as nobody has taken its exit code, its number is nobody else's.
-        ended = os.WEXITED | os.WNOHANG | os.WNOWAIT
-        while os.waitid(os.P_PID, self._process.pid, ended) is None and time.monotonic() < end:
+        while not self._has_ended() and time.monotonic() < end:
             time.sleep(0.005)
-        self.kill()
-        while not self._process.stderr.closed and self._listen():  # type: ignore[union-attr]
+        while self._listen():
             pass
-        for pipe in (self._process.stdout, self._process.stderr):
-            pipe.close()  # type: ignore[union-attr]
+        self.kill()
         assert self.code is not None
         how = f"signal {-self.code}" if self.code < 0 else f"exit code {self.code}"
         more = f": {self.sentence}" if self.sentence and how not in self.sentence else ""
         return f"the process ended with {how}{more}"
+
+    def _has_ended(self) -> bool:
+        # As long as nobody has taken its exit code, its number is nobody else's.
+        return os.waitid(os.P_PID, self._process.pid, os.WEXITED | os.WNOHANG | os.WNOWAIT) is not None
 
     def kill(self) -> None:
         """Ends the process at once, and what it has started."""
         if self.code is None:
             os.killpg(self._process.pid, signal.SIGKILL)
             self.code = self._process.wait()
+            for pipe in (self._process.stdin, self._process.stdout, self._process.stderr):
+                pipe.close()  # type: ignore[union-attr]
 
     @property
     def warnings(self) -> list:

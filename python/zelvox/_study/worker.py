@@ -22,6 +22,7 @@ from zelvox._study.errors import StudyError
 
 _THROUGH_PIPES = ["--runs", "-", "--output-file", "-"]
 _START = 30  # seconds for a JVM to start, where runs have a limit
+_TRIES = 3  # to start a process that a signal ends
 _IDLE = 20  # seconds after which a process ends that has nothing to do, as its study may be gone
 
 
@@ -61,7 +62,7 @@ class StudyOnWorker(WorkerPlugin):
         self.job.unpack(self._directory)
         self._started: Optional[tuple] = None  # what header() gives
         self._idle: list[Child] = []
-        self._count = 0  # of the processes
+        self._living: set[Child] = set()
         self._lock = threading.Lock()
         self._over = False
         self._watch = asyncio.create_task(self._end_idle())
@@ -71,7 +72,7 @@ class StudyOnWorker(WorkerPlugin):
         self._watch.cancel()
         await asyncio.to_thread(self._end, -math.inf)
         end = time.monotonic() + _IDLE
-        while self._count and time.monotonic() < end:  # tasks whose results nobody waits for notice
+        while self._living and time.monotonic() < end:  # tasks whose results nobody waits for notice
             await asyncio.sleep(0.05)
         shutil.rmtree(self._directory, ignore_errors=True)
 
@@ -89,11 +90,7 @@ class StudyOnWorker(WorkerPlugin):
             child.finish()
         for child in old:
             child.close()
-            self._gone()
-
-    def _gone(self) -> None:
-        with self._lock:
-            self._count -= 1
+            self._living.discard(child)
 
     def header(self) -> tuple:
         """The first line of every table, and what `zelvox batch` warns of. Raises StudyError where no run can be
@@ -158,11 +155,8 @@ class StudyOnWorker(WorkerPlugin):
         """A process that nobody else has; it is kept for the next task, unless something goes wrong."""
         with self._lock:
             child = self._idle.pop() if self._idle else None
-        fresh = child is None
-        child = child or self._new()
+        child = child or self._start()
         try:
-            if fresh:
-                self._begin(child)
             yield child
         except BaseException:
             child.kill()
@@ -173,29 +167,35 @@ class StudyOnWorker(WorkerPlugin):
                 if child.code is None:
                     self._idle.append(child)
                 else:
-                    self._count -= 1
+                    self._living.discard(child)
             if self._over:
                 self._end(-math.inf)
 
-    def _new(self) -> Child:
-        try:
-            child = Child([str(program()), "batch", *self.job.arguments, *_THROUGH_PIPES], self._directory)
-        except OSError as problem:
-            raise StudyError(f"{program()} cannot be run: {problem.strerror}; install zelvox-fmu there") from None
-        with self._lock:
-            self._count += 1
-        return child
-
-    def _begin(self, child: Child) -> None:
+    def _start(self) -> Child:
         limit = math.inf if self.job.run_timeout is None else _START + self.job.run_timeout
-        child.send(table.rows([["run", *self.job.names]]))
-        try:
-            header = child.receive(time.monotonic() + limit, lambda: not self._over)
-        except Ended as how:
-            raise StudyError(child.sentence or str(how)) from None
-        except TooLong:
-            raise StudyError(f"the JVM and the model were not ready to run after {limit:g} s") from None
-        self._started = header, child.warnings
+        tries = _TRIES
+        while True:
+            try:
+                child = Child([str(program()), "batch", *self.job.arguments, *_THROUGH_PIPES], self._directory)
+            except OSError as problem:
+                raise StudyError(f"{program()} cannot be run: {problem.strerror}; install zelvox-fmu there") from None
+            self._living.add(child)
+            child.send(table.rows([["run", *self.job.names]]))
+            try:
+                header = child.receive(time.monotonic() + limit, lambda: not self._over)
+            except BaseException as problem:
+                child.kill()
+                self._living.discard(child)
+                if isinstance(problem, TooLong):
+                    raise StudyError(f"the JVM and the model were not ready to run after {limit:g} s") from None
+                if not isinstance(problem, Ended):
+                    raise
+                tries -= 1
+                if tries == 0 or child.code >= 0:  # type: ignore[operator]
+                    raise StudyError(child.sentence or str(problem)) from None
+            else:
+                self._started = header, child.warnings
+                return child
 
 
 async def check(key: str, dask_worker: Any) -> tuple:

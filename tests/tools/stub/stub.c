@@ -3,7 +3,9 @@
  * simulate --log-fmi-calls`, and misbehaves as STUB_PLAN says, by lines of the form
  *   returned sent call|message
  * A call that begins like this gives the status `returned`, after the message, if there is one, was
- * sent with the status `sent`. What stands here alone is all that an FMU for that command needs. */
+ * sent with the status `sent`; 12 ends the process at once with the code `sent`, 13 never returns,
+ * 14 starts a process that stays, 15 gives what is no text, and 16 ends the process when that many
+ * calls were made. What stands here alone is all that an FMU for that command needs. */
 #include <fcntl.h>
 #include <locale.h>
 #include <stdarg.h>
@@ -27,6 +29,7 @@ typedef struct {
 } Stub;
 
 static char call[2000]; /* the call that is going on, in words */
+static int calls = 0;   /* that the plan counts */
 
 static void say(const char* format, ...) {
   const size_t length = strlen(call);
@@ -62,7 +65,13 @@ static fmi2Status end(Stub* stub) {
     line += strcspn(line, "\n");
     line += *line == '\n';
     if (strncmp(call, start, strlen(start)) != 0) continue;
-    stub->status = (fmi2Status)returned;
+    if (returned == 12) _exit(sent);
+    if (returned == 13 || (returned == 14 && fork() == 0)) {
+      while (sleep(1) == 0) continue; /* and for ever */
+    }
+    if (returned == 15) strcpy(stub->given[1], "\xff");
+    if (returned == 16 && ++calls == sent) _exit(3);
+    stub->status = returned < 12 ? (fmi2Status)returned : fmi2OK;
     if (strcmp(message, "NULL") == 0) {
       importer->logger(importer->componentEnvironment, NULL, (fmi2Status)sent, NULL, NULL);
     } else if (*message != '\0') {

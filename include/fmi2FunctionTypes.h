@@ -12,13 +12,14 @@
 extern "C" {
 #endif
 
-/* Outcome of a call (section 2.1.3), from best to worst, and "still computing". */
+/* Outcome of a call, from best to worst, and "still computing". After fmi2Error the instance can be
+ * reset or freed, after fmi2Fatal no instance of this FMU can be used. */
 typedef enum { fmi2OK, fmi2Warning, fmi2Discard, fmi2Error, fmi2Fatal, fmi2Pending } fmi2Status;
 
-/* What an instance is made for (section 2.1.5). */
+/* What an instance is made for: the importer solves its equations, or it steps by itself. */
 typedef enum { fmi2ModelExchange, fmi2CoSimulation } fmi2Type;
 
-/* What a status query of a co-simulation slave asks for (section 4.2.3). */
+/* What a query asks for after a step that answered fmi2Pending or fmi2Discard. */
 typedef enum {
   fmi2DoStepStatus,
   fmi2PendingStatus,
@@ -26,7 +27,7 @@ typedef enum {
   fmi2Terminated
 } fmi2StatusKind;
 
-/* The importer's functions (section 2.1.5). `message` is a printf format with its arguments. */
+/* The importer's functions. `message` is a printf format with its arguments. */
 typedef void (*fmi2CallbackLogger)(fmi2ComponentEnvironment componentEnvironment,
                                    fmi2String instanceName, fmi2Status status, fmi2String category,
                                    fmi2String message, ...);
@@ -46,7 +47,7 @@ typedef struct {
   fmi2ComponentEnvironment componentEnvironment;
 } fmi2CallbackFunctions;
 
-/* Result of an event iteration (section 3.2.2). */
+/* Result of one iteration of an event; another one follows while newDiscreteStatesNeeded. */
 typedef struct {
   fmi2Boolean newDiscreteStatesNeeded;
   fmi2Boolean terminateSimulation;
@@ -56,13 +57,14 @@ typedef struct {
   fmi2Real nextEventTime; /* valid if nextEventTimeDefined */
 } fmi2EventInfo;
 
-/* Platform, version and logging (sections 2.1.4 and 2.1.5). */
+/* Platform, version and logging. These categories are switched, or all if nCategories is 0. */
 typedef const char* fmi2GetTypesPlatformTYPE(void);
 typedef const char* fmi2GetVersionTYPE(void);
 typedef fmi2Status fmi2SetDebugLoggingTYPE(fmi2Component c, fmi2Boolean loggingOn,
                                            size_t nCategories, const fmi2String categories[]);
 
-/* Life of an instance (sections 2.1.5 and 2.1.6). */
+/* Life of an instance: made, told of the experiment, initialized, terminated, and reset for another
+ * experiment or freed. Start values are set before and in initialization mode. */
 typedef fmi2Component fmi2InstantiateTYPE(fmi2String instanceName, fmi2Type fmuType,
                                           fmi2String fmuGUID, fmi2String fmuResourceLocation,
                                           const fmi2CallbackFunctions* functions,
@@ -76,7 +78,7 @@ typedef fmi2Status fmi2ExitInitializationModeTYPE(fmi2Component c);
 typedef fmi2Status fmi2TerminateTYPE(fmi2Component c);
 typedef fmi2Status fmi2ResetTYPE(fmi2Component c);
 
-/* Values of variables (section 2.1.7): value[i] belongs to vr[i], i < nvr. */
+/* Values of variables: value[i] belongs to vr[i], i < nvr. */
 typedef fmi2Status fmi2GetRealTYPE(fmi2Component c, const fmi2ValueReference vr[], size_t nvr,
                                    fmi2Real value[]);
 typedef fmi2Status fmi2GetIntegerTYPE(fmi2Component c, const fmi2ValueReference vr[], size_t nvr,
@@ -94,7 +96,8 @@ typedef fmi2Status fmi2SetBooleanTYPE(fmi2Component c, const fmi2ValueReference 
 typedef fmi2Status fmi2SetStringTYPE(fmi2Component c, const fmi2ValueReference vr[], size_t nvr,
                                      const fmi2String value[]);
 
-/* Saved states and directional derivatives (sections 2.1.8 and 2.1.9). */
+/* Saved states, also as bytes, and directional derivatives: dvUnknown is the derivative of the
+ * unknowns by the knowns, times dvKnown. The FMU's description says whether it has these. */
 typedef fmi2Status fmi2GetFMUstateTYPE(fmi2Component c, fmi2FMUstate* FMUstate);
 typedef fmi2Status fmi2SetFMUstateTYPE(fmi2Component c, fmi2FMUstate FMUstate);
 typedef fmi2Status fmi2FreeFMUstateTYPE(fmi2Component c, fmi2FMUstate* FMUstate);
@@ -111,7 +114,9 @@ typedef fmi2Status fmi2GetDirectionalDerivativeTYPE(fmi2Component c,
                                                     size_t nKnown, const fmi2Real dvKnown[],
                                                     fmi2Real dvUnknown[]);
 
-/* Model exchange (section 3.2). */
+/* Model exchange. In continuous-time mode the importer sets time and states and integrates the
+ * derivatives; when an event indicator changes its sign, or at an event of time or step, it enters
+ * event mode and iterates. nx and ni are the numbers that the description gives. */
 typedef fmi2Status fmi2EnterEventModeTYPE(fmi2Component c);
 typedef fmi2Status fmi2NewDiscreteStatesTYPE(fmi2Component c, fmi2EventInfo* eventInfo);
 typedef fmi2Status fmi2EnterContinuousTimeModeTYPE(fmi2Component c);
@@ -128,7 +133,8 @@ typedef fmi2Status fmi2GetContinuousStatesTYPE(fmi2Component c, fmi2Real states[
 typedef fmi2Status fmi2GetNominalsOfContinuousStatesTYPE(fmi2Component c, fmi2Real x_nominal[],
                                                          size_t nx);
 
-/* Co-simulation (section 4.2). */
+/* Co-simulation. Between two communication points the instance computes alone: a step begins where
+ * the last one ended, at currentCommunicationPoint, and gets its inputs before. */
 typedef fmi2Status fmi2SetRealInputDerivativesTYPE(fmi2Component c, const fmi2ValueReference vr[],
                                                    size_t nvr, const fmi2Integer order[],
                                                    const fmi2Real value[]);

@@ -1,4 +1,5 @@
-/* Types of the FMI 2.0 interface on the platform "default" (FMI 2.0.4, section 2.1.2). */
+/* Types of the FMI 2.0 interface on the platform "default" (FMI 2.0.4, section 2.1.2): the importer
+ * compares that name with fmi2GetTypesPlatform before it calls anything else. */
 #ifndef fmi2TypesPlatform_h
 #define fmi2TypesPlatform_h
 

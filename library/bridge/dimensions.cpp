@@ -1,4 +1,4 @@
-// How large the model is. Java is asked each time, as it may change its mind.
+// How large the model is. Java is asked each time, as its answer may change.
 #include <cstdlib>
 
 #include "bridge/java_calls.h"

@@ -42,7 +42,7 @@ bool callExplained(jmethodID method, Arguments... arguments) {
 jmethodID findJavaMethod(const JavaMethod& method) noexcept {
   if (jniEnv == nullptr || simClass == nullptr || simObject == nullptr) return nullptr;
   const jmethodID found = jniEnv->GetMethodID(simClass, method.name, method.signature);
-  // The look-up may run the class's initializer, and that may free an instance.
+  // The look-up may run the class's initializer, which may free an instance and simObject with it.
   return simObject != nullptr ? found : nullptr;
 }
 
@@ -123,7 +123,7 @@ bool j_initializeModel(const char* instanceName) {
 void j_setReal(const char* instanceName, fmi2ValueReference vr, double value) {
   const jmethodID method = findJavaMethod(setReal);
   const JavaText name(method != nullptr ? instanceName : nullptr);
-  // Also of what a failed look-up left: the caller goes on with the next value.
+  // Clears what a failed look-up left, too, as the caller goes on with the next value.
   clearJavaException();
   if (!name) return;
   callVoid(method, name.get(), static_cast<jint>(vr), value);

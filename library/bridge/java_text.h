@@ -10,7 +10,7 @@
 
 #include "bridge/jvm_access.h"
 
-// A short-lived Java string; empty when the JVM could not make it, and made of NULL.
+// A short-lived Java string. Holds null when the JVM could not make it, and for NULL.
 class JavaText : public LocalRef<jstring> {
  public:
   explicit JavaText(const char* utf8);

@@ -7,7 +7,7 @@
 struct JNIEnv_;
 class _jclass;
 
-// With what the bridge calls Java: both are null outside of a bracket, and each may be null inside.
+// What the bridge needs to call Java. Both are null outside of a bracket; each may be null inside.
 struct JavaAccess {
   JNIEnv_* env = nullptr;       // of the calling thread
   _jclass* simClass = nullptr;  // a local reference of the innermost bracket
@@ -41,7 +41,7 @@ class JniBracket {
 // found anew after; whether anything happened in between is not asked.
 class CallbackGuard {
  public:
-  // `ours`: the bridge is in the hands of the calling thread.
+  // `ours`: the calling thread is in a call that may reach Java, so an open bracket is its own.
   explicit CallbackGuard(bool ours) noexcept;
   ~CallbackGuard();
   CallbackGuard(const CallbackGuard&) = delete;

@@ -32,10 +32,10 @@ void j_terminate(const char* instanceName);
 // Also releases the simulation object, for every instance, until the next connection.
 void j_freeInstance(const char* instanceName);
 
-// The model's dimensions, asked of Java at every call; 0 when it gives none, and as negative as it
-// says. With nOut outputs and nIn inputs, FmuInstance::reals holds by value reference: the outputs
-// from 0, their mirror from nOut, the inputs from 2 nOut, and from 2 nOut + nIn what else the model
-// lets the importer set.
+// The model's dimensions, asked of Java at every call; 0 when it gives none. A negative answer is
+// passed on. With nOut outputs and nIn inputs, FmuInstance::reals holds by value reference: the
+// outputs from 0, their mirror from nOut, the inputs from 2 nOut, and from 2 nOut + nIn what else
+// the model lets the importer set.
 std::int32_t getNumberOfReals(const char* instanceName);
 std::int32_t getNumberOfInputs(const char* instanceName);
 std::int32_t getNumberOfOutputs(const char* instanceName);

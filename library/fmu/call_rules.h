@@ -1,6 +1,10 @@
-// Which function may be called in which state, and which ones may reach Java: the state machine of
-// FMI 2.0 (figures in sections 3.2.3 and 4.2.4) as one table, and the checks that every exported
-// function begins with.
+// Which function may be called in which state, and which ones may reach Java, as one table, and the
+// checks that every exported function begins with.
+//
+// The states are those of FMI 2.0 (figures in sections 3.2.3 and 4.2.4). Initialization follows
+// instantiation; then an instance of co-simulation waits for steps in StepComplete, one of model
+// exchange changes between EventMode and ContinuousTimeMode, and either may end in Terminated. A
+// reset leads back to Instantiated, and nothing else leads out of Error.
 //
 // Each check answers whether the call may go on. One that fails puts the instance into
 // InstanceState::Error and tells the importer why; nothing else has happened by then.

@@ -21,7 +21,7 @@ fmi2Status fmi2SetDebugLogging(fmi2Component c, fmi2Boolean loggingOn, size_t nC
       if (found != std::end(logCategoryNames)) {
         instance.logCategories[found - std::begin(logCategoryNames)] = loggingOn;
       } else {
-        // Told whatever the switches say: with this very call they may all have gone off.
+        // Sent even if its category is off, as this very call may have switched it off.
         callLogger(*instance.functions, instance.componentEnvironment, instance.instanceName,
                    fmi2Warning, "logError", "logging category '%s' is not supported by model",
                    name);

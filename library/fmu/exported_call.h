@@ -11,7 +11,7 @@
 
 inline constexpr const char* overlapMessage = "%s: The call overlaps another one.";
 
-// For what must go on, or is the last to be said: nobody is left to be told of an exception.
+// Drops an exception of `work`: what follows must happen all the same, and nobody can be told.
 template <class Work>
 void shielded(Work work) noexcept {
   try {

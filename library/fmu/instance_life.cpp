@@ -107,7 +107,7 @@ FmuInstance* instantiate(const JavaTurn& turn, fmi2String instanceName, fmi2Type
     return nullptr;
   }
   if (!connectSimulation(instanceName, resourceLocation != nullptr ? resourceLocation : "")) {
-    // Taken first: the logger may instantiate, too.
+    // Copied before any message: a logger that instantiates replaces the last error text.
     const std::string reason = asFormat(lastErrorText());
     logFailure(functions, instanceName, "fmi2Instantiate: Process error");
     logFailure(functions, instanceName, reason.c_str());

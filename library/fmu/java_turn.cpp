@@ -5,7 +5,7 @@
 
 namespace {
 
-// No id is that of no thread.
+// The id of no thread while nobody is in a call that may reach Java.
 std::atomic<std::thread::id> owner;
 static_assert(std::atomic<std::thread::id>::is_always_lock_free);
 

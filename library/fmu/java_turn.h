@@ -1,7 +1,7 @@
 // Who may call Java now. The bridge has no lock, and two threads in it at once would bring the
 // process down, so one atomic word names the thread that is in a call which may reach Java. A call
-// of another thread that comes meanwhile is refused; the thread itself comes in again, as when a
-// callback or the model calls the library.
+// of another thread that comes meanwhile is refused; the same thread may call again, as callbacks
+// and models do.
 #pragma once
 
 #include "bridge/jni_bracket.h"

@@ -23,8 +23,8 @@ fmi2Boolean vrOutOfRange(FmuInstance& instance, const char* function, fmi2ValueR
   return fmi2True;
 }
 
-// How many value references Java's number_of_reals allows. It may have grown since the array was
-// made, so the array has the last word.
+// How many value references are valid: as many as Java's number_of_reals says, but no more than the
+// array has elements, as that number may have grown since the array was made.
 fmi2ValueReference validReals(const FmuInstance& instance, std::int32_t numberOfReals) {
   return static_cast<fmi2ValueReference>(
       std::clamp<std::int64_t>(numberOfReals, 0, instance.realsLength));

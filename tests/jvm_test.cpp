@@ -114,6 +114,15 @@ TEST_F(Running, AnExceptionIsPrintedAndClearedRightAfterTheseMethods) {
   }
 }
 
+// The logger may be Java.
+TEST_F(Running, AnExceptionIsPrintedAndClearedBeforeACallbackWithinABracket) {
+  initialized();
+  play("number_of_reals", "throw");
+  EXPECT_EQ(run("set 4 40"),
+            "getProp m number_of_reals | printed | "
+            "Error logError m: fmi2SetReal: Illegal value reference 4. -> Error [1024]");
+}
+
 const JNINativeInterface_* original;
 int lent;  // texts and arrays, by the JVM
 

@@ -37,8 +37,9 @@ class JniBracket {
 };
 
 // Stands around each call of an importer's callback, which may use Java on this thread itself:
-// leave an exception, or detach the thread. Within a bracket the access is given up before and
-// found anew after; whether anything happened in between is not asked.
+// leave an exception, or detach the thread. Within a bracket an exception that Java left is printed
+// and cleared and the access given up before, and found anew after; whether anything happened in
+// between is not asked.
 class CallbackGuard {
  public:
   // `ours`: the calling thread is in a call that may reach Java, so an open bracket is its own.

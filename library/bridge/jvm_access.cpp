@@ -109,7 +109,9 @@ JniBracket::~JniBracket() {
 }
 
 CallbackGuard::CallbackGuard(bool ours) noexcept : inBracket(ours && jniEnv != nullptr) {
-  if (inBracket) leaveJniEnv({});
+  if (!inBracket) return;
+  clearJavaException();
+  leaveJniEnv({});
 }
 
 // A thread that the callback detached is attached again. Who attached it at first, a bracket of

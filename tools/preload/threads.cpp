@@ -4,7 +4,6 @@
 #include <pthread.h>
 #include <sched.h>
 #include <threads.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
@@ -15,6 +14,7 @@
 #include <new>
 
 #include "code_owner.h"
+#include "forks.h"
 #include "next.h"
 
 namespace {
@@ -23,7 +23,6 @@ namespace {
 constexpr std::size_t leastStack = 192 * 1024;
 
 JavaVM* vm = nullptr;  // null: no thread is attached
-pid_t owner = 0;       // the process of that JVM: forked children have none
 pthread_key_t attachment;
 
 struct Functions {
@@ -70,7 +69,7 @@ jint (*destroyJvm)(JavaVM*) = nullptr;
 // The DestroyJavaVM that the program finds.
 jint JNICALL closeAndDestroy(JavaVM* its) noexcept {
   closed = true;
-  while (getpid() == owner && underway > 0) sched_yield();
+  while (underway > 0) sched_yield();
   const jint result = destroyJvm(its);
   closed = result == JNI_OK;
   return result;
@@ -80,7 +79,7 @@ jint JNICALL closeAndDestroy(JavaVM* its) noexcept {
 // that the destructors of other keys may still use the JVM. HotSpot keeps its thread that long.
 void ended(void* calls) {
   const auto count = reinterpret_cast<std::uintptr_t>(calls);
-  if (getpid() != owner) return;  // this thread forked, and the child has no JVM
+  if (isForked()) return;
   if (count < PTHREAD_DESTRUCTOR_ITERATIONS) {
     pthread_setspecific(attachment, reinterpret_cast<void*>(count + 1));
     return;
@@ -103,7 +102,7 @@ std::size_t stackLeft() noexcept {
 // What the program sees of its thread (signals, cancelation, errno) is the same afterwards. Where
 // it fails, the thread is one that is not attached, as the program would have it without us.
 void attach() noexcept {
-  if (getpid() != owner || stackLeft() < leastStack) return;
+  if (isForked() || stackLeft() < leastStack) return;
   const NotCanceled whileAttaching;
   sigset_t signals;
   pthread_sigmask(SIG_SETMASK, nullptr, &signals);
@@ -117,6 +116,14 @@ void attach() noexcept {
   for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL}) sigdelset(&signals, fault);
   pthread_sigmask(SIG_SETMASK, &signals, nullptr);
   errno = 0;
+}
+
+// The JVM's guard pages stay in the stack of a thread, where the next one that uses it would crash.
+bool bringsItsStack(const pthread_attr_t* attributes) noexcept {
+  void* lowest = nullptr;
+  std::size_t size = 0;
+  return attributes != nullptr && pthread_attr_getstack(attributes, &lowest, &size) == 0 &&
+         reinterpret_cast<std::uintptr_t>(lowest) + size != 0;  // the end, which is null by default
 }
 
 template <typename Result>
@@ -153,13 +160,12 @@ int createThread(const void* caller, Result (*routine)(void*), void* argument,
 
 }  // namespace
 
-void attachThreads(JNIEnv* env) noexcept {
+void attachThreads(JavaVM* jvm) noexcept {
   libc();
   // Other JVMs may create their threads in other libraries than isJvms() knows.
   if (dlsym(RTLD_DEFAULT, "gHotSpotVMStructs") == nullptr) return;
   if (pthread_key_create(&attachment, ended) != 0) return;
-  owner = getpid();
-  env->GetJavaVM(&vm);
+  vm = jvm;
   static JNIInvokeInterface_ functions = *vm->functions;
   destroyJvm = functions.DestroyJavaVM;
   functions.DestroyJavaVM = closeAndDestroy;
@@ -171,10 +177,11 @@ extern "C" {
 
 int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*routine)(void*),
                    void* argument) noexcept {
-  return createThread(__builtin_return_address(0), routine, argument,
-                      [=](void* (*first)(void*), void* its) {
-                        return libc().pthreadCreate(thread, attributes, first, its);
-                      });
+  const auto create = [=](void* (*first)(void*), void* its) {
+    return libc().pthreadCreate(thread, attributes, first, its);
+  };
+  if (bringsItsStack(attributes)) return create(routine, argument);
+  return createThread(__builtin_return_address(0), routine, argument, create);
 }
 
 int thrd_create(thrd_t* thread, thrd_start_t routine, void* argument) {

@@ -5,5 +5,6 @@
 
 // From now on each thread that this process starts is attached, as a daemon, before it does
 // anything, and detached after everything else. Left alone are the threads of the JVM, those of
-// other preloaded objects, those of forked children, and those whose stack is too small for Java.
-void attachThreads(JNIEnv* env) noexcept;
+// other preloaded objects, those of forked children, and those whose stack is too small for Java or
+// the program's own.
+void attachThreads(JavaVM* jvm) noexcept;

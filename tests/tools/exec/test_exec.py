@@ -3,6 +3,7 @@ what `zelvox doctor` does with a JVM that hangs. CMakeLists.txt runs each class 
 
 import os
 import shutil
+import signal
 import sys
 import unittest
 from pathlib import Path
@@ -13,6 +14,8 @@ THREADS, STATIC, WAITING, WRAPPER, HANGING_JVM = (
     os.environ["TEST_" + name] for name in ("THREADS", "STATIC", "WAITING", "WRAPPER", "HANGING_JVM"))
 PROBE = ("--class-path", os.environ["PROBE_JAR"])
 CHECKED = ("--jvm-option", "-Xcheck:jni")
+FORKED = ('zelvox: this process was forked from one with a JVM and cannot use it; start workers as new programs, in '
+          'Python with multiprocessing.get_context("spawn"), each by zelvox.start_jvm or all by zelvox exec --follow')
 
 
 def joined(*preloads):
@@ -20,13 +23,13 @@ def joined(*preloads):
 
 
 class Threads(Importer):
-    # What the cases of threads.c print when threads are attached, and when they are not.
+    # What the cases of threads.c print when threads are attached, and when they are not. Then a thread that is
+    # about to end cannot be kept out of a JVM that is being destroyed.
     CASES = {
         "plain": ("dd", "--"),
-        "stacks": ("--dd", "----"), "ends": ("pxdd cxdd", "px-- cx--"), "cancels": ("cr", "cr"), "many": ("0", "0"),
+        "stacks": ("--dd-", "-----"), "ends": ("pxdd cxdd", "px-- cx--"), "cancels": ("cr", "cr"), "many": ("0", "0"),
         "inherits": ("i", "i"), "byThemselves": ("-a0", "-a1"), "forks": ("ff", "ff"), "loads": ("l", "l"),
-        "java": ("11", "11"), "destroysEnding": ("0--", "0--"),
-        "destroysStarting": ("0--", "0--"), "leaves": ("\nd", "\n-")}
+        "java": ("11", "11"), "destroysEnding": ("0--", None), "destroysStarting": ("0--", None), "leaves": ("\nd", "\n-")}
 
     def prints(self, expected, case, *options, preloads=(), code=0, said=""):
         with self.subTest(case, options=options, preloads=preloads):
@@ -39,12 +42,17 @@ class Threads(Importer):
         for case, (attached, unattached) in self.CASES.items():
             # Behind AddressSanitizer, which does not know of thrd_create.
             expected = attached if not SANITIZERS else "-d" if case == "plain" else unattached
-            self.prints(expected + "\n", case, *CHECKED)
-            self.prints(unattached + "\n", case, "--main-thread-only")
+            for letters, option in ((expected, CHECKED), (unattached, ("--main-thread-only",))):
+                if letters is not None:
+                    self.prints(letters + "\n", case, *option)
 
     def test_thread_behind_the_wrapper_of_another_preload_is_left_alone(self):
         self.prints("-d\n", "plain", preloads=(WRAPPER,))
         self.prints("11\n", "java", preloads=(WRAPPER,))
+
+    def test_forked_child_is_told_that_the_jvm_is_out_of_reach(self):
+        for option in (CHECKED, ("--main-thread-only",)):
+            self.prints("-21-10-1 0\n", "asks", *option, said=FORKED + "\n")
 
     def test_java_that_ends_the_process_is_no_success(self):
         self.prints("", "exit", code=1, said="zelvox: Java code ended the process with exit code 0\n")
@@ -81,6 +89,34 @@ print(*sorted({'modules', 'zelvox.jar'} & set(map(os.path.basename, links))))
 print(subprocess.run(['ls', '-l', '/proc/self/fd'], close_fds=False, stdout=subprocess.PIPE, text=True).stdout)""")
         self.assertEqual(lines[0], "modules zelvox.jar")
         self.assertNotRegex("\n".join(lines[1:]), "modules|jar|socket")
+
+    def test_forked_worker_fails_at_once_and_says_why(self):
+        self.assertEqual(self.python("""
+import multiprocessing
+motor = Instance(MOTOR, 'motor', URI)
+motor.step(0.001)
+def work():
+    for call in (lambda: Instance(MOTOR, 'new', URI), lambda: motor.step(0.001)):
+        try:
+            call()
+        except RuntimeError as error:
+            print(error, flush=True)
+os.dup2(1, 2)
+worker = multiprocessing.get_context('fork').Process(target=work)
+worker.start(), worker.join()
+motor.step(0.001)
+print(worker.exitcode)"""), [FORKED, "", "fmi2DoStep: ['Error: ']", "0"])
+
+    @unittest.skipIf(SANITIZERS, "they stand between the JVM and the descriptors")
+    def test_crash_is_reported_on_stderr_and_leaves_no_file(self):
+        before = os.listdir(self.home)
+        with open(self.home / "tmp/err", "w+") as err:
+            process = self.start("exec", "--", sys.executable, "-c", "import ctypes, os; os.write(1, b'out')\n"
+                                 "os.write(2, b'said before\\n'); ctypes.string_at(0)", stderr=err)
+            out = process.communicate(timeout=300)[0]
+            err.seek(0)
+            self.assertRegex(err.read(), r"(?s)\Asaid before\n.* SIGSEGV .*\nNative frames: .*\nEND\.\n")
+        self.assertEqual((process.returncode, out, os.listdir(self.home)), (-signal.SIGABRT, "out", before))
 
     def test_program_that_brings_a_jvm_has_that_one(self):
         out, err = self.zelvox("exec", "--", "javac", "-version")

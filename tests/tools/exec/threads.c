@@ -64,9 +64,29 @@ static void plain(void) {
   printf("%c%c", run(state, NULL, 0), result);
 }
 
+/* A stack of the program's own, in which each thread leaves nothing that the next one minds. */
+static char onOwnStack(void) {
+  const size_t size = 1 << 20;
+  char* const stack = aligned_alloc(4096, size);
+  void* result = NULL;
+  for (int i = 0; i < 2; ++i) {
+    pthread_t thread;
+    pthread_attr_t attributes;
+    memset(stack, 0, size);
+    pthread_attr_init(&attributes);
+    pthread_attr_setstack(&attributes, stack, size);
+    pthread_create(&thread, &attributes, state, NULL);
+    pthread_attr_destroy(&attributes);
+    pthread_join(thread, &result);
+  }
+  free(stack);
+  return (char)(long)result;
+}
+
 static void stacks(void) {
   const size_t sizes[] = {(size_t)sysconf(_SC_THREAD_STACK_MIN), 64 << 10, 256 << 10, 1 << 20};
   for (size_t i = 0; i < sizeof sizes / sizeof *sizes; ++i) putchar(run(state, NULL, sizes[i]));
+  putchar(onOwnStack());
 }
 
 static sem_t done, held, leave;
@@ -270,6 +290,22 @@ static void forks(void) {
   }
 }
 
+/* What the JVM answers in the child, in whose place nobody would answer. */
+static void asks(void) {
+  int status = 0;
+  fflush(stdout);
+  const pid_t child = fork();
+  if (child == 0) {
+    void* env = &vm;
+    const jint known = (*vm)->GetEnv(vm, &env, JNI_VERSION_1_8);
+    printf("%d%d%d", known, env == NULL, (*vm)->AttachCurrentThread(vm, &env, NULL));
+    printf("%d%d", (*vm)->DetachCurrentThread(vm), (*vm)->DestroyJavaVM(vm));
+    exit(0);
+  }
+  waitpid(child, &status, 0);
+  printf(" %d", status);
+}
+
 /* Libraries may start a thread and wait for it, while the loader holds its lock. */
 static void loads(void) {
   putchar(dlopen(getenv("WAITING"), RTLD_NOW) != NULL ? 'l' : 'e');
@@ -366,6 +402,7 @@ static const struct {
              {"inherits", inherits},
              {"byThemselves", byThemselves},
              {"forks", forks},
+             {"asks", asks},
              {"loads", loads},
              {"java", java},
              {"exit", exitsInJava},
@@ -379,7 +416,7 @@ int main(int count, char** names) {
   jsize vms = 0;
   if (created == NULL || created(&vm, 1, &vms) != JNI_OK || vms != 1) return 1;
   mainEnv = environment();
-  alarm(120);
+  alarm(20);
   for (int i = 1; i < count; ++i)
     for (size_t j = 0; j < sizeof cases / sizeof *cases; ++j)
       if (strcmp(names[i], cases[j].name) == 0) {

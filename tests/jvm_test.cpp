@@ -120,7 +120,7 @@ TEST_F(Running, AnExceptionIsPrintedAndClearedBeforeACallbackWithinABracket) {
   play("number_of_reals", "throw");
   EXPECT_EQ(run("set 4 40"),
             "getProp m number_of_reals | printed | "
-            "Error logError m: fmi2SetReal: Illegal value reference 4. -> Error [1024]");
+            "Error logError m: fmi2SetReal: Illegal value reference 4. -> Error [Error]");
 }
 
 const JNINativeInterface_* original;

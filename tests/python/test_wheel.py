@@ -83,7 +83,7 @@ class Wheel(unittest.TestCase):
         self.assertEqual(self.python("""import threading, zelvox
 def attached():
     zelvox.attach_thread(), zelvox.attach_thread()
-    from jpype.java.lang import Thread
+    import jpype; Thread = jpype.java.lang.Thread
     counts.append((Thread.isAttached() and Thread.currentThread().isDaemon(), Thread.activeCount()))
 counts = []
 for work in [zelvox.start_jvm] + 9 * [attached]:

@@ -5,15 +5,15 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/install-missing.sh
 
-presets=(release sanitize) options=() takes="12 minutes on two processors, and 30"
+presets=(release sanitize) options=() takes="12 minutes on two processors, 30"
 if [ "$*" = --quick ]; then
   presets=(release) options=(--exclude-regex '^(importers|maven|python|study)\.')
-  takes="3 minutes on two processors, and 10"
+  takes="3 minutes on two processors, 10"
 elif [ $# -gt 0 ]; then
   echo "usage: ./scripts/test.sh [--quick]" >&2
   exit 2
 fi
-say "This takes about $takes where everything has to be fetched and built first"
+say "This takes up to $takes when all that is needed has to be installed and built first"
 
 install_missing g++ make cmake ninja-build pkg-config default-jdk-headless libutfcpp-dev libgtest-dev \
   libcli11-dev nlohmann-json3-dev libpugixml-dev libzip-dev uuid-dev junit4 gnuplot-nox libxml2-utils libtbb12 \

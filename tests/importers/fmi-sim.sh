@@ -13,9 +13,11 @@ if [ ! -x "$home/bin/fmi-sim" ]; then
   }
   # bindgen wants libclang, which PyPI has without the headers that a compiler brings.
   "$python" -m pip install --quiet --retries 1 --timeout 30 libclang==18.1.1 >&2
+  # What is built before somebody loses patience is there for the next try.
   LIBCLANG_PATH=$("$python" -c 'import clang.native; print(clang.native.__path__[0])') \
-    BINDGEN_EXTRA_CLANG_ARGS=-I$(dirname "$(gcc -print-file-name=include/stddef.h)") \
+    CARGO_TARGET_DIR=$home/target BINDGEN_EXTRA_CLANG_ARGS=-I$(dirname "$(gcc -print-file-name=include/stddef.h)") \
     CARGO_PROFILE_DEV_DEBUG=0 CARGO_NET_RETRY=1 \
     cargo install --quiet --locked --debug --root "$home" "fmi-sim@$version" >&2
+  rm -rf "$home/target"
 fi
 echo "$home/bin/fmi-sim"

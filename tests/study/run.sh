@@ -11,7 +11,7 @@ if [ "$class" = prepare ]; then
   rm -f "$work/ready"
   python3 -m venv "$work/python"
   if "$work/python/bin/python" -m pip install --quiet --retries 1 --timeout 30 \
-    dask distributed matplotlib numpy pandas pyarrow scipy; then touch "$work/ready"; fi
+    bokeh dask distributed matplotlib numpy pandas pyarrow scipy; then touch "$work/ready"; fi
   exit
 fi
 if [ ! -f "$work/ready" ]; then
@@ -21,4 +21,4 @@ if [ ! -f "$work/ready" ]; then
 fi
 export PYTHONPATH=$here/../../python ZELVOX_PROGRAM=$program
 export MPLCONFIGDIR=$work/matplotlib # its list of fonts takes seconds to make
-exec "$work/python/bin/python" -B "$here/test_study.py" "$class"
+exec "$work/python/bin/python" -B "$(grep -l "^class $class(" "$here"/test_*.py)" "$class"

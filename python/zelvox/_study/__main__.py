@@ -1,19 +1,24 @@
 """The console script zelvox-study."""
 
 import argparse
+import os
 import signal
 import sys
 from pathlib import Path
 from typing import Any, Optional
 
-try:
-    from zelvox._study import api, plan
-    from zelvox._study.errors import StudyError
-    from zelvox._study.parameters import HELP, parse
-    from zelvox._study.progress import Progress
-except ImportError as missing:
-    print(f"zelvox-study: {missing.name} is missing; pip install 'zelvox-fmu[study]'", file=sys.stderr)
-    sys.exit(1)
+from zelvox import __version__
+from zelvox._program import wheel
+from zelvox._study.errors import StudyError
+
+_VALUES = """what a parameter is given:
+  J=1e-4,2e-4,5e-4             these values (grid); a text is what stands between the commas
+  J=1e-4:1e-3:20               20 values with equal distances, from 1e-4 to 1e-3 (grid)
+  J=uniform:LOW:HIGH           any value between the two is as likely (samples)
+  J=normal:MEAN:DEVIATION      the standard deviation (samples)
+  J=lognormal:MEDIAN:SIGMA     its natural logarithm is normal, with the deviation SIGMA (samples)
+  J=loguniform:LOW:HIGH        its logarithm is uniform (samples)
+  J=triangular:LOW:MODE:HIGH   most likely at MODE (samples)"""
 
 _EXAMPLES = """examples:
   zelvox-study motor.fmu --parameter J=1e-4:1e-3:20 --parameter load=0:0.2:10 \\
@@ -34,10 +39,11 @@ def _arguments() -> argparse.ArgumentParser:
     parser = argparse.ArgumentParser(
         prog="zelvox-study",
         description="Run an FMU many times, on the processors of this machine or of a Dask cluster.",
-        epilog=f"{HELP}\n\n{_EXAMPLES}",
+        epilog=f"{_VALUES}\n\n{_EXAMPLES}",
         formatter_class=argparse.RawDescriptionHelpFormatter,
         allow_abbrev=False,
     )
+    parser.add_argument("--version", action="version", version=f"zelvox-study {__version__}")
     parser.add_argument("fmu", type=Path, metavar="FMU", help="made by zelvox pack or by anybody else (FMI 2.0)")
 
     runs = parser.add_argument_group("the runs")
@@ -86,6 +92,9 @@ def _arguments() -> argparse.ArgumentParser:
     where.add_argument(
         "--scheduler", metavar="ADDRESS", help="of a Dask cluster, such as tcp://host:8786 [this machine]"
     )
+    where.add_argument(
+        "--no-dashboard", action="store_false", dest="dashboard", help="no web page of Dask; none with --quiet either"
+    )
     where.add_argument("--workers", type=int, metavar="N", help="processes of this machine [one per processor]")
     return parser
 
@@ -111,6 +120,11 @@ def _options(arguments: argparse.Namespace) -> dict:
 
 
 def _run(arguments: argparse.Namespace) -> int:
+    from zelvox._study import api, plan  # takes a second, and brings what only the extra has
+    from zelvox._study.parameters import parse
+    from zelvox._study.progress import Progress
+
+    _on_interrupt(_interrupted)
     parameters: dict[str, Any] = {}
     for name, given in map(parse, arguments.parameter):
         if name in parameters:
@@ -123,9 +137,8 @@ def _run(arguments: argparse.Namespace) -> int:
         _options(arguments),
     )
     progress = Progress(arguments.quiet)
-    with api.made(
-        chosen, arguments.output, arguments.resume, arguments.plot, arguments.scheduler, arguments.workers, progress
-    ) as store:
+    where = (arguments.scheduler, arguments.workers, arguments.dashboard and not arguments.quiet)
+    with api.made(chosen, arguments.output, arguments.resume, arguments.plot, where, progress) as store:
         progress.say(f"{store.done} runs are in {arguments.output}")
         failed, reason = store.failures()
         not_finite = store.not_finite()
@@ -140,20 +153,37 @@ def _run(arguments: argparse.Namespace) -> int:
     return 1 if failed else 0
 
 
+def _on_interrupt(what: Any) -> None:
+    for asked in (signal.SIGINT, signal.SIGTERM):
+        signal.signal(asked, what)
+
+
+def _interrupted(*_: Any) -> None:
+    """The first time in order, the second time at once."""
+    _on_interrupt(signal.SIG_DFL)
+    raise KeyboardInterrupt
+
+
 def main(given: Optional[list] = None) -> None:
     """Exits with the code that the help names."""
-    signal.signal(signal.SIGTERM, signal.default_int_handler)
     arguments = _arguments().parse_args(given)
+
+    def say(*_: Any) -> None:
+        hint = f"the same command with --resume goes on with {arguments.output}"
+        print(f"zelvox-study: interrupted; {hint}", file=sys.stderr, flush=True)
+
+    # Libraries that are being imported take an exception for a fault of theirs.
+    _on_interrupt(lambda *_: (say(), os._exit(130)))
     try:
         code = _run(arguments)
     except StudyError as problem:
         print(f"zelvox-study: {problem}", file=sys.stderr)
         code = 1
+    except ModuleNotFoundError as missing:
+        print(f"zelvox-study: {missing.name} is missing; {wheel('study')}", file=sys.stderr)
+        code = 1
     except KeyboardInterrupt:
-        print(
-            f"zelvox-study: interrupted; the same command with --resume goes on with {arguments.output}",
-            file=sys.stderr,
-        )
+        say()
         code = 130
     sys.exit(code)
 

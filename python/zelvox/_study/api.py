@@ -31,6 +31,7 @@ def study(
     scheduler: Union[str, Client, None] = None,
     workers: Optional[int] = None,
     run_timeout: Optional[float] = None,
+    dashboard: bool = True,
     quiet: bool = True,
     **options: Any,
 ) -> pandas.DataFrame:
@@ -44,7 +45,8 @@ def study(
 
     With `output`, a directory, the results stay there as a Parquet dataset, and `resume` goes on with a study
     that was interrupted. `plot` draws them. `scheduler` is a Dask cluster's address or client; else `workers`
-    processes of this machine make the runs, one per processor by default. A run that takes longer than
+    processes of this machine make the runs, one per processor by default. Dask's `dashboard` is there where it is
+    not `quiet`, as a line on stderr names its address, as does the progress. A run that takes longer than
     `run_timeout` seconds fails. Options of `zelvox batch` are given by their names: start_time, stop_time,
     output_interval, step_size, start_values (a mapping), input_file, output_variables, record, fail_on_nan,
     class_path, jvm_options.
@@ -56,7 +58,8 @@ def study(
     with contextlib.ExitStack() as stack:
         if output is None:
             output = Path(stack.enter_context(tempfile.TemporaryDirectory(prefix="zelvox-study-")), "results")
-        with made(chosen, Path(output), resume, picture, scheduler, workers, Progress(quiet)) as store:
+        where = (scheduler, workers, dashboard and not quiet)
+        with made(chosen, Path(output), resume, picture, where, Progress(quiet)) as store:
             return store.frame()
 
 
@@ -66,18 +69,18 @@ def made(
     output: Path,
     resume: bool,
     picture: Optional[Path],
-    scheduler: Union[str, Client, None],
-    workers: Optional[int],
+    where: tuple,
     progress: Progress,
 ) -> Iterator[Store]:
-    """Makes what the place of the results misses, and draws it."""
+    """Makes what the place of the results misses, by workers as `cluster.connected` takes them, and draws it."""
     if picture:
         pictures.check(picture, chosen)
     with contextlib.closing(Store(output, chosen, resume)) as store:
         try:
             if store.done < chosen.runs.count:
-                with cluster.connected(scheduler, workers) as client:
-                    progress.say(f"Dask's dashboard: {client.dashboard_link}")
+                with cluster.connected(*where) as client:
+                    if client.dashboard_link:
+                        progress.say(f"Dask's dashboard: {client.dashboard_link}")
                     try:
                         header, warnings = cluster.prepared(client, chosen.job)
                         for warning in warnings:

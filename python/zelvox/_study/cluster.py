@@ -1,27 +1,37 @@
-"""The workers: processes of this machine, or a cluster that runs already; and whether each of them can make
+"""The workers: threads of this process, or a cluster that runs already; and whether each of them can make
 runs at all, before the first one is made."""
 
 import asyncio
 import contextlib
 import csv
 import logging
+import tempfile
 from collections.abc import Iterator
-from typing import Optional, Union
+from typing import Any, Optional, Union
 
 import dask
-from distributed import Client, LocalCluster
+from dask.system import CPU_COUNT
+from distributed import Client, Scheduler, SpecCluster, Worker
+from distributed.comm import connect, get_address_host_port
+from distributed.security import Security
+from distributed.utils import LoopRunner
 
 from zelvox import __version__
+from zelvox._program import wheel
 from zelvox._study.errors import StudyError
 from zelvox._study.worker import Job, StudyOnWorker, check
 
 _PATIENCE = 30  # seconds, for a first worker to come
+_CONNECT = 8  # seconds, for a scheduler to answer
 
-# What Dask watches of itself many times a second took a twentieth of each processor of this machine.
-_UNWATCHED = {
+_HERE = {
+    # What Dask watches of itself many times a second took a twentieth of each processor of this machine.
     "distributed.worker.profile.enabled": False,
     "distributed.admin.system-monitor.interval": "5s",
     "distributed.admin.tick.interval": "1s",
+    "distributed.dashboard.link": dask.config.get("distributed.dashboard.link").replace("{host}", "127.0.0.1"),
+    # The pages of the dashboard, and nothing that changes anything or fetches from elsewhere.
+    "distributed.scheduler.http.routes": ["distributed.http.scheduler.info", "distributed.http.statics"],
 }
 
 # Evaluated on workers, which may have no zelvox to unpickle anything of.
@@ -31,9 +41,25 @@ _VERSION = (
 )
 
 
+class _NoServer:
+    """Dask's workers and schedulers serve HTTP, on all interfaces, whether a dashboard is wanted or not."""
+
+    def start_http_server(self, *_: Any, **__: Any) -> None:
+        """Does not."""
+
+
+class _Worker(_NoServer, Worker):
+    pass
+
+
+class _Scheduler(_NoServer, Scheduler):
+    pass
+
+
 @contextlib.contextmanager
-def connected(scheduler: Union[str, Client, None], workers: Optional[int]) -> Iterator[Client]:
-    """A client of the scheduler at that address, or of as many processes of this machine."""
+def connected(scheduler: Union[str, Client, None], workers: Optional[int], dashboard: bool = False) -> Iterator[Client]:
+    """A client of the scheduler at that address, or of one in this process with as many threads, which waits for
+    as many processes `zelvox batch`. Nobody can connect to that one; its dashboard only tells how far it is."""
     if workers is not None and (scheduler is not None or workers < 1):
         raise StudyError("the number of workers is for those of this machine, and at least 1")
     if isinstance(scheduler, Client):
@@ -41,24 +67,49 @@ def connected(scheduler: Union[str, Client, None], workers: Optional[int]) -> It
         return
     with contextlib.ExitStack() as stack:
         if scheduler is None:
-            stack.enter_context(dask.config.set(_UNWATCHED))
+            # Dask's own directory has a name that anybody can take first.
+            scratch = stack.enter_context(tempfile.TemporaryDirectory(prefix="zelvox-study-"))
+            stack.enter_context(dask.config.set({**_HERE, "temporary-directory": scratch}))
+            memory = {"protocol": "inproc", "security": Security(require_encryption=False)}
+            watched = {"dashboard": dashboard, "dashboard_address": "127.0.0.1:0"}
+            # The memory to limit is the JVMs', which are other processes.
+            threads = {"nthreads": workers or CPU_COUNT, "memory_limit": 0}
             scheduler = stack.enter_context(
-                LocalCluster(  # type: ignore[no-untyped-call]
-                    n_workers=workers,
-                    threads_per_worker=1,  # more workers for more at a time: Python has one lock each
-                    processes=True,
-                    host="127.0.0.1",
-                    dashboard_address="127.0.0.1:0",
-                    memory_limit=0,  # the memory is the JVM's, which is another process
-                    preload=["zelvox._study.local_worker"],
+                SpecCluster(  # type: ignore[no-untyped-call]
+                    scheduler={"cls": Scheduler if dashboard else _Scheduler, "options": {**memory, **watched}},
+                    workers={0: {"cls": _Worker, "options": {**memory, **threads}}},
                     silence_logs=logging.CRITICAL,
                 )
             )
-        try:
-            client = stack.enter_context(Client(scheduler, set_as_default=False))
-        except (OSError, ValueError) as problem:
-            raise StudyError(f"there is no scheduler at {scheduler}: {_first_line(problem)}") from None
-        yield client
+        else:
+            _greet(scheduler)
+        yield stack.enter_context(Client(scheduler, timeout=_CONNECT, set_as_default=False))
+
+
+def _greet(address: str) -> None:
+    """Raises StudyError where no scheduler answers, for which Dask's client would wait for ever."""
+
+    async def greeted() -> None:
+        arguments = Security().get_connection_args("client")
+        comm = await asyncio.wait_for(connect(address, timeout=_CONNECT - 1, **arguments), _CONNECT)
+        comm.abort()
+
+    try:
+        get_address_host_port(address)
+    except ValueError as problem:
+        raise StudyError(f"{address} is no scheduler's address, such as tcp://host:8786: {problem}") from None
+    loop = LoopRunner()
+    loop.start()
+    try:
+        loop.run_sync(greeted)
+    except TypeError:
+        raise StudyError(f"{address} needs certificates, which Dask's configuration names; see docs/studies.md") from None
+    except (OSError, asyncio.TimeoutError) as problem:
+        reason = _first_line(problem.__cause__ or problem).rpartition("] ")[2]
+        reason = "it says nothing" if reason.endswith("Error") else reason
+        raise StudyError(f"no scheduler of Dask answers at {address}: {reason}") from None
+    finally:
+        loop.stop()
 
 
 def prepared(client: Client, job: Job) -> tuple:
@@ -70,7 +121,7 @@ def prepared(client: Client, job: Job) -> tuple:
         raise StudyError(f"the scheduler has no workers, and none came in {_PATIENCE} s") from None
     for worker, version in client.run(eval, _VERSION).items():
         if version is None:
-            raise StudyError(f"the worker {worker} has no zelvox; pip install 'zelvox-fmu[study]' there")
+            raise StudyError(f"the worker {worker} has no zelvox; install it there, {wheel('study')}")
         if version != __version__:
             raise StudyError(
                 f"the worker {worker} has zelvox {version} and not {__version__} as here; install the same there"

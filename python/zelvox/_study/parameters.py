@@ -30,18 +30,9 @@ _DISTRIBUTIONS: dict[str, tuple[str, Callable[..., bool], str]] = {
     ),
 }
 
-HELP = """what a parameter is given:
-  J=1e-4,2e-4,5e-4             these values (grid); a text is what stands between the commas
-  J=1e-4:1e-3:20               20 values with equal distances, from 1e-4 to 1e-3 (grid)
-  J=uniform:LOW:HIGH           any value between the two is as likely (samples)
-  J=normal:MEAN:DEVIATION      the standard deviation (samples)
-  J=lognormal:MEDIAN:SIGMA     its natural logarithm is normal, with the deviation SIGMA (samples)
-  J=loguniform:LOW:HIGH        its logarithm is uniform (samples)
-  J=triangular:LOW:MODE:HIGH   most likely at MODE (samples)"""
-
 
 class Distribution(NamedTuple):
-    """A distribution by name; the numbers mean what HELP says."""
+    """A distribution by name; the numbers mean what `zelvox-study --help` says."""
 
     name: str
     numbers: tuple[float, ...]

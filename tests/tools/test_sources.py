@@ -126,13 +126,14 @@ class Sources(Author):
         fields = ("Pump[] pumps = {new Pump()}; List<Pump> same = Arrays.asList(pumps);"
                   "transient List<Pump> left = Arrays.asList(new Pump()); List<Double> numbers = Arrays.asList(1.0);"
                   "List<?>[] lists = {Arrays.asList(new Pump())}; Object one = Optional.of(new Pump());"
-                  "Map<?, ?> map = Collections.singletonMap(1, Arrays.asList(new Pump()));")
+                  "Map<?, ?> map = Collections.singletonMap(1, Arrays.asList(new Pump())); protected void setUp() { }")
         self.write("Tank.java", "import java.util.*;" + self.tank.replace("package com.acme;", "")
                    .replace('@UnitDefinition(name = "m2", m = 2)', "").replace("    @Input", pump + fields + "    @Input"))
         for command in "pack", "simulate", "info":
             out, err = self.zelvox(command, "Tank.java")
-            self.assertEqual(re.findall(r"warning: ([\w.]+ (?:holds|unit 'm2' of area))", err),
-                             ["Tank.lists holds", "Tank.map holds", "Tank.one holds", "the unit 'm2' of area"], err)
+            self.assertEqual(re.findall(r"warning: ([\w.()]+ (?:holds|is not called|unit 'm2' of area))", err),
+                             ["Tank.lists holds", "Tank.map holds", "Tank.one holds", "Tank.setUp() is not called",
+                              "the unit 'm2' of area"], err)
 
     def test_model_is_the_named_one_or_the_only_one(self):
         self.write("two/Tank.java", self.tank)

@@ -95,9 +95,19 @@ public abstract class FieldModel implements Model {
         fields().getOutputs(outputs);
     }
 
-    /** What a reader of the fields passes by, for the packer. */
-    final Set<String> notLookedInto() {
-        return new PartSearch(this).notLookedInto();
+    /** What the author may expect to be looked into or called and is not, for the packer. */
+    final Set<String> overlooked() {
+        Set<String> sentences = new PartSearch(this).notLookedInto();
+        for (Class<?> c = getClass(); c != FieldModel.class; c = c.getSuperclass()) {
+            try {
+                c.getDeclaredMethod("setUp");
+                sentences.add(c.getName() + ".setUp() is not called by itself; what is called is"
+                        + " public void setUp(double startTime, double stopTime)");
+            } catch (NoSuchMethodException | LinkageError e) {
+                // So it should be; or a class that cannot be asked, which compiled nonetheless.
+            }
+        }
+        return sentences;
     }
 
     private VariableFields fields() {

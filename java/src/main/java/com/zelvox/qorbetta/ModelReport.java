@@ -75,7 +75,7 @@ final class ModelReport {
             ModelDescription description = describe(model);
             report.addDescription(description);
             report.addAll(model instanceof FieldModel
-                    ? ((FieldModel) model).notLookedInto() : Collections.emptySet());
+                    ? ((FieldModel) model).overlooked() : Collections.emptySet());
             handOverParameters(model, description.parameters());
         } finally {
             free(model);

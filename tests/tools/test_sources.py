@@ -69,12 +69,17 @@ class Sources(Author):
         self.assertEqual(*(info.split("GUID")[1].split()[0] for info in (
             self.packed("Tank.java")[1], self.packed(self.write("other/Tank.java", self.tank))[1])))
 
-    def test_listings_of_the_pages_run(self):
+    def test_models_of_the_pages_run_as_they_are_printed(self):
+        models = []
         for page in ("README.md", "docs/models.md"):
             text = Path(__file__).parents[2].joinpath(page).read_text(encoding="utf-8")
-            self.write("Tank.java", text.split("```java\n")[1].split("```")[0])
-            level = self.simulated("Tank.java", "--start-value=inflow=0.4")["level"]
-            self.assertIn(f"  level      {float(level[-1]):.8g}  m\n", text)
+            for block in re.findall(r"(?s)```java\n(.*?)```", text):
+                models.append(re.search(r"public class (\w+)", block)[1])
+                self.write(f"{models[-1]}.java", block)
+                result = self.simulated(f"{models[-1]}.java", *["--start-value=inflow=0.4"] * (models[-1] == "Tank"))
+                if models[-1] == "Tank":
+                    self.assertIn(f"  level      {float(result['level'][-1]):.8g}  m\n", text)
+        self.assertEqual(models, ["Tank", "Tank", "Chain"])
 
     def test_several_files_and_libraries_are_compiled_together(self):
         pump = "package com.%s;\npublic class Pump { public static double rate() { return 0.4; } }\n"

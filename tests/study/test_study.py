@@ -2,11 +2,14 @@
 environment says where the program is (ZELVOX_PROGRAM); CMakeLists.txt runs each class as one test."""
 
 import asyncio
+import collections
 import contextlib
 import csv
 import functools
+import itertools
 import json
 import os
+import random
 import signal
 import subprocess
 import sys
@@ -436,6 +439,51 @@ class Cluster(Case):
             numpy.testing.assert_allclose(table["level"], table["run"] * numpy.exp(-0.5))
             left = [child for worker in good for child in psutil.Process(worker.pid).children(True) if "batch" in child.cmdline()]
             self.assertEqual(left, [])
+
+
+class Killed(Case):
+    def test_table_is_that_of_an_undisturbed_study_whoever_is_killed(self):
+        """STUDY_KILLS kills of clients, workers and processes `zelvox batch` at random moments, which STUDY_SEED says."""
+        kills, count, seed = (int(os.environ.get(name, usual)) for name, usual in (("STUDY_KILLS", 6), ("STUDY_RUNS", 100), ("STUDY_SEED", 1)))
+        self.stub()
+        chance, done = random.Random(seed), collections.Counter()
+        labels = [f"0{place}\n\r" for place in range(count)]
+        runs = pandas.DataFrame({"run": chance.sample(range(10**6), count), "label": labels, "set": [place / 7 for place in range(count)]})
+        runs.to_csv("runs.csv", index=False, quoting=csv.QUOTE_NONNUMERIC)
+        line = {"step_size": 5e-4, "output_interval": 0.5}  # about ten milliseconds a run
+        whole = {record: zelvox.study("stub.fmu", runs=runs, record=record, workers=2, **line) for record in ("final", "all")}
+        self.assertEqual((len(whole["final"]), len(whole["all"]), set(whole["all"]["error"])), (count, 3 * count, {""}))
+        self.start(*SCHEDULER, "--host=127.0.0.1", "--port=0", "--no-dashboard", "--scheduler-file=file")
+        self.until(Path("file").exists, "the scheduler did not start")
+        nanny = self.start(*WORKER, "--scheduler-file=file", "--host=127.0.0.1", "--nthreads=1", "--nworkers=2", "--no-dashboard")
+        address = json.loads(Path("file").read_text())["address"]
+        for number in itertools.count():
+            record = "all" if number % 2 else "final"
+            place, study = f"out{number}", None
+            while study is None or study.poll() is None or study.returncode:
+                if study is None or study.poll() is not None:
+                    said = study.stderr.read() if study else ""
+                    self.assertRegex(said, r"\A([^\n]+\n)?\Z")  # none, or a reason in a sentence
+                    study = self.study("--runs=runs.csv", f"--record={record}", "--step-size=5e-4", "--output-interval=0.5", f"--output={place}",
+                                       f"--scheduler={address}", "--quiet", *(["--resume"] if Path(place).exists() else []), fmu="stub.fmu")
+                time.sleep(chance.uniform(0, 1.5))
+                workers = psutil.Process(nanny.pid).children()
+                victims = {"client": [study], "worker": workers, "process": [one for worker in workers for one in quietly(worker.children, True)]}
+                kind = chance.choice(sorted(victims))
+                if victims[kind] and sum(done.values()) < kills and study.poll() is None and Path(place).exists():
+                    quietly(chance.choice(victims[kind]).kill)
+                    done[kind] += 1
+            pandas.testing.assert_frame_equal(pandas.read_parquet(place), whole[record])
+            if sum(done.values()) >= kills and number:
+                break
+        print(f"seed {seed}: killed {dict(done)} in {number + 1} studies", file=sys.stderr)
+
+
+def quietly(call, *arguments):
+    try:
+        return call(*arguments)
+    except psutil.NoSuchProcess:
+        return []
 
 
 class Usage(Case):

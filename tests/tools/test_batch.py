@@ -202,6 +202,14 @@ class Batch(Case):
         self.finish(process, 128 + signal.SIGTERM)
         self.assertEqual([row[0] for row in self.table()], ["run", "1"])
 
+    def test_run_ends_when_nobody_reads_any_more(self):
+        self.write("runs.csv", "set\n1\n")  # takes days and has nothing to write meanwhile
+        process = self.start("batch", "stub.fmu", "--runs=runs.csv", "--output-file=-", "--step-size=1e-10", "--output-interval=1",
+                             env={"STUB_TRACE": "/dev/null"})
+        process.stdout.close()
+        self.assertIn("was closed by its reader", process.stderr.read())
+        self.assertEqual(process.wait(), 141)
+
 
 if __name__ == "__main__":
     unittest.main()

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <linux/magic.h>
+#include <poll.h>
 #include <sys/vfs.h>
 #include <unistd.h>
 
@@ -144,14 +145,18 @@ void SafeFile::write(std::string_view bytes) {
     if (length < 0 && errno == EINTR) continue;
     if (length < 0) {
       const std::string reason = std::strerror(errno);
-      if (errno == EPIPE)
-        throw Failure(target.string() + " was closed by its reader", ExitCode::brokenPipe);
+      if (errno == EPIPE) failWithoutReader();
       if (!destination.direct && ftruncate(descriptor, before) == 0) size = before;
       fail(reason);
     }
     size += length;
     bytes.remove_prefix(static_cast<std::size_t>(length));
   }
+}
+
+void SafeFile::requireReader() const {
+  pollfd reader = {destination.direct ? descriptor : -1, 0, 0};
+  if (poll(&reader, 1, 0) == 1 && (reader.revents & POLLERR) != 0) failWithoutReader();
 }
 
 void SafeFile::writeWith(const std::function<void(const fs::path&)>& make) {
@@ -194,6 +199,10 @@ void SafeFile::commit() {
 
 bool SafeFile::isTerminal() const {
   return isatty(descriptor) != 0;
+}
+
+void SafeFile::failWithoutReader() const {
+  throw Failure(target.string() + " was closed by its reader", ExitCode::brokenPipe);
 }
 
 void SafeFile::fail(const std::string& reason) const {

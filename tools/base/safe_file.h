@@ -46,6 +46,9 @@ class SafeFile {
 
   // Appends all of the bytes, or none of them.
   void write(std::string_view bytes);
+  // Throws Failure when nobody reads any more what is written directly, so that nobody works for
+  // nothing until there is something to write.
+  void requireReader() const;
   // For content that something else writes to a path, which it may also replace.
   void writeWith(const std::function<void(const std::filesystem::path&)>& make);
   // What was written becomes the target. When that fails, it stays in the part, which the Failure
@@ -56,6 +59,7 @@ class SafeFile {
 
  private:
   [[noreturn]] void fail(const std::string& reason) const;
+  [[noreturn]] void failWithoutReader() const;
   // With what the writer of a part may have made beside it for a while. Has nothing to tell.
   std::string removeParts() const;
 

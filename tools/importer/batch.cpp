@@ -227,10 +227,11 @@ void Batch::endRow() {
 }
 
 void Batch::writeLateRows() {
-  if (!output->isLate()) return;
-  const auto busy = rows->busy();
   writing = true;
-  flushRows();
+  if (output->isLate()) {
+    const auto busy = rows->busy();
+    flushRows();
+  }
   writing = false;
 }
 

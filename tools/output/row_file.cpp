@@ -25,7 +25,7 @@ std::string nameOfTable(const std::filesystem::path& table) {
 }
 
 RowFile::RowFile(const std::filesystem::path& target)
-    : file(fileOf(target)), flushed(secondsNow()) {}
+    : file(fileOf(target)), flushed(secondsNow()), looked(flushed) {}
 
 void RowFile::separate() {
   if (rowBegun) rows += ',';
@@ -71,8 +71,10 @@ bool RowFile::endRow() {
   return (rows.size() >= enough || isLate()) && flush();
 }
 
-bool RowFile::isLate() const {
-  return !rows.empty() && secondsNow() != flushed;
+bool RowFile::isLate() {
+  const long long now = secondsNow();
+  if (std::exchange(looked, now) != now) file.requireReader();
+  return !rows.empty() && now != flushed;
 }
 
 void RowFile::close() {

@@ -37,8 +37,8 @@ class RowFile {
   // The row is complete. Gives whether all rows so far were written.
   bool endRow();
 
-  // Whether rows wait that were given a second ago.
-  bool isLate() const;
+  // Once a second, whether rows wait that were given before. Throws Failure when nobody reads them.
+  bool isLate();
   // Writes what was given and waits. When the disk does not take it, it is dropped. False when
   // nothing waited.
   bool flush();
@@ -54,5 +54,5 @@ class RowFile {
   SafeFile file;
   std::string rows;  // that wait to be written
   bool rowBegun = false;
-  long long flushed;  // in seconds
+  long long flushed, looked;  // in seconds
 };

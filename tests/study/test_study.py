@@ -28,7 +28,7 @@ import psutil
 from distributed import Client
 
 import zelvox
-from zelvox._study import engine, worker
+from zelvox._study import engine, pictures, worker
 from zelvox._study.child import Unwanted
 from zelvox._study.errors import StudyError
 from zelvox._study.parameters import meaning
@@ -510,13 +510,22 @@ class Usage(Case):
                 below = [sum(value < quartile for value in drawn[0]) for quartile in quartiles]
                 self.assertEqual((below, drawn == again, drawn == other), ([64, 128, 192], True, False), (text, method))
 
-    def test_pictures_show_what_was_varied(self):
+    def test_pictures_show_what_was_varied_in_units_of_people(self):
         for parameters, samples, told in (
-                ({"rate": "0:1:5"}, None, ["rate", "level [m]"]), ({"rate": "0:1:5", "start": [1, 2]}, None, ["rate", "start"]),
-                ({"rate": "uniform:0:1", "start": "uniform:5:5.001"}, 20, ["rank correlation -1.00"])):
-            zelvox.study("trial.fmu", parameters, samples=samples, workers=1, plot="out.svg")
+                ({"rate": "0:1:5"}, None, ["rate", "level [cm]", "100</text>", "trial.fmu: 5 runs"]),
+                ({"rate": [-1, 0, 1], "start": [1, 2]}, None, ["rate", "start", "trial.fmu: 4 of 6 runs, 2 failed"]),
+                ({"rate": "uniform:0:1", "start": "uniform:5:5.001"}, 20, ["rank correlation -1.00", "12 of 20 runs"])):
+            with unittest.mock.patch.object(pictures, "_POINTS", 12):
+                zelvox.study("trial.fmu", parameters, samples=samples, workers=1, plot="out.svg")
             for text in told:
-                self.assertIn(text, Path("out.svg").read_text())
+                self.assertTrue(text in Path("out.svg").read_text(), text)
+        table = pandas.DataFrame({"x": numpy.arange(20_000) % 9999, "y": numpy.cos(numpy.arange(20_000)), "error": ""})
+        table.loc[7, "y"] = numpy.inf
+        drawn = pictures._thinned(table)
+        table.loc[7, "y"] = 0
+        self.assertEqual((len(drawn), drawn.index.is_unique), (5000, True))
+        for column in "xy":
+            self.assertLessEqual({table[column].min(), table[column].max()}, set(drawn[column]))
 
 
 if __name__ == "__main__":

@@ -103,7 +103,8 @@ def _greet(address: str) -> None:
     try:
         loop.run_sync(greeted)
     except TypeError:
-        raise StudyError(f"{address} needs certificates, which Dask's configuration names; see docs/studies.md") from None
+        hint = "which Dask's configuration names; see docs/studies.md"
+        raise StudyError(f"{address} needs certificates, {hint}") from None
     except (OSError, asyncio.TimeoutError) as problem:
         reason = _first_line(problem.__cause__ or problem).rpartition("] ")[2]
         reason = "it says nothing" if reason.endswith("Error") else reason

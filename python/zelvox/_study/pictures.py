@@ -45,50 +45,64 @@ def draw(store: Store, plan: Plan, file: Path) -> None:
         if name in names and len(set(column.tolist())) > 1
     ]
     names = varied or names
-    table = store.frame([*names, *outputs, "error"])
-    good = table[table["error"] == ""]
     left_out = len(outputs) - _OUTPUTS
     outputs = outputs[:_OUTPUTS]
+    shown = _shown(plan.info)
+    table = store.frame([*names, *outputs, "error"])
+    labels = {}
+    for name in [*names, *outputs]:
+        # A result may be a statistic of a variable.
+        unit, factor, offset = shown.get(name) or shown.get(name.rpartition(".")[0]) or ("", 1.0, 0.0)
+        table[name] = factor * table[name] + offset
+        labels[name] = f"{name} [{unit}]" if unit else name
+    table = table.rename(columns=labels)
+    names, outputs = [labels[name] for name in names], [labels[name] for name in outputs]
+    good = table[table["error"] == ""]
     if not outputs or good.empty:
         raise StudyError(f"{file} was not drawn, as no run has a result")
-    with pyplot.rc_context({"font.size": 9, "axes.grid": False, "svg.fonttype": "none"}):
-        if len(names) == 1:
-            figure = _curves(pyplot, good, names[0], outputs, plan.runs.kind == "grid", plan.units())
-        elif len(names) == 2 and plan.runs.kind == "grid" and len(plan.runs.names) == 2:
-            figure = _maps(pyplot, table, names, outputs, plan.units())
+    drawn = good
+    with pyplot.rc_context({"font.size": 9, "axes.grid": False, "svg.fonttype": "none", "text.parse_math": False}):
+        if len(names) == 2 and plan.runs.kind == "grid" and len(plan.runs.names) == 2:
+            figure = _maps(pyplot, table, names, outputs)
         else:
-            figure = _points(pyplot, good, names, outputs, plan.units())
-        notes = (
-            [f"{len(good)} of {len(table)} runs, the others failed"]
-            if len(good) < len(table)
-            else [f"{len(table)} runs"]
-        )
+            drawn = _thinned(good)
+            if len(names) == 1:
+                figure = _curves(pyplot, drawn, names[0], outputs, plan.runs.kind == "grid")
+            else:
+                figure = _points(pyplot, good, drawn, names, outputs)
+        notes = [f"{len(drawn):,} of {len(table):,} runs" if len(drawn) < len(table) else f"{len(table):,} runs"]
+        notes += [f"{len(table) - len(good):,} failed"] if len(good) < len(table) else []
         notes += [f"{left_out} more outputs not shown"] if left_out > 0 else []
         figure.suptitle(f"{next(iter(plan.job.files))}: {', '.join(notes)}")
         figure.savefig(file, dpi=120)
         pyplot.close(figure)
 
 
-def _labelled(column: str, units: dict) -> str:
-    """With the unit; a result may be a statistic of a variable."""
-    unit = units.get(column) or units.get(column.rpartition(".")[0])
-    return f"{column} [{unit}]" if unit else column
+def _shown(info: dict) -> dict:
+    """By the name of a variable: the unit that people read, and the factor and the offset to it."""
+    units = {unit["name"]: unit.get("DisplayUnit", []) for unit in info.get("UnitDefinitions", [])}
+    shown = {}
+    for variable in info["ModelVariables"]:
+        name, unit = variable.get("displayUnit"), variable.get("unit", "")
+        own = [(name, each["factor"], each["offset"]) for each in units.get(unit, []) if each["name"] == name]
+        shown[variable["name"]] = own[0] if own else (unit, 1.0, 0.0)
+    return shown
 
 
-def _curves(pyplot: Any, good: pandas.DataFrame, name: str, outputs: list, joined: bool, units: dict) -> Any:
+def _curves(pyplot: Any, drawn: pandas.DataFrame, name: str, outputs: list, joined: bool) -> Any:
     figure, axes = pyplot.subplots(
         len(outputs), 1, sharex=True, squeeze=False, figsize=(7, 1 + 2.2 * len(outputs)), layout="constrained"
     )
-    good = _thinned(good).sort_values(name)
+    drawn = drawn.sort_values(name)
     for panel, output in zip(axes[:, 0], outputs):
-        panel.plot(good[name], good[output], "-" if joined else "", marker="o", markersize=3, linewidth=1)
-        panel.set_ylabel(_labelled(output, units))
+        panel.plot(drawn[name], drawn[output], "-" if joined else "", marker="o", markersize=3, linewidth=1)
+        panel.set_ylabel(output)
         panel.grid(True, alpha=0.3)
-    axes[-1, 0].set_xlabel(_labelled(name, units))
+    axes[-1, 0].set_xlabel(name)
     return figure
 
 
-def _maps(pyplot: Any, table: pandas.DataFrame, names: list, outputs: list, units: dict) -> Any:
+def _maps(pyplot: Any, table: pandas.DataFrame, names: list, outputs: list) -> Any:
     columns = min(2, len(outputs))
     rows = -(-len(outputs) // columns)
     figure, axes = pyplot.subplots(
@@ -100,13 +114,13 @@ def _maps(pyplot: Any, table: pandas.DataFrame, names: list, outputs: list, unit
         # A failed run has no value and leaves its place blank.
         grid = table.pivot_table(index=names[1], columns=names[0], values=output, dropna=False)
         drawn = panel.pcolormesh(grid.columns, grid.index, grid.to_numpy(), shading="nearest", rasterized=True)
-        panel.set(xlabel=_labelled(names[0], units), ylabel=_labelled(names[1], units), title=_labelled(output, units))
+        panel.set(xlabel=names[0], ylabel=names[1], title=output)
         panel.ticklabel_format(scilimits=(-3, 4))
         figure.colorbar(drawn, ax=panel)
     return figure
 
 
-def _points(pyplot: Any, good: pandas.DataFrame, names: list, outputs: list, units: dict) -> Any:
+def _points(pyplot: Any, good: pandas.DataFrame, drawn: pandas.DataFrame, names: list, outputs: list) -> Any:
     ranks = good[[*names, *outputs]].rank()
     correlations = {
         (name, output): numpy.corrcoef(ranks[name], ranks[output])[0, 1] if ranks[output].nunique() > 1 else numpy.nan
@@ -125,21 +139,23 @@ def _points(pyplot: Any, good: pandas.DataFrame, names: list, outputs: list, uni
         layout="constrained",
         figsize=(1 + 2.1 * (len(shown) + 1), 0.8 + 2.1 * len(outputs)),
     )
-    points = _thinned(good)
     for line, output in zip(axes, outputs):
         for panel, name in zip(line, shown):
-            panel.plot(points[name], points[output], ".", markersize=2, alpha=0.5, rasterized=True)
+            panel.plot(drawn[name], drawn[output], ".", markersize=2, alpha=0.5, rasterized=True)
             panel.set_title(f"rank correlation {correlations[name, output]:+.2f}", fontsize=8)
-            panel.set_xlabel(_labelled(name, units))
+            panel.set_xlabel(name)
             panel.tick_params(labelsize=7)
             if good[name].min() > 0 and good[name].max() > 50 * good[name].min():
                 panel.set_xscale("log")
             else:
                 panel.locator_params(axis="x", nbins=4)
                 panel.ticklabel_format(axis="x", scilimits=(-3, 4))
-        line[0].set_ylabel(_labelled(output, units))
+        line[0].set_ylabel(output)
         bars = line[-1]
-        bars.barh(names[::-1], [numpy.nan_to_num(correlations[name, output]) for name in names[::-1]])
+        bars.barh(
+            [name.partition(" [")[0] for name in names[::-1]],
+            [numpy.nan_to_num(correlations[name, output]) for name in names[::-1]],
+        )
         bars.set(xlim=(-1, 1), xlabel="rank correlation (Spearman)")
         bars.axvline(0, color="black", linewidth=0.5)
         bars.tick_params(labelsize=7)
@@ -147,4 +163,11 @@ def _points(pyplot: Any, good: pandas.DataFrame, names: list, outputs: list, uni
 
 
 def _thinned(good: pandas.DataFrame) -> pandas.DataFrame:
-    return good if len(good) <= _POINTS else good.sample(_POINTS, random_state=0)
+    """Not too many, with the largest and the smallest value of each column."""
+    if len(good) <= _POINTS:
+        return good
+    finite = good.reset_index(drop=True).drop(columns="error").replace([numpy.inf, -numpy.inf], numpy.nan)
+    extremes = {place for _, column in finite.items() if column.any() for place in (column.idxmin(), column.idxmax())}
+    others = finite.index.difference(extremes)
+    chosen = numpy.random.default_rng(0).choice(others, _POINTS - len(extremes), replace=False)
+    return good.iloc[sorted([*extremes, *chosen])]

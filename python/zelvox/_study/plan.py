@@ -54,10 +54,6 @@ class Plan(NamedTuple):
         """Of the FMU's variables by name."""
         return {variable["name"]: variable["type"] for variable in self.info["ModelVariables"]}
 
-    def units(self) -> dict:
-        """Of the variables that have one."""
-        return {variable["name"]: variable.get("unit", "") for variable in self.info["ModelVariables"]}
-
 
 def plan(fmu: Path, wish: Wish, run_timeout: Optional[float], options: Mapping[str, Any]) -> Plan:
     """Reads the files, so that a study has one FMU for all its life. Raises StudyError for what is wrong

@@ -33,3 +33,4 @@ libjvm=$(sed -n 's/^JAVA_JVM_LIBRARY:FILEPATH=//p' "$build/CMakeCache.txt")
   "$build/java/zelvox.jar:$build/examples/dcmotor/dcmotor.jar" out/host.csv
 
 say "The FMU is $PWD/out/motor.fmu, its result $PWD/out/motor.csv, the picture $PWD/out/motor.svg"
+echo "Next: cmake --install build/release (as root), zelvox doctor, zelvox new com.acme.Tank, docs/models.md"

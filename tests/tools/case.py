@@ -40,6 +40,16 @@ motor = functools.partial(packed, "motor.fmu", "--jar", MOTOR_JAR)
 odd = functools.partial(packed, "odd.fmu", "--jar", ODD_JAR, "--model", "Odd")
 
 
+@functools.cache
+def messages_of_the_page():
+    """What docs/troubleshooting.md lists, as patterns: letters alone and numbers stand for anything."""
+    page = Path(__file__).parents[2].joinpath("docs/troubleshooting.md").read_text(encoding="utf-8")
+    tables = page.partition("## Messages")[2]
+    messages = [re.escape(code) for cell in re.findall(r"(?m)^\| (.*?) \|", tables) for code in re.findall("`([^`]+)`", cell)]
+    patterns = {re.sub(r"\\\.\\\.\\\.|(?<!\w)[A-Za-z](?!\w)|\d[\d\\.]*", ".+", message) for message in messages}
+    return [pattern for pattern in patterns if len(re.sub(r"\W|\.\+", "", pattern)) > 8]
+
+
 class Case(unittest.TestCase):
     """Runs every command in a directory of its own and sees to it that nothing stays behind."""
 
@@ -78,6 +88,9 @@ class Case(unittest.TestCase):
             self.assertRegex(sentence, reason)
             self.assertNotRegex(sentence, self.TRICKS)
             self.assertLess(len(sentence), 700)
+            if code != 2:  # what is said of a command line explains itself
+                self.assertTrue(any(re.search(message, sentence) for message in messages_of_the_page()),
+                                f"docs/troubleshooting.md does not have: {sentence}")
 
     def simulated(self, fmu, *arguments, run=True):
         """The columns of the result as they stand in the table."""

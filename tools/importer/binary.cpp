@@ -12,7 +12,8 @@ namespace fs = std::filesystem;
 
 fs::path fmuBinary(const fs::path& directory, const ModelDescription& model) {
   const fs::path binary = directory / "binaries/linux64" / (model.modelIdentifier + ".so");
-  if (model.modelIdentifier.find('/') == std::string::npos && fs::is_regular_file(binary))
+  std::error_code error;  // of a name that is too long
+  if (model.modelIdentifier.find('/') == std::string::npos && fs::is_regular_file(binary, error))
     return binary;
   throw Failure("the FMU has no binary for 64-bit Linux, expected binaries/linux64/" +
                 printable(model.modelIdentifier) + ".so in it");

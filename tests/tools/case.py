@@ -6,6 +6,7 @@ import functools
 import os
 import random
 import re
+import resource
 import shutil
 import signal
 import subprocess
@@ -48,6 +49,47 @@ def messages_of_the_page():
     messages = [re.escape(code) for cell in re.findall(r"(?m)^\| (.*?) \|", tables) for code in re.findall("`([^`]+)`", cell)]
     patterns = {re.sub(r"\\\.\\\.\\\.|(?<!\w)[A-Za-z](?!\w)|\d[\d\\.]*", ".+", message) for message in messages}
     return [pattern for pattern in patterns if len(re.sub(r"\W|\.\+", "", pattern)) > 8]
+
+
+def small_disk(size):
+    """For a process that finds no file may be larger."""
+    def limit():
+        signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+        resource.setrlimit(resource.RLIMIT_FSIZE, (size, size))
+    return {"preexec_fn": limit, "restore_signals": False}
+
+
+# An FMU that is not ours and has variables of every type, by stub/stub.c.
+STUB = Path(os.environ["STUB"]).read_bytes()
+VARIABLE = '<ScalarVariable name="%s" valueReference="%d" %s>%s</ScalarVariable>'
+INPUT, OUTPUT, PARAMETER = (f'causality="{causality}"' for causality in ("input", "output", "parameter"))
+DISCRETE, FIXED = (f'variability="{variability}"' for variability in ("discrete", "fixed"))
+XML = """<?xml version="1.0"?>
+<fmiModelDescription fmiVersion="2.0" modelName="stub" guid="g &amp; h" description="Repeats" author="Ann" version="3"
+    copyright="(c) Ann" license="MIT" generationTool="hand" generationDateAndTime="2000-01-01T00:00:00Z">
+  <ModelExchange modelIdentifier="other" needsExecutionTool="1"/>
+  <CoSimulation modelIdentifier="stub" needsExecutionTool="false"/>
+  <UnitDefinitions><Unit name="mm"><BaseUnit m="1" factor="0.001"/></Unit><Unit name="kg"/></UnitDefinitions>
+  <TypeDefinitions>
+    <SimpleType name="Length"><Real unit="mm" max="9"/></SimpleType>
+    <SimpleType name="Gear"><Enumeration><Item name="low" value="1"/></Enumeration></SimpleType>
+  </TypeDefinitions>
+  <DefaultExperiment startTime="0" stopTime="1" stepSize="0.25" tolerance="1e-6"/>
+  <ModelVariables>""" + "".join(VARIABLE % variable for variable in (
+    ("set", 0, INPUT + ' description="where to"', '<Real declaredType="Length" start="1.5"/>'),
+    ("moved", 1, OUTPUT, '<Real declaredType="Length"/>'),
+    ("mass", 2, f"{PARAMETER} {FIXED}", '<Real unit="kg" start="2"/>'),
+    ("ratio", 3, OUTPUT + ' description="set per mass"', '<Real declaredType="Length" unit="mm/kg"/>'),
+    ("count", 0, INPUT, '<Integer start="-3"/>'),
+    ("counted", 1, OUTPUT, "<Integer/>"),
+    ("gear", 2, f"{PARAMETER} {FIXED}", '<Enumeration declaredType="Gear" start="2"/>'),
+    ("engaged", 3, OUTPUT, '<Enumeration declaredType="Gear"/>'),
+    ("locked", 0, f"{INPUT} {DISCRETE}", '<Boolean start=" true "/>'),
+    ("held", 1, f"{OUTPUT} {DISCRETE}", "<Boolean/>"),
+    ("label", 0, f"{PARAMETER} {FIXED}", '<String start="none"/>'),
+    ("shown", 1, OUTPUT, "<String/>"),
+    ("slack", 2, 'causality="calculatedParameter"', "<Boolean/>"),
+    ("locale", 3, DISCRETE, "<String/>"))) + "</ModelVariables>\n</fmiModelDescription>"
 
 
 class Case(unittest.TestCase):
@@ -116,6 +158,22 @@ class Case(unittest.TestCase):
         entries[name] = change(entries[name])
         self.archive(*(entry for entry in entries.items() if entry[1] is not None))
         return "new.fmu"
+
+
+class Stubbed(Case):
+    """Has the FMU of stub/stub.c, which needs no Java, writes down what is called and misbehaves on demand."""
+
+    def stub(self, xml=XML, binary=STUB):
+        self.archive(("modelDescription.xml", xml), ("binaries/linux64/stub.so", binary),
+                     ("binaries/win32/stub.dll", ""), name="stub.fmu")
+        return "stub.fmu"
+
+    def traced(self, *line, env={}, plan="", **options):
+        """What is written to stdout and to stderr, and the calls; there is no JVM."""
+        self.write("trace", "")
+        env = {"JAVA_HOME": "/nowhere", "STUB_TRACE": str(self.home / "trace"), "STUB_PLAN": plan, **env}
+        out, err = self.zelvox(*line, env=env, **options)
+        return out, err, (self.home / "trace").read_text().splitlines()
 
 
 class Importer(Case):

@@ -1,59 +1,17 @@
-"""`zelvox simulate` with an FMU that is not ours, has every type of variable, needs no
-Java, writes down what is called (stub/stub.c) and misbehaves on demand."""
+"""`zelvox simulate` with an FMU that is not ours and has every type of variable."""
 
 import os
 import re
 import signal
 import subprocess
 import unittest
-from pathlib import Path
 
-from case import SANITIZERS, ZELVOX, Case, odd
-
-STUB = Path(os.environ["STUB"]).read_bytes()
-VARIABLE = '<ScalarVariable name="%s" valueReference="%d" %s>%s</ScalarVariable>'
-INPUT, OUTPUT, PARAMETER = (f'causality="{causality}"' for causality in ("input", "output", "parameter"))
-DISCRETE, FIXED = (f'variability="{variability}"' for variability in ("discrete", "fixed"))
-XML = """<?xml version="1.0"?>
-<fmiModelDescription fmiVersion="2.0" modelName="stub" guid="g &amp; h" description="Repeats" author="Ann" version="3"
-    copyright="(c) Ann" license="MIT" generationTool="hand" generationDateAndTime="2000-01-01T00:00:00Z">
-  <ModelExchange modelIdentifier="other" needsExecutionTool="1"/>
-  <CoSimulation modelIdentifier="stub" needsExecutionTool="false"/>
-  <UnitDefinitions><Unit name="mm"><BaseUnit m="1" factor="0.001"/></Unit><Unit name="kg"/></UnitDefinitions>
-  <TypeDefinitions>
-    <SimpleType name="Length"><Real unit="mm" max="9"/></SimpleType>
-    <SimpleType name="Gear"><Enumeration><Item name="low" value="1"/></Enumeration></SimpleType>
-  </TypeDefinitions>
-  <DefaultExperiment startTime="0" stopTime="1" stepSize="0.25" tolerance="1e-6"/>
-  <ModelVariables>""" + "".join(VARIABLE % variable for variable in (
-    ("set", 0, INPUT + ' description="where to"', '<Real declaredType="Length" start="1.5"/>'),
-    ("moved", 1, OUTPUT, '<Real declaredType="Length"/>'),
-    ("mass", 2, f"{PARAMETER} {FIXED}", '<Real unit="kg" start="2"/>'),
-    ("ratio", 3, OUTPUT + ' description="set per mass"', '<Real declaredType="Length" unit="mm/kg"/>'),
-    ("count", 0, INPUT, '<Integer start="-3"/>'),
-    ("counted", 1, OUTPUT, "<Integer/>"),
-    ("gear", 2, f"{PARAMETER} {FIXED}", '<Enumeration declaredType="Gear" start="2"/>'),
-    ("engaged", 3, OUTPUT, '<Enumeration declaredType="Gear"/>'),
-    ("locked", 0, f"{INPUT} {DISCRETE}", '<Boolean start=" true "/>'),
-    ("held", 1, f"{OUTPUT} {DISCRETE}", "<Boolean/>"),
-    ("label", 0, f"{PARAMETER} {FIXED}", '<String start="none"/>'),
-    ("shown", 1, OUTPUT, "<String/>"),
-    ("slack", 2, 'causality="calculatedParameter"', "<Boolean/>"),
-    ("locale", 3, DISCRETE, "<String/>"))) + "</ModelVariables>\n</fmiModelDescription>"
+from case import INPUT, OUTPUT, SANITIZERS, STUB, VARIABLE, XML, ZELVOX, Stubbed, odd
 
 
-class AnyFmu(Case):
-    def stub(self, xml=XML, binary=STUB):
-        self.archive(("modelDescription.xml", xml), ("binaries/linux64/stub.so", binary),
-                     ("binaries/win32/stub.dll", ""), name="stub.fmu")
-        return "stub.fmu"
-
-    def run_stub(self, *arguments, env={}, plan="", xml=XML, binary=STUB, **options):
-        """What is written to stdout and to stderr, and the calls; there is no JVM."""
-        (self.home / "trace").write_text("")
-        env = {"JAVA_HOME": "/nowhere", "STUB_TRACE": str(self.home / "trace"), "STUB_PLAN": plan, **env}
-        out, err = self.zelvox("simulate", self.stub(xml, binary), *arguments, env=env, **options)
-        return out, err, (self.home / "trace").read_text().splitlines()
+class AnyFmu(Stubbed):
+    def run_stub(self, *arguments, xml=XML, binary=STUB, **options):
+        return self.traced("simulate", self.stub(xml, binary), *arguments, **options)
 
     def test_calls_come_in_order_and_pass_values_of_every_type(self):
         self.write("in.csv", "time,set,count,locked\n1,0,1,1\n2,8,5,0\n")

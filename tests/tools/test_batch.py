@@ -7,16 +7,15 @@ import re
 import signal
 import unittest
 
-from case import Case, motor, odd
-from test_any_fmu import STUB, XML
+from case import STUB, XML, Stubbed, motor, odd
 
 STATISTICS = ("minimum", "maximum", "mean", "final")
 
 
-class Batch(Case):
+class Batch(Stubbed):
     def setUp(self):
         super().setUp()
-        self.archive(("modelDescription.xml", XML), ("binaries/linux64/stub.so", STUB), name="stub.fmu")
+        self.stub()
 
     def batch(self, fmu, runs, *arguments, **options):
         """The rows of the table, the header first, and what is said on stderr."""
@@ -24,13 +23,11 @@ class Batch(Case):
         out, err = self.zelvox("batch", fmu, "--runs=runs.csv", "--output-file=-", *arguments, **options)
         return list(csv.reader(io.StringIO(out))), err
 
-    def stub(self, runs, *arguments, plan="", **options):
+    def stub_runs(self, runs, *arguments, **options):
         """The rows, what is said and the calls from the first run on; there is no JVM."""
-        self.write("trace", "")
-        env = {"JAVA_HOME": "/nowhere", "STUB_TRACE": str(self.home / "trace"), "STUB_PLAN": plan,
-               **options.pop("env", {})}
-        rows, err = self.batch("stub.fmu", runs, *arguments, env=env, **options)
-        return rows, err, (self.home / "trace").read_text().splitlines()[2:]
+        self.write("runs.csv", runs)
+        out, err, calls = self.traced("batch", "stub.fmu", "--runs=runs.csv", "--output-file=-", *arguments, **options)
+        return list(csv.reader(io.StringIO(out))), err, calls[2:]
 
     def table(self, name="out.csv"):
         with open(self.home / name, encoding="utf-8", newline="") as table:
@@ -73,13 +70,13 @@ class Batch(Case):
 
     def test_values_of_every_type_are_set_in_each_run(self):
         runs = 'mass,label,locked,count\n1,"a ""b"", c\nd",true,3\n\n0,"",false,-4\n4,e,1,5\n'
-        rows, err, calls = self.stub(runs, "--output-variable=shown", "--output-variable=label",
+        rows, err, calls = self.stub_runs(runs, "--output-variable=shown", "--output-variable=label",
                                      "--output-variable=ratio", "--start-value=set=6")
         self.assertEqual(rows, [["run", "mass", "label", "locked", "count", "shown", "label.final", "ratio", "error"],
                                 ["1", "1", 'a "b", c\nd', "1", "3", 'a "b", c\nd', 'a "b", c\nd', "6", ""],
                                 ["2", "0", "", "0", "-4", "", "", "inf", ""], ["3", "4", "e", "1", "5", "e", "e", "1.5", ""]])
         self.assertRegex(err, r"\Azelvox: warning: 'ratio' is inf at t=1 in run 2 [^\n]*\n\Z")
-        shown, _, none = self.stub(runs, "--dry-run")
+        shown, _, none = self.stub_runs(runs, "--dry-run")
         self.assertEqual((shown, none), ([row[:5] for row in rows], []))
         life = [call.split("(")[0] for call in calls if re.match("fmi2(Setup|Set(Real|Str)|Term|Res|Free|Inst)", call)]
         run = ["fmi2SetupExperiment", "fmi2SetReal", "fmi2SetString", "fmi2Terminate"]
@@ -92,22 +89,22 @@ class Batch(Case):
                 ("3 3 fmi2SetReal(vr=[0], value=[2])|no", ["fmi2Reset", "fmi2FreeInstance", "fmi2Instantiate"]),
                 ("3 3 fmi2SetReal(vr=[0], value=[2])|no\n3 3 fmi2Reset|never",
                  ["fmi2Reset", "fmi2FreeInstance", "fmi2Instantiate"] + ["fmi2FreeInstance", "fmi2Instantiate"])):
-            rows, err, calls = self.stub(runs, "--output-variable=moved", plan=plan, code=1)
+            rows, err, calls = self.stub_runs(runs, "--output-variable=moved", plan=plan, code=1)
             self.assertEqual(rows[1:], [["1", "1", "1", ""], ["2", "2", "", "fmi2SetReal at t=0 failed: no."],
                                         ["3", "3", "3", ""]])
             found = [call.split("(")[0] for call in calls if re.match("fmi2(Reset|Free|Inst)", call)]
             self.assertEqual(found[-1], "fmi2FreeInstance")
             self.assertEqual(sorted(found[:-1]), sorted(lives))
-        rows, err, calls = self.stub(runs, "--output-variable=moved", code=1, plan="4 4 fmi2SetReal(vr=[0], value=[2])|dead")
+        rows, err, calls = self.stub_runs(runs, "--output-variable=moved", code=1, plan="4 4 fmi2SetReal(vr=[0], value=[2])|dead")
         self.assertEqual((len(rows), rows[-1][:3]), (3, ["2", "2", ""]))
         self.assertRegex(err, r"\Azelvox: run 2 ended the FMU, .*called any more: fmi2SetReal at t=0 failed: dead\.\n\Z")
         self.assertRegex(calls[-1], r"value=\[2\]\) -> fmi2Fatal")
-        rows, _, calls = self.stub(runs, "--output-variable=moved", code=1, plan="4 4 fmi2Reset|dead")
+        rows, _, calls = self.stub_runs(runs, "--output-variable=moved", code=1, plan="4 4 fmi2Reset|dead")
         self.assertEqual((rows[1:], calls[-1]), ([["1", "1", "1", ""], ["2", "2", "", "fmi2Reset at t=1 failed: dead."]],
                                                  "fmi2Reset() -> fmi2Fatal"))
         self.write("in.csv", "time,set\n0,1\n0.25,2\n0.5,3\n")  # 3 is set, but for a step that is not made
         for record, values in (("final", ["2"]), ("mean,final", ["1.25", "2"])):
-            rows, err, _ = self.stub("mass\n1\n2\n", "--output-variable=moved", "--input-file=in.csv", "--record", record,
+            rows, err, _ = self.stub_runs("mass\n1\n2\n", "--output-variable=moved", "--input-file=in.csv", "--record", record,
                                      plan=f"2 2 {step}|over", env={"STUB_TERMINATED": "1"})
             self.assertEqual(rows[1:], [["1", "1", *values, ""], ["2", "2", *values, ""]])
             self.assertRegex(err, r"\Azelvox: warning: the FMU ended run 1 at t=0.5, [^\n]*\n\Z")
@@ -118,7 +115,7 @@ class Batch(Case):
         good = ["0", "1", "0.75", "1", ""]
         for options, bad in (((), ["nan", "nan", "nan", "inf", ""]),
                              (("--fail-on-nan",), [""] * 4 + ["'ratio' is inf at t=0"])):
-            rows, err, _ = self.stub("mass\n1\n0\n1\n", *arguments, *options, code=1 if options else 0)
+            rows, err, _ = self.stub_runs("mass\n1\n0\n1\n", *arguments, *options, code=1 if options else 0)
             self.assertEqual([[cell.replace("-nan", "nan") for cell in row[2:]] for row in rows[1:]], [good, bad, good])
 
     def test_rows_of_stdin_are_answered_before_the_next_comes(self):

@@ -5,18 +5,10 @@ import os
 import re
 import unittest
 
-from case import Case, motor, noise, odd
-from test_any_fmu import PARAMETER, VARIABLE, XML
+from case import PARAMETER, VARIABLE, XML, Case, Stubbed, motor, noise, odd
 
 
-class Stub(Case):
-    def stub(self, xml=XML, binary=b""):
-        self.archive(("modelDescription.xml", xml), ("binaries/linux64/stub.so", binary),
-                     ("binaries/win32/stub.dll", ""), name="stub.fmu")
-        return "stub.fmu"
-
-
-class Shown(Stub):
+class Shown(Stubbed):
     def test_info_tells_every_fact(self):
         out = self.zelvox("info", self.stub(binary=noise(100 << 10)))[0]
         self.assertEqual(re.sub("Size         10[0-9] KiB", "Size", out), """\

@@ -3,7 +3,6 @@ CMakeLists.txt runs each class as one test."""
 
 import math
 import os
-import resource
 import shutil
 import signal
 import stat
@@ -11,21 +10,11 @@ import subprocess
 import time
 import unittest
 import zipfile
-from pathlib import Path
 
-from case import LIBRARY, MOTOR_JAR, Case, motor, odd
-from test_any_fmu import STUB, XML
+from case import LIBRARY, MOTOR_JAR, STUB, XML, Case, motor, odd, small_disk
 
 GNUPLOT = shutil.which("gnuplot")
 LONG = ("--stop-time=0.5", "--output-interval=1e-5")  # 50001 rows of the motor, some megabytes
-
-
-def small_disk(size):
-    """For a process that finds no file may be larger."""
-    def limit():
-        signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
-        resource.setrlimit(resource.RLIMIT_FSIZE, (size, size))
-    return {"preexec_fn": limit, "restore_signals": False}
 
 
 class Overwriting(Case):
@@ -83,8 +72,8 @@ class Whole(Case):
             self.write(file, "old")
         for reason, line in (
                 ("sleep .* cannot be -1", (odd(), "--start-value=sleep=-1")), ("'länger 🐦' is nan", (odd(), "--fail-on-nan")),
-                ("heap", (odd(), "--jvm-option=-Xmx1x")), ("zip", ("none.fmu",)), ("behind", (odd(), "--stop-time=-1"))):
-            self.refuses(reason, "simulate", *line, *results, code={"heap": 3, "behind": 2}.get(reason, 1))
+                ("heap", (odd(), "--jvm-option=-Xmx1x")), ("no file", ("none.fmu",)), ("behind", (odd(), "--stop-time=-1"))):
+            self.refuses(reason, "simulate", *line, *results, code={"heap": 3, "behind": 2, "no file": 2}.get(reason, 1))
         self.assertEqual({path.name: path.is_file() and path.read_text() for path in self.home.iterdir()},
                          {"out.csv": "old", "out.svg": "old", "tmp": False})
 

@@ -15,7 +15,7 @@ import xml.etree.ElementTree as ElementTree
 import zipfile
 from pathlib import Path
 
-from case import LIBRARY, MOTOR_JAR, ODD_JAR, SANITIZERS, ZELVOX, Case, Importer, motor, noise, odd
+from case import LIBRARY, MOTOR_JAR, ODD_JAR, SANITIZERS, ZELVOX, Case, Importer, motor, noise, odd, small_disk
 
 
 class Pack(Case):
@@ -115,9 +115,6 @@ class Pack(Case):
             self.assertEqual(jars, ["dcmotor.jar", *filter(None, libraries.split(":"))])
 
     def test_bad_model_or_target_leaves_what_was_there(self):
-        def small_disk():
-            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
-            resource.setrlimit(resource.RLIMIT_FSIZE, (30_000, 30_000))
         self.write("old.fmu", "old")
         self.write("no.jar", "no jar")
         shutil.copy(MOTOR_JAR, self.home / "odd.jar")
@@ -136,7 +133,7 @@ class Pack(Case):
                 ("tmp cannot be written", (*jar, "tmp", "--model", "Odd"), {}),
                 ("none/x cannot be written", (*jar, "none/x", "--model", "Odd"), {}),
                 ("old.fmu cannot be written", (*jar, "old.fmu", "--model", "Odd"),
-                 {"preexec_fn": small_disk, "restore_signals": False})]:
+                 small_disk(30_000))]:
             self.refuses(reason, "pack", *arguments, **options)
             self.assertEqual(sorted(os.listdir(self.home)), before)
             self.assertEqual((self.home / "old.fmu").read_text(), "old")

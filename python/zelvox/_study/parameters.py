@@ -11,23 +11,11 @@ from zelvox._study.errors import StudyError
 
 # name: (what its numbers are, what must hold, the sentence for it)
 _DISTRIBUTIONS: dict[str, tuple[str, Callable[..., bool], str]] = {
-    "uniform": (
-        "low:high",
-        lambda low, high: 0 < high - low < math.inf,
-        "low must be below high, by less than 1.8e308",
-    ),
+    "uniform": ("low:high", lambda a, b: 0 < b - a < math.inf, "low must be below high, by less than 1.8e308"),
     "normal": ("mean:deviation", lambda mean, deviation: deviation > 0, "the deviation must be above 0"),
-    "lognormal": (
-        "median:sigma",
-        lambda median, sigma: median > 0 and sigma > 0,
-        "the median and sigma, the deviation of the natural logarithm, must be above 0",
-    ),
+    "lognormal": ("median:sigma", lambda median, sigma: median > 0 and sigma > 0, "both must be above 0"),
     "loguniform": ("low:high", lambda low, high: 0 < low < high, "low must be above 0 and below high"),
-    "triangular": (
-        "low:mode:high",
-        lambda low, mode, high: low <= mode <= high and 0 < high - low < math.inf,
-        "low, mode and high must ascend, by less than 1.8e308",
-    ),
+    "triangular": ("low:mode:high", lambda a, m, b: a <= m <= b and 0 < b - a < math.inf, "they must ascend"),
 }
 
 
@@ -71,11 +59,7 @@ def meaning(name: str, given: Any, kind: str = "Real") -> Given:
     variable."""
     if isinstance(given, str):
         return _of_text(name, given, kind)
-    if isinstance(given, Iterable) and not isinstance(given, Distribution):
-        given = list(given)
-        if not given:
-            raise StudyError(f"{name} is given no value")
-    return given if isinstance(given, (Distribution, list)) else [given]
+    return given if isinstance(given, Distribution) else list(given) if isinstance(given, Iterable) else [given]
 
 
 def cell(value: Any) -> str:
@@ -122,10 +106,9 @@ def _range(name: str, text: str, parts: list) -> list:
 
 
 def _distribution(text: str, kind: str, parts: list) -> Distribution:
-    meaning_of_numbers, holds, sentence = _DISTRIBUTIONS[kind]
+    names, holds, sentence = _DISTRIBUTIONS[kind]
     numbers = tuple(map(_number, parts))
-    if len(numbers) != meaning_of_numbers.count(":") + 1 or not all(map(math.isfinite, numbers)):
-        raise StudyError(f"{text} is not {kind}:{meaning_of_numbers}")
-    if not holds(*numbers):
-        raise StudyError(f"{text}: {sentence}")
+    whole = len(numbers) == names.count(":") + 1 and all(map(math.isfinite, numbers))
+    if not whole or not holds(*numbers):
+        raise StudyError(f"{text} is not {kind}:{names}{f'; {sentence}' if whole else ''}")
     return Distribution(kind, numbers)

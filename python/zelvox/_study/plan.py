@@ -21,15 +21,9 @@ from zelvox._study.errors import StudyError
 from zelvox._study.parameters import cell, cells, meaning
 from zelvox._study.worker import Job
 
-# What goes to `zelvox batch` as it is: the option and what it is called in Python.
-_TEXTS = {
-    "start_time": "--start-time",
-    "stop_time": "--stop-time",
-    "output_interval": "--output-interval",
-    "step_size": "--step-size",
-}
-_LISTS = {"output_variables": "--output-variable", "jvm_options": "--jvm-option"}
-_FILES = {"input_file": "--input-file", "class_path": "--class-path"}
+# Of `zelvox batch`, which has them as --start-time and so on, and those of which there are several in the singular.
+OPTIONS = ("start_time", "stop_time", "output_interval", "step_size", "start_values", "input_file")
+OPTIONS += ("output_variables", "record", "fail_on_nan", "class_path", "jvm_options")
 
 
 class Wish(NamedTuple):
@@ -58,47 +52,41 @@ class Plan(NamedTuple):
 def plan(fmu: Path, wish: Wish, run_timeout: Optional[float], options: Mapping[str, Any]) -> Plan:
     """Reads the files, so that a study has one FMU for all its life. Raises StudyError for what is wrong
     without asking any worker."""
-    options = {name: value for name, value in options.items() if value is not None and value != []}
-    unknown = set(options) - {*_TEXTS, *_LISTS, *_FILES, "start_values", "record", "fail_on_nan"}
-    if unknown:
-        raise TypeError(f"study() has no option {sorted(unknown)[0]}")
+    if not set(options) <= set(OPTIONS):
+        raise TypeError(f"study() has no option {min(set(options) - set(OPTIONS))}")
     if run_timeout is not None and not run_timeout > 0:
         raise StudyError("the limit to the time of a run (run_timeout) must be above 0")
-    given = options.get("record", "final")
-    record = given if isinstance(given, str) else ",".join(given)
-    all_points = record in ("all", "all,error")
-
     files = {fmu.name: _content(fmu, "the FMU")}
     if not files[fmu.name].startswith(b"PK"):
         raise StudyError(f"{fmu} is no FMU; zelvox pack makes one of a model")
+    record = options.get("record") or "final"
+    record = record if isinstance(record, str) else ",".join(record)
+    all_points = record in ("all", "all,error")
     arguments = [f"./{fmu.name}", "--quiet", f"--record={'all,error' if all_points else record}"]
-    arguments += [f"{option}={cell(options[name])}" for name, option in _TEXTS.items() if name in options]
-    for name, option in _LISTS.items():
-        arguments += [f"{option}={value}" for value in options.get(name, ())]
-    starts = options.get("start_values", {})
-    starts = [f"{name}={cell(value)}" for name, value in starts.items()] if isinstance(starts, Mapping) else starts
-    arguments += [f"--start-value={start}" for start in starts]
-    if options.get("fail_on_nan"):
-        arguments.append("--fail-on-nan")
-    for name, option in _FILES.items():
-        given = options.get(name, [])
-        for file in map(Path, [given] if isinstance(given, (str, Path)) else given):
-            arguments.append(f"{option}=./{_carried(file, option, files)}")
-
+    arguments += ["--fail-on-nan"] if options.get("fail_on_nan") else []
+    for name in OPTIONS:
+        option = f"--{name.replace('_', '-').removesuffix('s')}"
+        for value in _several(options.get(name)) if name not in ("record", "fail_on_nan") else []:
+            value = f"./{_carried(Path(value), option, files)}" if name in ("input_file", "class_path") else cell(value)
+            arguments.append(f"{option}={value}")
     with tempfile.TemporaryDirectory(prefix="zelvox-study-") as directory:
         job = Job(f"zelvox-study-{secrets.token_hex(8)}", files, arguments, [], all_points, run_timeout)
         job.unpack(Path(directory))
         info = json.loads(_answer(directory, ["info", f"./{fmu.name}", "--json"]))
-        draft = Plan(None, job, info, {})  # type: ignore[arg-type]
-        runs = _runs(wish, draft, directory)
+        runs = _runs(wish, Plan(None, job, info, {}), directory)  # type: ignore[arg-type]
     settings = {
         "zelvox": __version__,
         "fmu": {name: hashlib.sha256(held).hexdigest() for name, held in files.items()},
-        "options": arguments,
-        "run_timeout": run_timeout,
+        "options": [*arguments, *([f"--run-timeout={run_timeout:g}"] if run_timeout else [])],
         "runs": {"count": runs.count, "parameters": runs.names, "values": runs.digest()},
     }
     return Plan(runs, job._replace(names=runs.names), info, settings)
+
+
+def _several(given: Any) -> list:
+    if isinstance(given, Mapping):
+        return [f"{name}={cell(value)}" for name, value in given.items()]
+    return [] if given is None else list(given) if isinstance(given, (list, tuple)) else [given]
 
 
 def _runs(wish: Wish, draft: Plan, directory: str) -> sampling.Runs:

@@ -218,9 +218,6 @@ def _differences(before: dict, now: dict) -> list:
     )
     told += [f"it was made with {gone}"] if gone else []
     told += [f"it was made without {come}"] if come else []
-    if before["run_timeout"] != now["run_timeout"]:
-        limit = before["run_timeout"]
-        told.append(f"it was made {f'with --run-timeout {limit:g}' if limit else 'without --run-timeout'}")
     runs, new = before["runs"], now["runs"]
     if (runs["count"], runs["parameters"]) != (new["count"], new["parameters"]):
         told.append("it has {count} runs of {names} and not ".format(**runs, names=", ".join(runs["parameters"])))

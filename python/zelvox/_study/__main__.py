@@ -74,7 +74,7 @@ def _arguments() -> argparse.ArgumentParser:
     each.add_argument("--stop-time", type=float, metavar="SECONDS")
     each.add_argument("--output-interval", type=float, metavar="SECONDS")
     each.add_argument("--step-size", type=float, metavar="SECONDS")
-    each.add_argument("--start-value", action="append", default=[], metavar="NAME=VALUE")
+    each.add_argument("--start-value", action="append", default=[], dest="start_values", metavar="NAME=VALUE")
     each.add_argument("--input-file", type=Path, metavar="CSV")
     each.add_argument("--output-variable", action="append", default=[], dest="output_variables", metavar="NAME")
     each.add_argument("--record", metavar="LIST", help="all, or some of minimum,maximum,mean,final [final]")
@@ -99,32 +99,13 @@ def _arguments() -> argparse.ArgumentParser:
     return parser
 
 
-def _options(arguments: argparse.Namespace) -> dict:
-    options: dict[str, Any] = {
-        name: getattr(arguments, name)
-        for name in (
-            "start_time",
-            "stop_time",
-            "output_interval",
-            "step_size",
-            "input_file",
-            "output_variables",
-            "record",
-            "fail_on_nan",
-            "jvm_options",
-        )
-    }
-    options["class_path"] = [path for paths in arguments.class_path for path in paths.split(":") if path]
-    options["start_values"] = arguments.start_value
-    return options
-
-
 def _run(arguments: argparse.Namespace) -> int:
     from zelvox._study import api, plan  # takes a second, and brings what only the extra has
     from zelvox._study.parameters import parse
     from zelvox._study.progress import Progress
 
     _on_interrupt(_interrupted)
+    arguments.class_path = [path for paths in arguments.class_path for path in paths.split(":") if path]
     parameters: dict[str, Any] = {}
     for name, given in map(parse, arguments.parameter):
         if name in parameters:
@@ -134,7 +115,7 @@ def _run(arguments: argparse.Namespace) -> int:
         arguments.fmu,
         plan.Wish(parameters, arguments.samples, arguments.sampling, arguments.seed, arguments.runs),
         arguments.run_timeout,
-        _options(arguments),
+        {name: getattr(arguments, name) for name in plan.OPTIONS},
     )
     progress = Progress(arguments.quiet)
     where = (arguments.scheduler, arguments.workers, arguments.dashboard and not arguments.quiet)

@@ -65,12 +65,7 @@ def study(
 
 @contextlib.contextmanager
 def made(
-    chosen: Plan,
-    output: Path,
-    resume: bool,
-    picture: Optional[Path],
-    where: tuple,
-    progress: Progress,
+    chosen: Plan, output: Path, resume: bool, picture: Optional[Path], where: tuple, progress: Progress
 ) -> Iterator[Store]:
     """Makes what the place of the results misses, by workers as `cluster.connected` takes them, and draws it."""
     if picture:

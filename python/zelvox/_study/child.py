@@ -37,20 +37,13 @@ class Child:
     def __init__(self, command: list, directory: Path) -> None:
         # In a session of its own, as Ctrl-C in a terminal is for the study and not for its runs. Its process group
         # has the processes that a model starts, too.
-        self._process = subprocess.Popen(
-            command,
-            cwd=directory,
-            env={**os.environ, "TMPDIR": str(directory)},
-            stdin=subprocess.PIPE,
-            stdout=subprocess.PIPE,
-            stderr=subprocess.PIPE,
-            bufsize=0,
-            start_new_session=True,
-        )
-        pipes = (self._process.stdin, self._process.stdout, self._process.stderr)
-        self._in, self._out, self._err = (pipe.fileno() for pipe in pipes if pipe)
-        for pipe in (self._in, self._out, self._err):
-            os.set_blocking(pipe, False)
+        pipes = dict.fromkeys(("stdin", "stdout", "stderr"), subprocess.PIPE)
+        own = {"cwd": directory, "env": {**os.environ, "TMPDIR": str(directory)}, "start_new_session": True}
+        self._process = subprocess.Popen(command, bufsize=0, **pipes, **own)  # type: ignore[call-overload]
+        self._pipes = [getattr(self._process, name) for name in pipes]
+        self._in, self._out, self._err = (pipe.fileno() for pipe in self._pipes)
+        for pipe in self._pipes:
+            os.set_blocking(pipe.fileno(), False)
         self._going = bytearray()  # what is to be written
         self._row = b""  # one that goes over several lines, as a quoted text may
         self._line = b""  # the beginning of the next
@@ -115,8 +108,7 @@ class Child:
 
     def finish(self) -> None:
         """Nothing more comes: the process ends when it has made the runs that it knows."""
-        with contextlib.suppress(OSError):
-            self._process.stdin.close()  # type: ignore[union-attr]
+        self._pipes[0].close()
 
     def close(self) -> str:
         """Waits for the process to end, and says how it ended."""
@@ -141,8 +133,8 @@ class Child:
         if self.code is None:
             os.killpg(self._process.pid, signal.SIGKILL)
             self.code = self._process.wait()
-            for pipe in (self._process.stdin, self._process.stdout, self._process.stderr):
-                pipe.close()  # type: ignore[union-attr]
+            for pipe in self._pipes:
+                pipe.close()
 
     @property
     def warnings(self) -> list:

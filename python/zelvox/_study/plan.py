@@ -42,7 +42,7 @@ class Plan(NamedTuple):
     runs: sampling.Runs
     job: Job
     info: dict  # of the FMU, as `zelvox info --json` has it
-    settings: dict  # what has to be the same to go on with it
+    settings: list  # what has to be the same to go on with it, in words
 
     def types(self) -> dict:
         """Of the FMU's variables by name."""
@@ -73,13 +73,11 @@ def plan(fmu: Path, wish: Wish, run_timeout: Optional[float], options: Mapping[s
         job = Job(f"zelvox-study-{secrets.token_hex(8)}", files, arguments, [], all_points, run_timeout)
         job.unpack(Path(directory))
         info = json.loads(_answer(directory, ["info", f"./{fmu.name}", "--json"]))
-        runs = _runs(wish, Plan(None, job, info, {}), directory)  # type: ignore[arg-type]
-    settings = {
-        "zelvox": __version__,
-        "fmu": {name: hashlib.sha256(held).hexdigest() for name, held in files.items()},
-        "options": [*arguments, *([f"--run-timeout={run_timeout:g}"] if run_timeout else [])],
-        "runs": {"count": runs.count, "parameters": runs.names, "values": runs.digest()},
-    }
+        runs = _runs(wish, Plan(None, job, info, []), directory)  # type: ignore[arg-type]
+    contents = [f"{name} of sha256 {hashlib.sha256(content).hexdigest()}" for name, content in files.items()]
+    limit = [f"--run-timeout={run_timeout:g}"] if run_timeout else []
+    varied = f"{runs.count} runs of {', '.join(runs.names)} with values of sha256 {runs.digest()}"
+    settings = [f"zelvox {__version__}", *contents, *arguments[1:], *limit, varied]
     return Plan(runs, job._replace(names=runs.names), info, settings)
 
 

@@ -57,7 +57,7 @@ class Store:
         if new:
             self.place.mkdir(parents=True)
             _synchronize(self.place.parent)
-            self._put(_SETTINGS, json.dumps(self._settings, indent=1).encode() + b"\n")
+            self._put(_SETTINGS, json.dumps({"made with": self._settings}, indent=1).encode() + b"\n")
         else:
             self._compare(held)
         self._lock = os.open(held, os.O_RDONLY | os.O_CLOEXEC)
@@ -73,12 +73,15 @@ class Store:
 
     def _compare(self, held: Path) -> None:
         try:
-            differences = _differences(json.loads(held.read_text()), self._settings)
+            before = json.loads(held.read_text())["made with"]
+            now = self._settings
+            gone, come = ([word for word in one if word not in other] for one, other in ((before, now), (now, before)))
         except (ValueError, KeyError, TypeError):
             raise StudyError(f"{held} is damaged; name another place") from None
-        if differences:
+        if gone or come:
+            told = " and ".join(f"{what} {', '.join(words)}" for what, words in (("with", gone), ("without", come)) if words)
             raise StudyError(
-                f"{self.place} holds another study: {'; '.join(differences)}; ask for the same, or name another place"
+                f"{self.place} holds another study, which was made {told}; ask for the same, or name another place"
             )
 
     def _find_done(self) -> None:
@@ -206,22 +209,3 @@ def _synchronize(directory: Path) -> None:
             os.fsync(opened)
     finally:
         os.close(opened)
-
-
-def _differences(before: dict, now: dict) -> list:
-    """What another study has that this one has not, in words."""
-    told = [f"it was made by zelvox {before['zelvox']}"] if before["zelvox"] != now["zelvox"] else []
-    told += [f"{name} was another file" for name in now["fmu"] if before["fmu"].get(name) != now["fmu"][name]]
-    gone, come = (
-        " ".join(option for option in one["options"] if option not in other["options"])
-        for one, other in ((before, now), (now, before))
-    )
-    told += [f"it was made with {gone}"] if gone else []
-    told += [f"it was made without {come}"] if come else []
-    runs, new = before["runs"], now["runs"]
-    if (runs["count"], runs["parameters"]) != (new["count"], new["parameters"]):
-        told.append("it has {count} runs of {names} and not ".format(**runs, names=", ".join(runs["parameters"])))
-        told[-1] += "{count} of {names}".format(**new, names=", ".join(new["parameters"]))
-    elif runs["values"] != new["values"]:
-        told.append("its parameters have other values")
-    return told

@@ -124,9 +124,7 @@ def prepared(client: Client, job: Job) -> tuple:
         if version is None:
             raise StudyError(f"the worker {worker} has no zelvox; install it there, {wheel('study')}")
         if version != __version__:
-            raise StudyError(
-                f"the worker {worker} has zelvox {version} and not {__version__} as here; install the same there"
-            )
+            raise StudyError(f"the worker {worker} has zelvox {version}; install {__version__} there, as here")
     client.register_plugin(StudyOnWorker(job), name=job.key)
     answers = client.run(check, job.key, on_error="return")
     problems: dict[str, list] = {}

@@ -2,6 +2,7 @@
 
 import hashlib
 import json
+import math
 import re
 import secrets
 import subprocess
@@ -10,7 +11,6 @@ from collections.abc import Mapping
 from pathlib import Path
 from typing import Any, NamedTuple, Optional, Union
 
-import numpy
 import pandas
 
 from zelvox import __version__
@@ -117,7 +117,7 @@ def _runs(wish: Wish, draft: Plan, directory: str) -> sampling.Runs:
     if kind != "grid":
         return runs
     axes = [axis[: len(column)] for axis, column in zip(runs.columns, columns)]
-    return sampling.Runs(kind, names, int(numpy.prod([len(axis) for axis in axes])), axes, runs.own_numbers[:0])
+    return sampling.Runs(kind, names, math.prod(map(len, axes)), axes, runs.own_numbers[:0])
 
 
 def _understood(draft: Plan, directory: str, kind: str, file: str, content: Optional[bytes] = None) -> sampling.Runs:
@@ -132,11 +132,8 @@ def _understood(draft: Plan, directory: str, kind: str, file: str, content: Opti
         raise StudyError("a variable with the name run cannot be varied, as the results have a column of that name")
     if len(made[run].unique()) < made.num_rows:
         raise StudyError("the column run has a number twice")
-    columns = [made[name].to_numpy() for name in names]
-    columns = [
-        column if types[name] in ("Real", "String") else column.astype(numpy.int64)
-        for name, column in zip(names, columns)
-    ]
+    whole = ("Integer", "Enumeration", "Boolean")
+    columns = [made[name].cast("int64" if types[name] in whole else made[name].type).to_numpy() for name in names]
     return sampling.Runs(kind, names, made.num_rows, columns, made[run].to_numpy())
 
 
@@ -172,10 +169,7 @@ def _content(file: Path, what: str) -> bytes:
 def _carried(file: Path, option: str, files: dict) -> str:
     """The name that the file has in the workers' directories, where it goes with the FMU."""
     if file.is_dir():
-        raise StudyError(
-            f"{option} {file} is a directory, and only files go to the workers; "
-            f"make one of it: jar --create --file classes.jar -C {file} ."
-        )
+        raise StudyError(f"{option} {file} is no file; make one of it: jar --create --file classes.jar -C {file} .")
     name = file.name
     while name in files:
         name = f"_{name}"

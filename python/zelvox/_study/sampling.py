@@ -65,9 +65,7 @@ def samples(parameters: Mapping[str, Given], count: int, method: str, seed: int)
     distributions: list[Distribution] = []
     for name, given in parameters.items():
         if not isinstance(given, Distribution):
-            raise StudyError(
-                f"{name} has values of a grid; with --samples give a distribution, such as {name}=uniform:0:1"
-            )
+            raise StudyError(f"{name} has values of a grid; samples need a distribution, such as {name}=uniform:0:1")
         distributions.append(given)
     engines = {"latin": qmc.LatinHypercube, "sobol": qmc.Sobol}
     if method not in engines:

@@ -80,9 +80,7 @@ class Store:
             raise StudyError(f"{held} is damaged; name another place") from None
         if gone or come:
             told = " and ".join(f"{what} {', '.join(words)}" for what, words in (("with", gone), ("without", come)) if words)
-            raise StudyError(
-                f"{self.place} holds another study, which was made {told}; ask for the same, or name another place"
-            )
+            raise StudyError(f"{self.place} holds another study, made {told}; ask for the same, or name another place")
 
     def _find_done(self) -> None:
         end = 0
@@ -119,9 +117,7 @@ class Store:
         try:
             self._put(f"runs-{start + 1:012}-{stop:012}-{_digest(written)}.parquet", written)
         except OSError as problem:
-            raise StudyError(
-                f"{self.place} cannot be written: {problem.strerror}; then go on with --resume"
-            ) from None
+            raise StudyError(f"{self.place} cannot be written: {problem.strerror}; go on with --resume") from None
         self._done.append((start, stop))
         return self._failed(part)
 

@@ -40,10 +40,11 @@ is_installed() {
     default-jdk-headless) have_jdk ;;
     python3-venv) python3 -c 'import ensurepip, venv' ;;
     gnuplot-nox) command -v gnuplot ;;
+    iproute2) command -v ip ;;
     libxml2-utils) command -v xmllint ;;
     maven) command -v mvn ;;
     ninja-build) command -v ninja ;;
-    clang | cmake | g++ | git | pkg-config | python3 | unzip) command -v "$1" ;;
+    clang | cmake | g++ | git | openssl | pkg-config | python3 | unzip) command -v "$1" ;;
     *) [ "$(dpkg-query -W -f '${Status}' "$1")" = "install ok installed" ] ;;
   esac >/dev/null 2>&1
 }

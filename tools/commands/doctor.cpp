@@ -25,6 +25,7 @@
 #include "jvm/find.h"
 #include "jvm/options.h"
 #include "jvm/start.h"
+#include "output/picture.h"
 
 namespace fs = std::filesystem;
 
@@ -52,6 +53,15 @@ class Report {
       line("FAILED", subject, problem.what());
       allFine = false;
       return false;
+    }
+  }
+
+  // The same of what not everybody needs.
+  void addOptional(const char* subject, const Check& check) {
+    try {
+      line("ok", subject, check());
+    } catch (const std::exception& lack) {
+      line("-", subject, lack.what());
     }
   }
 
@@ -203,6 +213,20 @@ std::string loadZelvox(const JvmLocation& location, const Options& options) {
   return std::string("zelvox.so loads into this JVM, FMI ") + version();
 }
 
+std::string findCompiler(const JvmLocation& location, const Options& options) {
+  JNIEnv* const env = startJvm(location.libjvm, jvmOptions({}, options.jvmOptions));
+  const jclass provider = env->FindClass("javax/tools/ToolProvider");
+  const jmethodID ask = provider != nullptr
+                            ? env->GetStaticMethodID(provider, "getSystemJavaCompiler",
+                                                     "()Ljavax/tools/JavaCompiler;")
+                            : nullptr;
+  if (ask == nullptr || env->CallStaticObjectMethod(provider, ask) == nullptr)
+    throw Failure(
+        "this JVM has none, so only compiled models can be packed or run; install "
+        "default-jdk-headless");
+  return "in this JVM, for models in .java files";
+}
+
 void checkJvm(Report& report, const JvmLocation& location, const Options& options) {
   if (const std::string version = versionOf(location); !version.empty())
     report.note("version", version);
@@ -210,10 +234,12 @@ void checkJvm(Report& report, const JvmLocation& location, const Options& option
   if (!report.add("JVM starts", apart([&] { return startTheJvm(location, options); }))) {
     report.skip("ZelvoxSim", "not tried without a JVM that starts");
     report.skip("library", "not tried without a JVM that starts");
+    report.skip("compiler", "not tried without a JVM that starts");
     return;
   }
   report.add("ZelvoxSim", apart([&] { return findZelvoxSim(location, options); }));
   report.add("library", apart([&] { return loadZelvox(location, options); }));
+  report.addOptional("compiler", apart([&] { return findCompiler(location, options); }));
 }
 
 void examine(const Options& options) {
@@ -233,7 +259,12 @@ void examine(const Options& options) {
     report.skip("JVM starts", "not tried without a JVM");
     report.skip("ZelvoxSim", "not tried without a JVM");
     report.skip("library", "not tried without a JVM");
+    report.skip("compiler", "not tried without a JVM");
   }
+  report.addOptional("gnuplot", [] {
+    checkGnuplot();
+    return std::string("draws what --plot-file names");
+  });
   if (!report.fine()) throw Failure("not everything is as it should be, see above");
 }
 

@@ -40,9 +40,8 @@ int runGnuplot(std::string argument, const fs::path& answers, const fs::path& co
   posix_spawn_file_actions_destroy(&actions);
   if (problem != 0)
     throw Failure(problem == ENOENT
-                      ? "no picture was drawn: gnuplot is missing, install the package gnuplot-nox"
-                      : "no picture was drawn: gnuplot cannot be run: " +
-                            std::generic_category().message(problem));
+                      ? "gnuplot is missing, install the package gnuplot-nox"
+                      : "gnuplot cannot be run: " + std::generic_category().message(problem));
   const AtForcedEnd killing([child] {
     kill(child, SIGKILL);
     return std::string();
@@ -71,9 +70,17 @@ bool isPictureFile(const fs::path& file) {
   return file.extension() == ".svg" || file.extension() == ".png";
 }
 
-Picture::Picture(const fs::path& target) : file(target), content(target) {
+void checkGnuplot() {
   if (runGnuplot("--version", "/dev/null", "/dev/null") != 0)
-    throw Failure("no picture was drawn: gnuplot cannot be run, install the package gnuplot-nox");
+    throw Failure("gnuplot cannot be run, install the package gnuplot-nox");
+}
+
+Picture::Picture(const fs::path& target) : file(target), content(target) {
+  try {
+    checkGnuplot();
+  } catch (const Failure& lack) {
+    throw Failure(std::string("no picture was drawn: ") + lack.what());
+  }
 }
 
 void Picture::draw(const std::string& title, const std::vector<double>& times,

@@ -15,6 +15,9 @@ inline constexpr std::size_t mostPlotLines = 60;
 // Whether the ending of the file names a kind of picture that can be made.
 bool isPictureFile(const std::filesystem::path& file);
 
+// Throws Failure, which says what to install, where gnuplot cannot be run.
+void checkGnuplot();
+
 class Picture {
  public:
   // Throws Failure when gnuplot is missing or the file cannot be written, so that nobody hears of

@@ -21,10 +21,8 @@ _VALUES = """what a parameter is given:
   J=triangular:LOW:MODE:HIGH   most likely at MODE (samples)"""
 
 _EXAMPLES = """examples:
-  zelvox-study motor.fmu --parameter J=1e-4:1e-3:20 --parameter load=0:0.2:10 \\
-      --output results.parquet --plot study.svg
-  zelvox-study motor.fmu --parameter J=lognormal:1e-4:0.2 --parameter R=uniform:0.4:0.6 \\
-      --samples 10000 --output results.parquet
+  zelvox-study motor.fmu --parameter J=1e-4:1e-3:20 --parameter load=0:0.2:10 --output results.parquet
+  zelvox-study motor.fmu --parameter J=lognormal:1e-4:0.2 --samples 10000 --output results.parquet --plot study.svg
   zelvox-study motor.fmu --runs runs.csv --output results.parquet --scheduler tcp://host:8786
 
 The results are a directory with Parquet files, which pandas.read_parquet and others read as one table: run,
@@ -38,6 +36,7 @@ exit codes: 0 all runs are good, 1 some failed (the results are complete) or the
 def _arguments() -> argparse.ArgumentParser:
     parser = argparse.ArgumentParser(
         prog="zelvox-study",
+        usage="zelvox-study FMU --output DIRECTORY [--parameter NAME=VALUES]... [OPTION]...",
         description="Run an FMU many times, on the processors of this machine or of a Dask cluster.",
         epilog=f"{_VALUES}\n\n{_EXAMPLES}",
         formatter_class=argparse.RawDescriptionHelpFormatter,

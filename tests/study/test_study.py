@@ -5,6 +5,7 @@ import asyncio
 import collections
 import contextlib
 import csv
+import errno
 import functools
 import itertools
 import json
@@ -93,8 +94,8 @@ class Case(unittest.TestCase):
     def study(self, *arguments, fmu="trial.fmu"):
         return self.start(sys.executable, "-m", "zelvox._study", fmu, *arguments)
 
-    def until(self, condition, what):
-        end = time.monotonic() + 60
+    def until(self, condition, what, seconds=60):
+        end = time.monotonic() + seconds
         while not condition():
             self.assertLess(time.monotonic(), end, what)
             time.sleep(0.02)
@@ -194,6 +195,7 @@ class Processes(Case):
 
     def on_worker(self, job, act):
         """What `act` does with the worker's part of the study. Nothing is left of it."""
+        os.makedirs("tmp", exist_ok=True)
         async def life():
             plugin = StudyOnWorker(job)
             await plugin.setup(SimpleNamespace(local_directory="."))
@@ -201,8 +203,9 @@ class Processes(Case):
                 return await asyncio.to_thread(act, plugin)
             finally:
                 await plugin.teardown(None)
-                self.assertEqual((self.processes(), list(Path().glob("zelvox-study-*"))), ([], []))
-        return asyncio.run(life())
+                self.assertEqual((self.processes(), list(Path().glob("zelvox-study-*")), os.listdir("tmp")), ([], [], []))
+        with unittest.mock.patch.dict(os.environ, {"TMPDIR": os.path.abspath("tmp")}):
+            return asyncio.run(life())
 
     def processes(self):
         """Those that work in this directory, but for this one."""
@@ -281,6 +284,17 @@ class Processes(Case):
                     with self.assertRaisesRegex(StudyError, "runs 1 to 8 came back"):
                         store.write(0, 8, header + b"".join(wrong))
                 self.assertEqual((store.write(0, 8, header + b"".join(good)), len(store.frame())), (0, 8 if record == "final" else 16))
+
+    def test_part_is_on_the_disk_before_it_has_its_name_or_the_study_says_why_not(self):
+        chosen, rows = self.chosen(labels="1"), b'"run","label","moved","counted","held","shown","error"\n1,"1",0,0,0,"1",\n'
+        with contextlib.closing(Store(Path("out"), chosen, False)) as store:
+            did = unittest.mock.Mock(fsync=unittest.mock.Mock(wraps=os.fsync), replace=unittest.mock.Mock(wraps=os.replace))
+            with unittest.mock.patch.multiple(os, fsync=did.fsync, replace=did.replace):
+                store.write(0, 1, rows)
+            self.assertEqual([call[0] for call in did.mock_calls], ["fsync", "replace", "fsync"])
+            full = OSError(errno.ENOSPC, os.strerror(errno.ENOSPC))
+            with unittest.mock.patch.object(os, "fsync", side_effect=full), self.assertRaisesRegex(StudyError, "^out cannot be written: No space .*--resume$"):
+                store.write(0, 1, rows)
 
     def test_part_that_is_not_as_it_was_written_is_made_again(self):
         chosen = self.chosen(labels=[str(label) for label in range(60)])
@@ -469,7 +483,9 @@ class Killed(Case):
                     self.assertRegex(said, r"\A([^\n]+\n)?\Z")  # none, or a reason in a sentence
                     study = self.study("--runs=runs.csv", f"--record={record}", "--step-size=5e-4", "--output-interval=0.5", f"--output={place}",
                                        f"--scheduler={address}", "--quiet", *(["--resume"] if Path(place).exists() else []), fmu="stub.fmu")
-                time.sleep(chance.uniform(0, 1.5))
+                made = len(os.listdir(place)) if Path(place).exists() else 0
+                self.until(lambda: study.poll() is not None or Path(place).exists() and len(os.listdir(place)) > max(made, 1), "no batch was made", 300)
+                time.sleep(chance.uniform(0, 0.5))
                 nanny = nanny if nanny.poll() is None else two()
                 workers = [one for one in psutil.Process(nanny.pid).children() if "spawn_main" in "".join(quietly(one.cmdline))]
                 victims = {"client": [study], "worker": workers, "process": [one for worker in workers for one in quietly(worker.children, True)]}

@@ -68,12 +68,12 @@ def execute(client: Client, job: Job, runs: Runs, store: Store, header: bytes, t
                 future = client.submit(make, job.key, _rows(runs, start, stop), key=key, pure=False)
                 under_way[key] = (start, stop, future)
                 future.add_done_callback(finished.put)
-            for future, made in _gathered(client, finished):
+            for future, (rows, seconds) in _gathered(client, finished):
                 start, stop, _ = under_way.pop(future.key)
-                if not made.rows.startswith(header):
+                if not rows.startswith(header):
                     raise StudyError(f"the columns of runs {start + 1} to {stop} are not those of the others")
-                failed = store.write(start, stop, made.rows)
-                batches.measured(stop - start, made.seconds)
+                failed = store.write(start, stop, rows)
+                batches.measured(stop - start, seconds)
                 told(stop - start, failed)
     finally:
         client.cancel([future for _, _, future in under_way.values()], force=True)

@@ -51,11 +51,11 @@ class Store:
         if not resume and (self.place.is_symlink() or self.place.exists()):
             hint = "go on with --resume, or name" if held.is_file() else "name"
             raise StudyError(f"{self.place} exists; {hint} another place")
-        new = not self.place.exists()
+        new = not any(self.place.glob("[!.]*"))  # also where a study was killed that had only just begun
         if not new and not held.is_file():
             raise StudyError(f"{self.place} is no study that could be resumed, there is no {_SETTINGS} in it")
         if new:
-            self.place.mkdir(parents=True)
+            self.place.mkdir(parents=True, exist_ok=True)
             _synchronize(self.place.parent)
             self._put(_SETTINGS, json.dumps({"made with": self._settings}, indent=1).encode() + b"\n")
         else:

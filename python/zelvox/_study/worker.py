@@ -42,13 +42,6 @@ class Job(NamedTuple):
             (directory / name).write_bytes(content)
 
 
-class Made(NamedTuple):
-    """A finished batch: its table, and the time that it took in seconds."""
-
-    rows: bytes
-    seconds: float
-
-
 class StudyOnWorker(WorkerPlugin):
     """Dask sends it once to every worker, also to those that come later, and keeps it there."""
 
@@ -100,9 +93,9 @@ class StudyOnWorker(WorkerPlugin):
                 pass
         return self._started  # type: ignore[return-value]
 
-    def make(self, rows: list, wanted: Callable[[], bool]) -> Made:
+    def make(self, rows: list, wanted: Callable[[], bool]) -> tuple:
         """The table of the runs whose rows these are, each beginning with the number of the run: of each of them
-        everything, in order, whatever happens to the process."""
+        everything, in order, whatever happens to the process. And the seconds that it took."""
         began = time.monotonic()
         made: list[bytes] = []
         limit = self.job.run_timeout
@@ -124,7 +117,7 @@ class StudyOnWorker(WorkerPlugin):
                     if guilty:
                         made.append(self._failed(rows[len(made)], str(how)))
                     alone = True
-        return Made(self.header()[0] + b"".join(made), time.monotonic() - began)
+        return self.header()[0] + b"".join(made), time.monotonic() - began
 
     def _run(self, child: Child, sent: bytes, end: float, wanted: Callable[[], bool]) -> bytes:
         """The rows of a run, up to the one that ends it."""
@@ -203,7 +196,7 @@ async def check(key: str, dask_worker: Any) -> tuple:
     return await asyncio.to_thread(dask_worker.plugins[key].header)
 
 
-def make(key: str, rows: list) -> Made:
+def make(key: str, rows: list) -> tuple:
     """The task."""
     worker = get_worker()
     task = worker.get_current_task()
@@ -211,6 +204,4 @@ def make(key: str, rows: list) -> Made:
     def wanted() -> bool:
         return getattr(worker.state.tasks.get(task), "state", "") == "executing"
 
-    plugin = worker.plugins[key]
-    assert isinstance(plugin, StudyOnWorker)
-    return plugin.make(rows, wanted)
+    return worker.plugins[key].make(rows, wanted)  # type: ignore[attr-defined]

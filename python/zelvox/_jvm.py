@@ -146,14 +146,14 @@ def _start(options: tuple) -> None:
     except ImportError:
         raise ImportError("zelvox.start_jvm needs JPype: pip install JPype1") from None
     libjvm, classpath = _libjvm(), [str(jar())]
+    forks = ctypes.CDLL(str(preload()))  # in a forked child a call would wait for threads that are not there
     try:
         jpype.startJVM(*_FLAGS, *options, jvmpath=libjvm, classpath=classpath)
     except Exception as problem:
         raise RuntimeError(
             f"the JVM {libjvm} did not start: {problem}; try again in a new process, as this one has had its try"
         ) from problem
-    # A call from a forked child would wait for a thread that is not there.
-    ctypes.CDLL(str(preload())).zelvoxCloseJvmToForks(_created_jvm())
+    forks.zelvoxCloseJvmToForks(_created_jvm())
 
 
 def _libjvm() -> str:

@@ -297,6 +297,7 @@ static void asks(void) {
   const pid_t child = fork();
   if (child == 0) {
     void* env = &vm;
+    alarm(20);
     const jint known = (*vm)->GetEnv(vm, &env, JNI_VERSION_1_8);
     printf("%d%d%d", known, env == NULL, (*vm)->AttachCurrentThread(vm, &env, NULL));
     printf("%d%d", (*vm)->DetachCurrentThread(vm), (*vm)->DestroyJavaVM(vm));
@@ -353,15 +354,15 @@ static void destroy(void* (*routine)(void*)) {
   pthread_create(&releasing, NULL, calls, "releaseSoon");
   while (!probe(mainEnv, "isReleasing")) usleep(1000);
   sem_wait(&done);
-  const pthread_t holding = hold();
+  /* The two in Java itself may stay there, where the JVM stops them for ever at its end. */
+  pthread_detach(releasing);
+  pthread_detach(hold());
   sem_post(&leave);
   usleep(50000);
   printf("%d", (*vm)->DestroyJavaVM(vm));
   stopped = 1;
   sem_post(&held);
   pthread_join(moving, NULL);
-  pthread_join(releasing, NULL);
-  pthread_join(holding, NULL);
   pthread_join(waiting, &result);
   printf("%c%c", (char)(long)result, run(state, NULL, 0));
 }

@@ -25,5 +25,5 @@ for version in "$@"; do
   cmake --preset release -B "$build" -DZELVOX_TESTS=ON -DJAVA_HOME="$home" >/dev/null
   build_targets "$build" all
   JAVA_HOME=$home "$build/tools/zelvox" doctor
-  ctest --test-dir "$build" --output-on-failure --exclude-regex '^importers'
+  ctest --test-dir "$build" --parallel "$(nproc)" --output-on-failure --exclude-regex '^importers'
 done

@@ -38,18 +38,11 @@ def study(
     """Runs an FMU many times on Dask and gives one row a run: its number, its parameters, the results, and
     the error of a run that failed, else "".
 
-    `parameters` are on a grid, each a list of values or a text as `zelvox-study --parameter` takes it, such
-    as "1e-4:1e-3:20"; with `samples` they are distributions, such as "normal:0.5:0.1", of which so many runs
-    are drawn, by `sampling` "latin" or "sobol" and `seed`. Or `runs` is a table with a column for each
-    parameter, at hand or in a file.
-
-    With `output`, a directory, the results stay there as a Parquet dataset, and `resume` goes on with a study
-    that was interrupted. `plot` draws them. `scheduler` is a Dask cluster's address or client; else `workers`
-    processes of this machine make the runs, one per processor by default. Dask's `dashboard` is there where it is
-    not `quiet`, as a line on stderr names its address, as does the progress. A run that takes longer than
-    `run_timeout` seconds fails. Options of `zelvox batch` are given by their names: start_time, stop_time,
-    output_interval, step_size, start_values (a mapping), input_file, output_variables, record, fail_on_nan,
-    class_path, jvm_options.
+    Everything is as `zelvox-study --help` has it. `parameters` are lists of values or texts of the command line, such
+    as "1e-4:1e-3:20" or "normal:0.5:0.1"; `runs` is a table at hand or in a file; `scheduler` is an address or a
+    client; Dask's `dashboard`, whose address is a line on stderr, needs `quiet` to be false. The `options` are
+    those of `zelvox batch` with _ for -, in the plural where there may be several: start_values (a mapping),
+    output_variables, jvm_options. Without `output` the results are only given back.
 
     Raises StudyError where the study cannot be made.
     """

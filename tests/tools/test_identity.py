@@ -39,16 +39,8 @@ class Identity(Importer):
         self.assertEqual(len({*guids, *same}), len(guids))
 
     def test_identifier_is_the_name_as_c_writes_it(self):
-        for name, expected in {
-                "Two tanks & a valve": "Two_tanks_a_valve", "-Valve (v2.1)!": "Valve_v2_1", "my__tank_": "my__tank_",
-                "3 tanks": "model_3_tanks", "&": "model", "struct": "model_struct",
-                "Prüfstand": "Pr_fstand_[0-9A-F]{8}", "水箱": "model_[0-9A-F]{8}", "x" * 63: "x{63}",
-                "x" * 64: "x{54}_[0-9A-F]{8}"}.items():
-            with self.subTest(name):
-                self.assertRegex(self.identity("--jar", ODD_JAR, f"--jvm-option=-Dname={name}")[1], rf"\A{expected}\Z")
-        lost = [self.identity("--jar", ODD_JAR, f"--jvm-option=-Dname={name}")[1]
-                for name in ("水箱 1", "水泵 1", "x" * 64, "x" * 63 + "y")]
-        self.assertEqual(len(set(lost)), 4)
+        for name, expected in ("struct", "model_struct"), ("Prüfstand", "Pr_fstand_[0-9A-F]{8}"):
+            self.assertRegex(self.identity("--jar", ODD_JAR, f"--jvm-option=-Dname={name}")[1], rf"\A{expected}\Z")
 
     def test_binary_insists_on_the_guid_of_its_fmu(self):
         self.assertEqual(self.python(f"""

@@ -351,40 +351,12 @@ class Inputs(Case):
         self.assertEqual(result["held"][:-1], ["1", "1", "2", "3"])
         self.assertAlmostEqual(float(result["held"][-1]), (3 + 5000) / 2, delta=1e-9)
 
-    def test_odd_but_right_tables_are_understood(self):
-        plain = "time,voltage,load\n0,1,0\n1,12,0.5\n"
-        results = [self.simulated(motor(), "--input-file", self.write("in.csv", table)) for table in (
-            plain, "\ufeff" + plain, plain.replace("\n", "\r\n"), plain.rstrip(),
-            '\n\n"time" , "voltage" ,load\n\n0,"1", 0\n \n +1.0e0,\t12.0 ,.5\n\n', plain.replace(",", ";").replace("t", "T", 1),
-            plain.replace(",", ";").replace(".", ","), '\ufeff"TIME"; voltage\t;load\n0;1,000;" 0"\n1;12;0,500\n',
-            ' \t\ntime\t"voltage" \tload\n0\t 1\t"\t0"\n\n1\t12 \t0.5\n')]
-        self.assertEqual(results, results[:1] * 9)
-
     def test_bad_table_is_refused_with_the_place(self):
         head = "time,voltage\n0,1\n"
         for table, reason in (
-                ("", "in.csv is empty"), ("\ufeff\r\n\n", "is empty"), (head[:13], "no lines behind"),
-                ("voltage,time\n0,0\n", "line 1, column 1: .*'voltage'"), ("time voltage\n0 0\n", "commas, semicolons or tabs"),
-                (",time,voltage\n0,0,0\n", "no name.*index=False"), ("time;voltage\n0,0\n", "line 2, column 2: found 1 cell"),
-                ("time,voltage;load\n0,0\n", "voltage;load"), ('time;voltage\n0;"1"2\n', "expected a semicolon or"),
-                *((f"time;voltage\n0;{first}\n1;{second}\n", reason) for first, second, reason in (
-                    ("0,5", "0.5", "line 3, column 2: '0.5' mixes"), ("1.5", "1,5", "mixes"), ("1", "1.234,5", "mixes"),
-                    ("1,234,567", 0, "not a number"), (7, "1,000", "line 3, column 2: '1,000' may mean 1000, .* or 1,0000"),
-                    ("-1.234", '" +12.345 "', "line 2, column 2: '-1.234' may"))),
-                ("time\tvoltage\n0\t0,5\n", "a decimal comma needs semicolons"), (head + '1,"0,5"\n', "decimal comma needs"),
-
+                (head + "\n2,0\n1,0\n", "in.csv, line 5, column 1: time 1 comes after 2"), ("time,voltage;load\n0,0\n", "voltage;load"),
                 ("time,voltage,voltage\n0,0,0\n", "line 1, column 3: .*already"), ("time,speed\n0,0\n", "is an output"),
-                ("time,load,Voltag\n0,0,0\n", "line 1, column 3: .*mean 'voltage'"),
-                (head + "1\n", "line 3, column 2: found 1 cell"), (head + "1,2,3\n", "line 3, column 3: found 3"),
-                (head + "\n2,0\n1,0\n", "line 5, column 1: time 1 comes after 2"),
-                (head + "1,\n", "line 3, column 2: the cell is empty"), (head + "1,0x10\n", "'0x10' is not a number"),
-                (head + "1,1.2.3\n", "line 3, column 2: '1.2.3' is not a number"), (head + "\0", "line 3, column"),
-                (head + "1,nan\n", "line 3, column 2: 'nan' cannot be used"), (head + "-inf,1\n", "column 1: '-inf'"),
-                (head + "1,1e999\n", "'1e999'"), (head + "1,+-1\n", "'\\+-1' is not a number"),
-                (head + "1,2\x1b[2J\n", "not a number"),
-                ('time,"vol\ntage\n0,0\n', "line 1, column 2: a quote is not closed"),
-                (head + '1,"2"3\n', "line 3, column 2: expected a comma"),
-                (head.encode("utf-16"), "header that begins with"), (b"time,\xff\xfe\n0,0\n", "column 2")):
+                ("time,load,Voltag\n0,0,0\n", "line 1, column 3: .*mean 'voltage'"), (b"time,\xff\xfe\n0,0\n", "column 2")):
             self.refuses(reason, "simulate", motor(), "--input-file", self.write("in.csv", table))
         for file in ("none.csv", "tmp"):
             self.refuses(f"cannot read {file}", "simulate", motor(), "--input-file", file)

@@ -1,0 +1,66 @@
+// Numbers as texts and back, and texts as a terminal shows them.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <clocale>
+#include <cmath>
+#include <limits>
+
+#include "base/text.h"
+
+namespace {
+
+TEST(Numbers, AreTheShortestTextsThatReadBackAsTheSame) {
+  for (const auto& [value, text] : std::vector<std::pair<double, std::string>>{
+           {0.1, "0.1"},
+           {0.1 + 0.2, "0.30000000000000004"},
+           {1. / 3, "0.3333333333333333"},
+           {-0.0, "-0"},
+           {1e300, "1e+300"},
+           {0x1p53 - 1, "9007199254740991"},
+           {123456789.123456789, "123456789.12345679"},
+           {std::numeric_limits<double>::denorm_min(), "5e-324"},
+           {std::numeric_limits<double>::max(), "1.7976931348623157e+308"},
+           {INFINITY, "inf"}}) {
+    EXPECT_EQ(numberText(value), text);
+    const auto read = parseNumber(text);
+    ASSERT_TRUE(read) << text;
+    EXPECT_EQ(std::pair(*read, std::signbit(*read)), std::pair(value, std::signbit(value))) << text;
+  }
+}
+
+TEST(Numbers, AreReadAsXmlAndCsvWriteThem) {
+  std::setlocale(LC_ALL, "de_DE.UTF-8");  // where it exists, and then with a comma
+  for (const auto& [text, value] :
+       std::vector<std::pair<std::string, double>>{{" \t1.5\r\n", 1.5},
+                                                   {"+1", 1},
+                                                   {".5", .5},
+                                                   {"5.", 5},
+                                                   {"1E3", 1000},
+                                                   {"1e-400", 0},
+                                                   {"-1e-400", 0},
+                                                   {"4e-324", 5e-324}}) {
+    const auto read = parseNumber(text);
+    EXPECT_TRUE(read && *read == value) << text;
+  }
+  for (const char* text : {"", " ", "+", "-", "+-1", "-+1", "--1", "1,5", "0x10", "1e", "1 2", "1f",
+                           "1e999", "-1e999", "e5", "1.2.3"})
+    EXPECT_FALSE(parseNumber(text)) << text;
+  EXPECT_TRUE(std::isnan(parseNumber("nan").value()));
+}
+
+TEST(Texts, PlayNoTricksOnATerminal) {
+  EXPECT_EQ(printable("a\n\t\x1b[2J\x7f z"), "a   [2J  z");
+  EXPECT_EQ(printable("\u0085\u009b\u2028\u202e\u2066\u2069"), "      ");
+  EXPECT_EQ(printable("\u00a0\u2027\u202f\u2065\u206a"), "\u00a0\u2027\u202f\u2065\u206a");
+  EXPECT_EQ(printable("a\xffz\xe2\x82"), "a\uFFFDz\uFFFD");
+  EXPECT_EQ(shortened("Größe", 5), "Größe");
+  EXPECT_EQ(shortened("Größen", 5), "Größ\u2026");
+  EXPECT_EQ(inQuotes(std::string(201, 'x')), "'" + std::string(199, 'x') + "\u2026'");
+  EXPECT_EQ(widthOf(sentence(std::string(5000, 'x'))), 600u);
+  EXPECT_EQ(padded("ä", 3) + padded("ä", 3, true), "ä    ä");
+  EXPECT_EQ(padded("long", 3), "long");
+  EXPECT_EQ(counted(1, "run") + ", " + counted(0, "run"), "1 run, 0 runs");
+}
+
+}  // namespace

@@ -4,7 +4,7 @@ run costs beside its steps, the same runs in FMPy under dask.delayed, and the li
 
     bench/study.py [--seconds 20] [--costs 0.001,0.005,0.02,0.1] [--write docs/studies.md]
 
-needs the packages that zelvox-fmu[study] brings, fmpy and JPype1, and in ZELVOX_PROGRAM the program where
+needs the packages of the extras study and jpype, and fmpy, and in ZELVOX_PROGRAM the program where
 zelvox was not installed. --seconds is the time in the FMU of each measurement, shared by its workers. With --write the
 figures replace what is between the markers in that file.
 """

@@ -1,4 +1,4 @@
-"""Runs the DC motor in FMPy: pip install fmpy, and zelvox-fmu JPype1 for the second way.
+"""Runs the DC motor in FMPy: pip install fmpy, and the wheel with [jpype] for the second way.
 
     zelvox exec -- python3 fmpy_motor.py motor.fmu motor.csv
     python3 fmpy_motor.py motor.fmu motor.csv --start-jvm

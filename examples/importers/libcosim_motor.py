@@ -1,4 +1,4 @@
-"""Runs the DC motor in libcosim: pip install libcosimpy, and zelvox-fmu JPype1 for the second way.
+"""Runs the DC motor in libcosim: pip install libcosimpy, and the wheel with [jpype] for the second way.
 
     zelvox exec -- python3 libcosim_motor.py motor.fmu motor.csv
     python3 libcosim_motor.py motor.fmu motor.csv --start-jvm

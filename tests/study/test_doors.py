@@ -84,6 +84,8 @@ class Doors(Case):
             told = study.communicate()[1]
             self.assertEqual((study.returncode, "dashboard: http://127.0.0.1:" in told), (0, study is studies[0]), told)
             self.assertEqual(pandas.read_parquet(f"out{study.args[-1]}")["run"].tolist(), list(range(1, 41)))
+        with cluster.connected(None, 1, dashboard=True) as client:  # which a page of the dashboard asks for
+            self.assertEqual(client.benchmark_hardware(), {"disk": {}, "memory": {}, "network": {}})
         self.assertEqual((Path("precious").read_text(), list(Path("shared").glob("zelvox-study-*"))), ("ours", []))
 
     def test_program_of_any_kind_makes_a_study(self):

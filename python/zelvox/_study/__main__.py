@@ -46,33 +46,16 @@ def _arguments() -> argparse.ArgumentParser:
     parser.add_argument("fmu", type=Path, metavar="FMU", help="made by zelvox pack or by anybody else (FMI 2.0)")
 
     runs = parser.add_argument_group("the runs")
-    runs.add_argument(
-        "--parameter",
-        action="append",
-        default=[],
-        metavar="NAME=VALUES",
-        help="an input or a parameter that differs, see below; repeatable",
-    )
-    runs.add_argument(
-        "--samples", type=int, metavar="N", help="draw N runs from distributions [all combinations of the values]"
-    )
-    runs.add_argument(
-        "--sampling",
-        choices=("latin", "sobol"),
-        default="latin",
-        help="by a Latin hypercube or a scrambled Sobol sequence [latin]",
-    )
+    runs.add_argument("--parameter", action="append", default=[], metavar="NAME=VALUES", help="repeatable, see below")
+    runs.add_argument("--samples", type=int, metavar="N", help="draw N runs of distributions [all combinations]")
+    runs.add_argument("--sampling", choices=("latin", "sobol"), default="latin", help="hypercube, or sequence [latin]")
     runs.add_argument("--seed", type=int, default=0, help="of the samples; the same one draws the same [0]")
-    runs.add_argument(
-        "--runs", type=Path, metavar="CSV", help="one row a run, as zelvox batch reads it, in place of --parameter"
-    )
+    runs.add_argument("--runs", type=Path, metavar="CSV", help="in place of them one row a run, as for zelvox batch")
     runs.add_argument("--run-timeout", type=float, metavar="SECONDS", help="a run that takes longer fails [none]")
 
     each = parser.add_argument_group("each run, as in zelvox batch")
-    each.add_argument("--start-time", type=float, metavar="SECONDS")
-    each.add_argument("--stop-time", type=float, metavar="SECONDS")
-    each.add_argument("--output-interval", type=float, metavar="SECONDS")
-    each.add_argument("--step-size", type=float, metavar="SECONDS")
+    for option in ("--start-time", "--stop-time", "--output-interval", "--step-size"):
+        each.add_argument(option, type=float, metavar="SECONDS")
     each.add_argument("--start-value", action="append", default=[], dest="start_values", metavar="NAME=VALUE")
     each.add_argument("--input-file", type=Path, metavar="CSV")
     each.add_argument("--output-variable", action="append", default=[], dest="output_variables", metavar="NAME")
@@ -85,15 +68,11 @@ def _arguments() -> argparse.ArgumentParser:
     results.add_argument("--output", type=Path, required=True, metavar="DIRECTORY", help="a Parquet dataset")
     results.add_argument("--resume", action="store_true", help="go on with what is there")
     results.add_argument("--plot", type=Path, metavar="FILE", help="draw them (.svg, .png or .pdf)")
-    results.add_argument("--quiet", action="store_true", help="no progress")
+    results.add_argument("--quiet", action="store_true", help="no progress, and no dashboard")
 
     where = parser.add_argument_group("where")
-    where.add_argument(
-        "--scheduler", metavar="ADDRESS", help="of a Dask cluster, such as tcp://host:8786 [this machine]"
-    )
-    where.add_argument(
-        "--no-dashboard", action="store_false", dest="dashboard", help="no web page of Dask; none with --quiet either"
-    )
+    where.add_argument("--scheduler", metavar="ADDRESS", help="of Dask, such as tcp://host:8786 [this machine]")
+    where.add_argument("--no-dashboard", action="store_false", dest="dashboard", help="no web page of Dask")
     where.add_argument("--workers", type=int, metavar="N", help="processes of this machine [one per processor]")
     return parser
 
@@ -123,11 +102,8 @@ def _run(arguments: argparse.Namespace) -> int:
         failed, reason = store.failures()
         not_finite = store.not_finite()
     if not_finite:
-        print(
-            f"zelvox-study: warning: {not_finite} good rows have results that are NaN or infinite; "
-            "with --fail-on-nan such a run fails",
-            file=sys.stderr,
-        )
+        finding = f"warning: {not_finite} good rows have results that are NaN or infinite"
+        print(f"zelvox-study: {finding}; with --fail-on-nan such a run fails", file=sys.stderr)
     if failed:
         print(f"zelvox-study: {failed} of {chosen.runs.count} runs failed, the first because {reason}", file=sys.stderr)
     return 1 if failed else 0

@@ -41,19 +41,16 @@ _VERSION = (
 )
 
 
-class _NoServer:
-    """Dask's workers and schedulers serve HTTP, on all interfaces, whether a dashboard is wanted or not."""
-
-    def start_http_server(self, *_: Any, **__: Any) -> None:
-        """Does not."""
+def _none(*_: Any, **__: Any) -> None:
+    """In place of servers of HTTP, which Dask starts on all interfaces, whether a dashboard is wanted or not."""
 
 
-class _Worker(_NoServer, Worker):
-    pass
+class _Worker(Worker):
+    start_http_server = _none
 
 
-class _Unwatched(_NoServer, Scheduler):
-    pass
+class _Unwatched(Scheduler):
+    start_http_server = _none
 
 
 class _Watched(Scheduler):

@@ -24,8 +24,7 @@ def check(file: Path, plan: Plan) -> None:
         raise StudyError(f"the directory of the picture {file} does not exist")
     if plan.job.all_points:
         raise StudyError("a picture has one value a run; leave it or --record all away")
-    numeric = [name for name, column in zip(plan.runs.names, plan.runs.columns) if column.dtype != object]
-    if not numeric:
+    if all(column.dtype == object for column in plan.runs.columns):
         raise StudyError("a picture needs a parameter that is a number")
 
 
@@ -36,15 +35,10 @@ def draw(store: Store, plan: Plan, file: Path) -> None:
     matplotlib.use("Agg")
     from matplotlib import pyplot
 
-    columns = store.columns()
-    outputs = [name for name in columns if name not in ("run", "error", *plan.runs.names) and name not in store.texts]
-    names = [name for name in plan.runs.names if name not in store.texts]
-    varied = [
-        name
-        for name, column in zip(plan.runs.names, plan.runs.columns)
-        if name in names and len(set(column.tolist())) > 1
-    ]
-    names = varied or names
+    given = dict(zip(plan.runs.names, plan.runs.columns))
+    outputs = [name for name in store.columns() if name not in ("run", "error", *given) and name not in store.texts]
+    names = [name for name in given if name not in store.texts]
+    names = [name for name in names if len(set(given[name].tolist())) > 1] or names
     left_out = len(outputs) - _OUTPUTS
     outputs = outputs[:_OUTPUTS]
     shown = _shown(plan.info)

@@ -1,5 +1,6 @@
 """What a study tells on stderr while it goes on."""
 
+import datetime
 import sys
 import time
 
@@ -32,10 +33,10 @@ class Progress:
             return
         self._shown = now
         speed = (self._done - self._first) / (now - self._began)
-        line = (
-            f"{self._done} of {self._count} runs, {100 * self._done // self._count} %, {self._failures()}"
-            f"{speed:.3g} runs/s, {duration((self._count - self._done) / speed)} left"
-        )
+        left = datetime.timedelta(seconds=round(min((self._count - self._done) / speed, 1e9)))
+        failed = f"{self._failed} failed, " if self._failed else ""
+        share = f"{self._done} of {self._count} runs, {100 * self._done // self._count} %"
+        line = f"{share}, {failed}{speed:.3g} runs/s, {left} left"
         if self._terminal:
             print(f"\r{line:{self._width}}", end="", file=sys.stderr, flush=True)
             self._width = len(line)
@@ -47,13 +48,3 @@ class Progress:
         if self._width:
             print(f"\r{'':{self._width}}\r", end="", file=sys.stderr, flush=True)
             self._width = 0
-
-    def _failures(self) -> str:
-        return f"{self._failed} failed, " if self._failed else ""
-
-
-def duration(seconds: float) -> str:
-    """Minutes and seconds, with hours where there are some."""
-    minutes, rest = divmod(int(seconds + 0.5), 60)
-    hours, minutes = divmod(minutes, 60)
-    return f"{hours}:{minutes:02}:{rest:02}" if hours else f"{minutes}:{rest:02}"

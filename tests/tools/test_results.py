@@ -166,16 +166,11 @@ class Exact(Case):
                 self.assertLessEqual(abs(times[-2] + sizes[-1] - stop), digits)
                 if abs(stop - (start + steps * interval)) <= digits:
                     self.assertEqual(sizes[-1], interval)
-        for reason, start, stop, interval in (("longer than any number", -1e308, 1e308, 1e307), ("lost in the digits", 0, 1, 1e-17),
-                                              ("lost in the digits", epoch, epoch + 1, 1e-7)):
-            self.refuses(reason, "simulate", odd(), f"--start-time={start}", f"--stop-time={stop!r}",
-                         f"--output-interval={interval}", "--output-file=out.csv", code=2)
 
     def test_rows_are_a_whole_number_of_steps_apart(self):
         self.write("in.csv", "time,held\n0,0\n9,9\n")
         for given, interval, step, stop, steps in (
-                ([0.3], 0.3, 0.1, 1, 10), ([1], 1, 1 / 3, 3, 9), ([5], 5, 0.5, 2, 4), ([], 4 * 0.06, 0.06, 1, 17), ([], 0.7, 0.7, 2, 3),
-                ([1.1], 1.1, 0.1, 2.2, 22)):
+                ([0.3], 0.3, 0.1, 1, 10), ([], 4 * 0.06, 0.06, 1, 17), ([], 0.7, 0.7, 2, 3)):
             with self.subTest((given, step)):
                 out = self.zelvox("simulate", odd(), "--start-time=0", f"--stop-time={stop}", f"--step-size={step!r}", "--input-file=in.csv",
                                   *(f"--output-interval={value}" for value in given), "--start-value=gain=1", "--output-file=out.csv")[0]

@@ -11,12 +11,13 @@
 namespace {
 
 TEST(ClosestName, IsTheOneWithFewMistakesOrTheOnlyOneThatBeginsSo) {
-  const std::vector<std::string_view> names = {"voltage",   "voltages", "load", "speed",
-                                               "startTime", "stopTime", "R",    "der(x)"};
+  const std::vector<std::string_view> names = {
+      "voltage", "voltages", "load", "speed", "startTime", "stopTime", "R", "der(x)", "gap"};
   for (const auto& [written, meant] : std::vector<std::array<std::string_view, 2>>{
            {"Voltage", "voltage"},  // a capital letter costs nothing
            {"VOLTAGES", "voltages"},
-           {"votlage", "voltage"},  // swapped, so one mistake and not two
+           {"votlage", "voltage"},
+           {"gpa", "gap"},  // swapped, so one mistake and not two
            {"voltge", "voltage"},
            {"volttage", "voltage"},
            {"spe", "speed"},     // begins only this one

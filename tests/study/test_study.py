@@ -251,8 +251,11 @@ class Processes(Case):
         with unittest.mock.patch.object(worker, "_START", 0.3), self.assertRaisesRegex(StudyError, "not ready to run after 0.5 s"):
             self.made(self.chosen("13 0 fmi2Instantiate", run_timeout=0.2))
         end = time.monotonic() + 0.5
-        with self.assertRaises(Unwanted):
-            self.made(self.chosen("13 0 fmi2DoStep"), lambda plugin, rows: plugin.make(rows, lambda: time.monotonic() < end))
+        def unwanted(plugin, rows):
+            with self.assertRaises(Unwanted):
+                plugin.make(rows, lambda: time.monotonic() < end)
+            self.assertEqual(self.processes(), [])  # and none that still makes it is kept for the next task
+        self.made(self.chosen("13 0 fmi2DoStep"), unwanted)
         def act(plugin, rows):
             for _ in range(2):
                 plugin.make(rows, lambda: True)

@@ -29,59 +29,40 @@ public final class ZelvoxSim {
 
     private final Map<String, Instance> instances = new HashMap<>();
 
-    public static ZelvoxSim create() {
-        return SHARED;
-    }
+    public static ZelvoxSim create() { return SHARED; }
 
-    public boolean doInitConnection() {
-        return true;
-    }
+    public boolean doInitConnection() { return true; }
 
     public boolean doInstantiate(String name, String resourceLocation) {
         instances.put(name, new Instance(name));
         return true;
     }
 
-    public String getLasterror() {
-        return "";
-    }
+    public String getLasterror() { return ""; }
 
     public String getProp(String name, String key) {
         Instance instance = instances.get(name);
-        switch (key.charAt("number_of_".length())) {
-            case 'i':
-                return instance.inputs;
-            case 'o':
-                return instance.outputs;
-            default:
-                return instance.reals;
-        }
+        char kind = key.charAt("number_of_".length());
+        return kind == 'i' ? instance.inputs : kind == 'o' ? instance.outputs : instance.reals;
     }
 
     public boolean doSetupExperiment(String name, double start, boolean stopDefined, double stop) {
         return true;
     }
 
-    public boolean doInitializeModel(String name) {
-        return true;
-    }
+    public boolean doInitializeModel(String name) { return true; }
 
     public void setReal(String name, int valueReference, double value) {
         instances.get(name).lastSet = value;
     }
 
-    public double[] getData(String name) {
-        return instances.get(name).data;
-    }
+    public double[] getData(String name) { return instances.get(name).data; }
 
     public boolean doStepModel(String name, double time, double stepSize, double[] inputs) {
         return true;
     }
 
-    public void doTerminate(String name) {
-    }
+    public void doTerminate(String name) {}
 
-    public void doFreeInstance(String name) {
-        instances.remove(name);
-    }
+    public void doFreeInstance(String name) { instances.remove(name); }
 }

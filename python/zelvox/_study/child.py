@@ -31,8 +31,7 @@ class Unwanted(Exception):
 
 class Child:
     """The process, started in a directory that is its own and in which it has its temporary files, so that
-    whoever deletes the directory deletes what a killed process left. `sentence` is the last that it said on
-    stderr."""
+    whoever deletes the directory deletes what a killed process left."""
 
     def __init__(self, command: list, directory: Path) -> None:
         # In a session of its own, as Ctrl-C in a terminal is for the study and not for its runs. Its process group
@@ -121,7 +120,7 @@ class Child:
         self.kill()
         assert self.code is not None
         how = f"signal {-self.code}" if self.code < 0 else f"exit code {self.code}"
-        more = f": {self.sentence}" if self.sentence and how not in self.sentence else ""
+        more = f": {self.said[-1]}" if self.said and how not in self.said[-1] else ""
         return f"the process ended with {how}{more}"
 
     def _has_ended(self) -> bool:
@@ -137,18 +136,12 @@ class Child:
                 pipe.close()
 
     @property
-    def warnings(self) -> list:
-        """What the program warned of so far."""
-        said = self._said.decode(errors="replace").splitlines()
-        return [line[len("zelvox: ") :] for line in said if line.startswith("zelvox: warning: ")]
-
-    @property
-    def sentence(self) -> str:
-        """What the program said last of itself."""
-        return sentence(self._said)
+    def said(self) -> list:
+        """The last sentences that the program said of itself."""
+        return sentences(self._said)
 
 
-def sentence(said: bytes) -> str:
-    """The last sentence that `zelvox` said of itself on stderr."""
-    lines = [line for line in said.decode(errors="replace").splitlines() if line.startswith("zelvox: ")]
-    return lines[-1][len("zelvox: ") :] if lines else ""
+def sentences(said: bytes) -> list:
+    """What `zelvox` said of itself on stderr."""
+    lines = said.decode(errors="replace").splitlines()
+    return [line[len("zelvox: ") :] for line in lines if line.startswith("zelvox: ")]

@@ -3,7 +3,6 @@ runs at all, before the first one is made."""
 
 import asyncio
 import contextlib
-import csv
 import logging
 import tempfile
 from collections.abc import Iterator
@@ -18,6 +17,7 @@ from distributed.utils import LoopRunner
 
 from zelvox import __version__
 from zelvox._program import wheel
+from zelvox._study import table
 from zelvox._study.errors import StudyError
 from zelvox._study.worker import Job, StudyOnWorker, check
 
@@ -137,7 +137,7 @@ def prepared(client: Client, job: Job) -> tuple:
     if problems:
         raise StudyError(_told(problems, len(answers)))
     header, warnings = next(iter(answers.values()))
-    columns = next(csv.reader([header.decode()]))
+    columns = table.names(header)
     given = [] if job.all_points else job.names
     if len(set(columns)) < len(columns) or columns[1 : 1 + len(given)] != given:
         raise StudyError(f"the results have columns that cannot be told apart: {', '.join(columns)}")

@@ -1,10 +1,11 @@
 """From runs to results: cuts the runs into batches of about two seconds, keeps a few of them at each worker,
 and hands what comes back to the store. Only the batches under way are in memory."""
 
+import math
 import queue
 import time
 from collections.abc import Iterator
-from typing import Callable, Optional
+from typing import Callable
 
 from distributed import Client, Future
 from distributed.scheduler import KilledWorker
@@ -29,21 +30,17 @@ class Batches:
     def __init__(self, missing: Iterator[tuple]) -> None:
         self._missing = list(missing)[::-1]
         self.left = sum(stop - start for start, stop in self._missing)
-        self._seconds: Optional[float] = None  # a run
+        self._seconds = math.inf  # a run, as long as none was made
 
     def measured(self, runs: int, seconds: float) -> None:
         """What a batch took."""
         now = seconds / runs
-        self._seconds = now if self._seconds is None else 0.7 * self._seconds + 0.3 * now
+        self._seconds = now if self._seconds == math.inf else 0.7 * self._seconds + 0.3 * now
 
     def next(self, threads: int) -> tuple:
         """The positions of the next batch, for that many threads."""
-        size = 1
-        if self._seconds is not None:
-            share = -(-self.left // (2 * threads))
-            smallest = int(SECONDS / 20 / max(self._seconds, 1e-9))
-            size = int(SECONDS / max(self._seconds, 1e-9))
-            size = max(1, min(size, max(share, smallest), _LARGEST))
+        most = min(SECONDS / max(self._seconds, 1e-9), _LARGEST)
+        size = max(1, int(min(most, max(-(-self.left // (2 * threads)), most / 20))))
         start, stop = self._missing.pop()
         if stop - start > size:
             self._missing.append((start + size, stop))

@@ -29,18 +29,17 @@ class Distribution(NamedTuple):
         """The values below which these shares of all draws lie."""
         from scipy import stats
 
+        a, b, c = (*self.numbers, 0.0)[:3]
+        drawn = {
+            "uniform": lambda: stats.uniform(a, b - a),
+            "normal": lambda: stats.norm(a, b),
+            "lognormal": lambda: stats.lognorm(b, scale=a),
+            "loguniform": lambda: stats.loguniform(a, b),
+            "triangular": lambda: stats.triang((b - a) / (c - a), a, c - a),
+        }[self.name]()
         # No distribution without bounds has a value at 0 or 1.
-        shares = numpy.clip(probabilities, 2.0**-53, 1 - 2.0**-53)
-        a, b, *rest = self.numbers
-        if self.name == "uniform":
-            return numpy.clip(a + (b - a) * shares, a, b)
-        if self.name == "normal":
-            return stats.norm.ppf(shares, a, b)
-        if self.name == "lognormal":
-            return stats.lognorm.ppf(shares, b, scale=a)
-        if self.name == "loguniform":
-            return numpy.clip(stats.loguniform.ppf(shares, a, b), a, b)
-        return stats.triang.ppf(shares, (b - a) / (rest[0] - a), a, rest[0] - a)
+        values = drawn.ppf(numpy.clip(probabilities, 2.0**-53, 1 - 2.0**-53))
+        return values if math.isinf(drawn.support()[1]) else numpy.clip(values, a, self.numbers[-1])
 
 
 Given = Union[list, Distribution]  # the values as they were given

@@ -16,7 +16,7 @@ import pandas
 from zelvox import __version__
 from zelvox._program import program
 from zelvox._study import sampling, table
-from zelvox._study.child import sentence
+from zelvox._study.child import sentences
 from zelvox._study.errors import StudyError
 from zelvox._study.parameters import cell, cells, meaning
 from zelvox._study.worker import Job
@@ -154,8 +154,8 @@ def _answer(directory: str, command: list, content: Optional[bytes] = None) -> b
         raise StudyError("an option has a character in it that no program can be given") from None
     if done.returncode:
         # Where our own table has something wrong, the sentence names the parameter and its value.
-        reason = re.sub(r"^stdin, line \d+, column \d+: ", "", sentence(done.stderr))
-        raise StudyError(reason or f"zelvox {command[0]} ended with exit code {done.returncode}")
+        *_, reason = [f"zelvox {command[0]} ended with exit code {done.returncode}", *sentences(done.stderr)]
+        raise StudyError(re.sub(r"^stdin, line \d+, column \d+: ", "", reason))
     return done.stdout
 
 

@@ -119,7 +119,7 @@ class Store:
         except OSError as problem:
             raise StudyError(f"{self.place} cannot be written: {problem.strerror}; go on with --resume") from None
         self._done.append((start, stop))
-        return self._failed(part)
+        return pyarrow.compute.count_distinct(part.filter(pyarrow.compute.field("error") != "")["run"]).as_py()
 
     def _part(self, start: int, stop: int, rows: bytes) -> pyarrow.Table:
         names, numbers = self._runs.names, self._runs.numbers(start, stop)
@@ -141,10 +141,6 @@ class Store:
             made = made.add_column(place, name, pyarrow.array(column))
         good = made["error"].to_numpy() == ""
         return made.filter(pyarrow.array(~good | ~ends)) if self._all_points else made
-
-    @staticmethod
-    def _failed(part: pyarrow.Table) -> int:
-        return pyarrow.compute.count_distinct(part.filter(pyarrow.compute.field("error") != "")["run"]).as_py()
 
     def failures(self) -> tuple:
         """How many runs failed, and why the first did."""

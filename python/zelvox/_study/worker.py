@@ -185,9 +185,9 @@ class StudyOnWorker(WorkerPlugin):
                     raise
                 tries -= 1
                 if tries == 0 or child.code >= 0:  # type: ignore[operator]
-                    raise StudyError(child.sentence or str(problem)) from None
+                    raise StudyError([str(problem), *child.said][-1]) from None
             else:
-                self._started = header, child.warnings
+                self._started = header, [said for said in child.said if said.startswith("warning: ")]
                 return child
 
 
@@ -200,8 +200,6 @@ def make(key: str, rows: list) -> tuple:
     """The task."""
     worker = get_worker()
     task = worker.get_current_task()
-
-    def wanted() -> bool:
-        return getattr(worker.state.tasks.get(task), "state", "") == "executing"
-
+    # Once nobody wants the result, the worker knows the task no more, or as a cancelled one.
+    wanted = lambda: getattr(worker.state.tasks.get(task), "state", "") == "executing"  # noqa: E731
     return worker.plugins[key].make(rows, wanted)  # type: ignore[attr-defined]

@@ -20,8 +20,6 @@ SECONDS = 2.0  # a batch: a thousand times what the scheduler needs for it
 _AHEAD = 2  # batches at each thread, one of which waits
 _LARGEST = 100_000  # runs a batch
 
-Told = Callable[[int, int], None]  # how many more runs are done, and how many of these failed
-
 
 class Batches:
     """Cuts what is missing. The size follows the time of the runs so far, and halves towards the end, so that
@@ -49,8 +47,8 @@ class Batches:
         return start, stop
 
 
-def execute(client: Client, job: Job, runs: Runs, store: Store, header: bytes, told: Told) -> None:
-    """Makes the runs that the store misses."""
+def execute(client: Client, job: Job, runs: Runs, store: Store, header: bytes, told: Callable) -> None:
+    """Makes the runs that the store misses, and tells how many more are done, and how many of these failed."""
     batches = Batches(store.missing())
     finished: queue.Queue[Future] = queue.Queue()
     under_way: dict[str, tuple] = {}  # by key: the positions, and the future, which keeps the task alive

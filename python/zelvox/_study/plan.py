@@ -42,11 +42,8 @@ class Plan(NamedTuple):
     runs: sampling.Runs
     job: Job
     info: dict  # of the FMU, as `zelvox info --json` has it
+    types: dict  # of its variables
     settings: list  # what has to be the same to go on with it, in words
-
-    def types(self) -> dict:
-        """Of the FMU's variables by name."""
-        return {variable["name"]: variable["type"] for variable in self.info["ModelVariables"]}
 
 
 def plan(fmu: Path, wish: Wish, run_timeout: Optional[float], options: Mapping[str, Any]) -> Plan:
@@ -73,12 +70,13 @@ def plan(fmu: Path, wish: Wish, run_timeout: Optional[float], options: Mapping[s
         job = Job(f"zelvox-study-{secrets.token_hex(8)}", files, arguments, [], all_points, run_timeout)
         job.unpack(Path(directory))
         info = json.loads(_answer(directory, ["info", f"./{fmu.name}", "--json"]))
-        runs = _runs(wish, Plan(None, job, info, []), directory)  # type: ignore[arg-type]
+        types = {variable["name"]: variable["type"] for variable in info["ModelVariables"]}
+        runs = _runs(wish, job, types, directory)
     contents = [f"{name} of sha256 {hashlib.sha256(content).hexdigest()}" for name, content in files.items()]
     limit = [f"--run-timeout={run_timeout:g}"] if run_timeout else []
     varied = f"{runs.count} runs of {', '.join(runs.names)} with values of sha256 {runs.digest()}"
     settings = [f"zelvox {__version__}", *contents, *arguments[1:], *limit, varied]
-    return Plan(runs, job._replace(names=runs.names), info, settings)
+    return Plan(runs, job._replace(names=runs.names), info, types, settings)
 
 
 def _several(given: Any) -> list:
@@ -87,14 +85,13 @@ def _several(given: Any) -> list:
     return [] if given is None else list(given) if isinstance(given, (list, tuple)) else [given]
 
 
-def _runs(wish: Wish, draft: Plan, directory: str) -> sampling.Runs:
-    types = draft.types()
+def _runs(wish: Wish, job: Job, types: dict, directory: str) -> sampling.Runs:
     if wish.table is not None:
         if wish.parameters or wish.samples is not None:
             raise StudyError("a table of runs takes the place of parameters and samples; give one or the other")
         if not isinstance(wish.table, pandas.DataFrame):
             given = str(wish.table)
-            return _understood(draft, directory, "table", given if given == "-" else str(Path(given).absolute()))
+            return _understood(job, types, directory, "table", given if given == "-" else str(Path(given).absolute()))
         names = list(map(str, wish.table))
         values = [wish.table.iloc[:, place].tolist() for place in range(len(names))]
     elif not wish.parameters:
@@ -113,18 +110,17 @@ def _runs(wish: Wish, draft: Plan, directory: str) -> sampling.Runs:
     columns = [cells(name, column, types.get(name, "")) for name, column in zip(names, values)]
     rows = max(map(len, columns), default=0)
     lines = zip(*(column + column[-1:] * (rows - len(column)) for column in columns))  # axes may have any lengths
-    runs = _understood(draft, directory, kind, "-", table.rows([names, *lines]))
+    runs = _understood(job, types, directory, kind, "-", table.rows([names, *lines]))
     if kind != "grid":
         return runs
     axes = [axis[: len(column)] for axis, column in zip(runs.columns, columns)]
     return sampling.Runs(kind, names, math.prod(map(len, axes)), axes, runs.own_numbers[:0])
 
 
-def _understood(draft: Plan, directory: str, kind: str, file: str, content: Optional[bytes] = None) -> sampling.Runs:
+def _understood(job: Job, types: dict, directory: str, kind: str, file: str, rows: Any = None) -> sampling.Runs:
     """The runs of a table as `zelvox batch` understands it with the options of the study."""
-    dry = ["batch", *draft.job.arguments, "--dry-run", f"--runs={file}", "--output-file=-"]
-    types = draft.types()
-    made = table.read(_answer(directory, dry, content), [name for name, type in types.items() if type == "String"])
+    dry = ["batch", *job.arguments, "--dry-run", f"--runs={file}", "--output-file=-"]
+    made = table.read(_answer(directory, dry, rows), [name for name, type in types.items() if type == "String"])
     run, *names = made.column_names
     if made.num_rows == 0 or not names:
         raise StudyError("there are no runs; a table of runs needs a column with values, and one row a run")

@@ -34,10 +34,10 @@ class Store:
 
     def __init__(self, place: Path, plan: Plan, resume: bool) -> None:
         self.place, self._settings, self._runs, self._all_points = place, plan.settings, plan.runs, plan.job.all_points
-        texts = [name for name, kind in plan.types().items() if kind == "String"]
+        texts = [name for name, kind in plan.types.items() if kind == "String"]
         self.texts = {*texts, *(f"{name}.final" for name in texts), "error"}
         self._done: list[tuple[int, int]] = []
-        self._lock: Optional[int] = None
+        self._lock: Any = None  # an open file
         try:
             self._open(resume)
         except BaseException as problem:
@@ -60,7 +60,7 @@ class Store:
             self._put(_SETTINGS, json.dumps({"made with": self._settings}, indent=1).encode() + b"\n")
         else:
             self._compare(held)
-        self._lock = os.open(held, os.O_RDONLY | os.O_CLOEXEC)
+        self._lock = open(held, "rb")
         try:
             fcntl.flock(self._lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
         except BlockingIOError:
@@ -79,7 +79,7 @@ class Store:
         except (ValueError, KeyError, TypeError):
             raise StudyError(f"{held} is damaged; name another place") from None
         if gone or come:
-            told = " and ".join(f"{what} {', '.join(words)}" for what, words in (("with", gone), ("without", come)) if words)
+            told = " and ".join(f"{how} {', '.join(them)}" for how, them in (("with", gone), ("without", come)) if them)
             raise StudyError(f"{self.place} holds another study, made {told}; ask for the same, or name another place")
 
     def _find_done(self) -> None:
@@ -183,10 +183,8 @@ class Store:
 
     def close(self) -> None:
         """Lets another study write here."""
-        if self._lock is not None:
-            with contextlib.suppress(OSError):
-                os.close(self._lock)
-            self._lock = None
+        if self._lock:
+            self._lock.close()
 
 
 def _digest(content: bytes) -> str:
@@ -196,8 +194,6 @@ def _digest(content: bytes) -> str:
 def _synchronize(directory: Path) -> None:
     """Has the names in it on the disk."""
     opened = os.open(directory, os.O_RDONLY | os.O_CLOEXEC)
-    try:
-        with contextlib.suppress(OSError):  # a file system that cannot
-            os.fsync(opened)
-    finally:
-        os.close(opened)
+    with contextlib.suppress(OSError):  # a file system that cannot
+        os.fsync(opened)
+    os.close(opened)

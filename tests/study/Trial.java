@@ -7,7 +7,7 @@ import com.zelvox.qorbetta.UnitDefinition;
 import java.io.File;
 
 /** Decays by its rate. At certain rates it fails in one of the ways that a model can. */
-@UnitDefinition(name = "m", m = 1, displayUnits = @DisplayUnit(name = "cm", factor = 0.01))
+@UnitDefinition(name = "m", m = 1, displayUnits = @DisplayUnit(name = "cm", factor = 0.01, offset = 1))
 @DefaultExperiment(stopTime = 1, stepSize = 0.1)
 public class Trial extends FieldModel {
     @Output(unit = "m", displayUnit = "cm") double level;

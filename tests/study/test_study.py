@@ -536,7 +536,7 @@ class Usage(Case):
 
     def test_pictures_show_what_was_varied_in_units_of_people(self):
         for parameters, samples, told in (
-                ({"rate": "0:1:5"}, None, ["rate", "level [cm]", "100</text>", "trial.fmu: 5 runs"]),
+                ({"rate": "0:1:5"}, None, ["rate", "level [cm]", "\N{MINUS SIGN}60</text>", "trial.fmu: 5 runs"]),
                 ({"rate": [-1, 0, 1], "start": [1, 2]}, None, ["rate", "start", "trial.fmu: 4 of 6 runs, 2 failed"]),
                 ({"rate": "uniform:0:1", "start": "uniform:5:5.001"}, 20, ["rank correlation -1.00", "12 of 20 runs"])):
             with unittest.mock.patch.object(pictures, "_POINTS", 12):

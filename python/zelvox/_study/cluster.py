@@ -73,7 +73,7 @@ def connected(scheduler: Union[str, Client, None], workers: Optional[int], dashb
             # Dask's own directory has a name that anybody can take first.
             scratch = stack.enter_context(tempfile.TemporaryDirectory(prefix="zelvox-study-"))
             stack.enter_context(dask.config.set({**_HERE, "temporary-directory": scratch}))
-            memory = {"protocol": "inproc", "security": Security(require_encryption=False)}
+            memory = {"protocol": "inproc"}
             watched = {"dashboard": dashboard, "dashboard_address": "127.0.0.1:0"}
             # The memory to limit is the JVMs', which are other processes.
             threads = {"nthreads": workers or CPU_COUNT, "memory_limit": 0}

@@ -246,6 +246,18 @@ public class FieldsTest {
         Pump[] level = {new Pump(), null};
     }
 
+    static class NullPumps extends Quiet {
+        Pump[] level = {null};
+    }
+
+    static class Casing {
+        Pump level;
+    }
+
+    static class NoPumpBelow extends Quiet {
+        Object casing = new Casing();
+    }
+
     static class Nest extends Quiet {
         Pump[][] level = {{new Pump()}};
     }
@@ -298,7 +310,9 @@ public class FieldsTest {
             {new Outside(), "Outside.level .*in its range from 2.0"},
             {new Unknown(), "Unknown.level .*is NaN"},
             {new NoPump(), "NoPump.level holds null"}, {new NoPumps(), "NoPumps.level holds null"},
-            {new FewPumps(), "FewPumps.level holds null"}, {new Nest(), "Nest.level holds arrays"},
+            {new FewPumps(), "FewPumps.level holds null"},
+            {new NullPumps(), "NullPumps.level holds null"},
+            {new NoPumpBelow(), "Casing.level holds null"}, {new Nest(), "Nest.level holds arrays"},
             {new OnePump(), "OnePump.level is the same object as one,"},
             {new OneArray(), "OneArray.level is the same object as one,"},
             {new Loop(), "Loop.level is the same object as the model,"},

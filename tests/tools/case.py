@@ -47,8 +47,8 @@ def messages_of_the_page():
     page = Path(__file__).parents[2].joinpath("docs/troubleshooting.md").read_text(encoding="utf-8")
     tables = page.partition("## Messages")[2]
     messages = [re.escape(code) for cell in re.findall(r"(?m)^\| (.*?) \|", tables) for code in re.findall("`([^`]+)`", cell)]
-    patterns = {re.sub(r"\\\.\\\.\\\.|(?<!\w)[A-Za-z](?!\w)|\d[\d\\.]*", ".+", message) for message in messages}
-    return [pattern for pattern in patterns if len(re.sub(r"\W|\.\+", "", pattern)) > 8]
+    patterns = {re.sub(r"\\\.\\\.\\\.|(?<!\w)[A-Za-z](?!\w)|\d[\d\\.]*", ".*", message) for message in messages}
+    return [pattern for pattern in patterns if len(re.sub(r"\.\*|\\", "", pattern)) > 9]
 
 
 def small_disk(size):

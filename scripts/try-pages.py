@@ -9,6 +9,7 @@ Python block is run, and `cat` of a file that is not there makes it. Other block
 import re
 import subprocess
 import sys
+import time
 from pathlib import Path
 
 ENDLESS = re.compile(r" entr |suspend=y")  # is ended after what it says first
@@ -17,16 +18,19 @@ CHANGING = [(r"in [\d.e-]+ s\b", "in S s"), (r"[\d.e+]+ times real time", "R tim
 
 class Shell:
     def __init__(self, root):
+        self.seconds = 0.0  # of the last command
         self.bash = subprocess.Popen(["bash"], cwd=root, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                                      stderr=subprocess.STDOUT, encoding="utf-8", errors="replace")
 
     def run(self, command):
         """What the command says, and its exit code."""
+        begin = time.monotonic()
         self.bash.stdin.write(f"{{ {command}\n}} </dev/null; echo; echo end of command: $?\n")
         self.bash.stdin.flush()
         said = []
         for line in self.bash.stdout:
             if end := re.fullmatch(r"end of command: (\d+)\n", line):
+                self.seconds = time.monotonic() - begin
                 return "".join(said), int(end[1])
             said.append(line)
         sys.exit("the shell has ended")
@@ -37,7 +41,7 @@ def shows(said, expected):
     for pattern, text in CHANGING:
         said, expected = re.sub(pattern, text, said), re.sub(pattern, text, expected)
     return [line for line in expected.splitlines() if line.strip(" .") and not re.search(
-        "^" + re.escape(line.strip()).replace(r"\.\.\.", ".*"), said, re.MULTILINE)]
+        r"^\s*" + re.escape(line.strip()).replace(r"\.\.\.", ".*"), said, re.MULTILINE)]
 
 
 def commands(block):
@@ -91,7 +95,7 @@ def main(pages):
                     missing = shows(said, expected)
                     if code and not endless and not re.search("^zelvox: (?!warning)", expected, re.MULTILINE):
                         missing.append("exit code 0")
-                    judge(f"{page}: {command}", missing, said)
+                    judge(f"{page}: {command} ({shell.seconds:.0f} s)", missing, said)
     return f"{len(failures)} failed" if failures else 0
 
 

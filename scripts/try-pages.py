@@ -25,7 +25,7 @@ class Shell:
     def run(self, command):
         """What the command says, and its exit code."""
         begin = time.monotonic()
-        self.bash.stdin.write(f"{{ {command}\n}} </dev/null; echo; echo end of command: $?\n")
+        self.bash.stdin.write(f"{{ {command}\n}} </dev/null; printf '\\nend of command: %s\\n' $?\n")
         self.bash.stdin.flush()
         said = []
         for line in self.bash.stdout:

@@ -121,7 +121,8 @@ class Batch(Stubbed):
     def test_rows_of_stdin_are_answered_before_the_next_comes(self):
         self.write("Loud.java", "import com.zelvox.qorbetta.*; public class Loud extends FieldModel {"
                    "@Input double voltage; protected void step(double t, double h) {}"
-                   'protected void initialize() { System.out.println("on stdout"); }}')
+                   'protected void initialize() throws Exception { System.out.println("on stdout");'
+                   'if (System.in.read() >= 0) throw new IllegalStateException("took a row"); }}')
         process = self.start("batch", "Loud.java", "--runs=-", "--output-file=-", "--output-variable=voltage")
         process.stdin.write('"voltage"\n')
         for i in range(3):
@@ -152,6 +153,7 @@ class Batch(Stubbed):
                 (b"label\nGr\xf6\xdfe\n", "line 2, column 1: .*expected a text in UTF-8"), ("mass\n1\n2,3\n", "line 3, column 2: found 2"),
                 ('label,mass\n"a\nb",1\n"c\n', "line 4, column 1: a quote is not closed"),
                 ("label,ratio\n", "column 2: 'ratio' is an output"),
+                ("run,mass\n3,1\n1,1\n2,1\n5,1\n2,2\n", "line 6, column 1: there is another run 2"), ("mass,run\n1,-1\n1,-1\n", "line 3, column 2: there is another run -1"),
                 ("mass,gear\n1,1\n", "column 2: 'gear' has a --start-value as well"),
                 ("set\n1\n", "column 1: 'set' has a column in --input-file as well")):
             self.write("runs.csv", runs)

@@ -56,7 +56,7 @@ class Ending(Case):
 
     def test_model_that_hangs_is_left_after_a_word_about_it(self):
         for command, activity in (
-                (("pack", "--jar", ODD_JAR, "--model", "Odd", "--jvm-option=-Dodd=hangs", "-o", "{}"),
+                (("pack", "--jar", ODD_JAR, "--model", "Odd", "--jvm-option=-Dodd=hangs", "-o", "{}.fmu"),
                  "the model to describe itself"),
                 (("simulate", odd(), *STICKS, "--output-file", "{}"), r"fmi2DoStep at t=0\.5")):
             processes = [self.start(*(str(word).format(f"out{number}") for word in command)) for number in SIGNALS]

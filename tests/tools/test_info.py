@@ -173,6 +173,10 @@ max="INF" | nominal="0" | variable 'push': nominal is 0, expected more than 0 | 
 "push" | "'" | a name that is not structured | name
 "push" | "''" | a name that is not structured | name
 "push" | "a[1" | a name that is not structured | name
+"push" | "a[]" | a name that is not structured | name
+"push" | "a[1,]" | a name that is not structured | name
+"push" valueReference="3" | "push" valueReference="+3" | valueReference is '\+3', expected a whole number from 0 on | schema
+<Boolean/> | <Boolean start="yes"/> | variable 'held': start is 'yes', expected true or false | schema | alias | start
 "push" | "der(a.1)" | a name that is not structured | name
 "5" causality="calculatedParameter" | "5" causality="input" | causality input with variability tunable is not allowed | combination | start | initial-unknowns
 "7" variability="discrete" initial="exact" | "7" initial="approx" variability="constant" | initial is 'approx', expected exact for causality local | combination | alias
@@ -229,6 +233,38 @@ class Checked(Case):
                 self.assertTrue(any(re.search(f"{sentence}.* \\[{checks[0]}\\]$", line) for line in out), out)
                 self.assertRegex(err, f"new.fmu: {len(out)} problems? found by 20 checks of 9 variables")
 
+
+    def test_each_cell_of_causality_variability_and_initial(self):
+        letters = {"A": ["exact"], "B": ["calculated", "approx"], "C": ["calculated", "exact", "approx"], "D": [], "E": [], "-": None}
+        causalities = ("parameter", "calculatedParameter", "input", "output", "local", "independent")
+        table = {"constant": "---AA-", "fixed": "AB--B-", "tunable": "AB--B-", "discrete": "--DCC-", "continuous": "--DCCE"}
+        cells = [(causality, variability, initial) for causality in causalities for variability in table
+                 for initial in ("", "exact", "approx", "calculated")]
+        for start in ("", ' start="1"'):
+            variables = "".join(f'<ScalarVariable name="v{i}" valueReference="{i}" causality="{causality}" variability="{variability}"'
+                                + (f' initial="{initial}"' if initial else "") + f"><Real{start}/></ScalarVariable>\n"
+                                for i, (causality, variability, initial) in enumerate(cells))
+            out = self.findings(re.sub("(?s)(<ModelVariables>).*(</ModelVariables>)", rf"\1{variables}\2", GOOD), 1)[0]
+            found = {(int(i), check) for i, check in re.findall(r"(?m)variable 'v(\d+)': (?:causality|initial|has).* \[(combination|start)\]$", "\n".join(out))}
+            expected = set()
+            for i, (causality, variability, initial) in enumerate(cells):
+                allowed = letters[table[variability][causalities.index(causality)]]
+                if allowed is None or initial and initial not in allowed:
+                    expected.add((i, "combination"))
+                meant = initial or (allowed or [""])[0]
+                needs, bars = causality == "input" or meant in ("exact", "approx"), causality == "independent" or meant == "calculated"
+                if bars and not needs if start else needs:
+                    expected.add((i, "start"))
+            self.assertEqual(found, expected)
+
+    def test_each_alias_may_be_the_one_with_the_start_value(self):
+        def alias(name, start):
+            return f'<ScalarVariable name="{name}" valueReference="7" variability="discrete" initial="{"exact" if start else "calculated"}"><Boolean{start}/></ScalarVariable>'
+        for starts, wrong in (("--s", []), ("-s-s", ["d"]), ("s--s", ["d"]), ("ss-", ["b"]), ("---", [])):
+            others = "".join(alias(name, ' start="1"' if start == "s" else "") for name, start in zip("abcd", starts))
+            xml = re.sub(r'<ScalarVariable name="kept".*', others, GOOD)
+            out = self.findings(xml, int(bool(wrong)))[0]
+            self.assertEqual([re.search("variable '(.)'", line)[1] for line in out if "[alias]" in line], wrong)
 
 class Manual(Case):
     def test_each_command_has_a_page_with_its_options_and_examples(self):

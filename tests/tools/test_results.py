@@ -3,6 +3,7 @@ CMakeLists.txt runs each class as one test."""
 
 import math
 import os
+import re
 import shutil
 import signal
 import stat
@@ -11,7 +12,7 @@ import time
 import unittest
 import zipfile
 
-from case import LIBRARY, MOTOR_JAR, STUB, XML, Case, motor, odd, small_disk
+from case import LIBRARY, MOTOR_JAR, OUTPUT, STUB, VARIABLE, XML, Case, motor, odd, small_disk
 
 GNUPLOT = shutil.which("gnuplot")
 LONG = ("--stop-time=0.5", "--output-interval=1e-5")  # 50001 rows of the motor, some megabytes
@@ -54,7 +55,7 @@ class Whole(Case):
             os.chown(self.home / "there/old", *owner)
         umask = {"preexec_fn": lambda: os.umask(0o027)}
         self.zelvox("simulate", odd(), "--output-file=chain", **umask)
-        self.zelvox("pack", "--jar", MOTOR_JAR, "-o", "fmu", **umask)
+        self.assertIn("fmu will be an FMU, and tools expect a name that ends with .fmu", self.zelvox("pack", "--jar", MOTOR_JAR, "-o", "fmu", **umask)[1])
         self.assertEqual({path.name: path.is_symlink() for path in self.home.iterdir()},
                          {"table": True, "fmu": True, "chain": True, "there": False, "tmp": False})
         old, new = ((self.home / "there" / name).stat() for name in ("old", "dangling"))
@@ -91,7 +92,7 @@ class Whole(Case):
         self.assertEqual(sorted(os.listdir(self.home)), ["out.csv", "tmp"])
 
     def test_full_disk_leaves_the_whole_rows_that_fit_and_says_how_far_they_go(self):
-        err = self.zelvox("simulate", motor(), *LONG, "--output-file=out.csv", *["--output-variable=J"] * 40, code=1,
+        err = self.zelvox("simulate", motor(), *LONG, "--output-file=out.csv", *(f"--output-variable={name}" for name in ("J", "R", "b", "speed", "current", "voltage", "load")), code=1,
                           **small_disk(os.path.getsize(LIBRARY) + 300_000))[1]
         result = self.simulated(motor(), run=False)  # which is strict about cells
         self.assertRegex(err, "out.csv cannot be written: File too large; out.csv has the rows up to t=" + result["time"][-1])
@@ -118,7 +119,7 @@ class Whole(Case):
         run.send_signal(signal.SIGINT)
         last = self.finish(run, 130)[1].splitlines()[-1]
         part, = self.home.glob("out.csv.part-*")
-        self.assertRegex(last, rf": out.csv cannot be replaced: Is a directory; what was to be in it is in {part.name}\Z")
+        self.assertRegex(last, rf": out.csv cannot be replaced: Is a directory; what was to be in it is in {re.escape(str(part))}\Z")
         self.assertIn("\n1,", part.read_text())
 
     def test_what_is_no_file_is_written_directly(self):
@@ -156,7 +157,7 @@ class Exact(Case):
         epoch = 1.7e9
         for start, stop, interval, steps in (
                 (epoch, epoch + 0.15, 0.01, 15), (0, 0.2999999999, 0.1, 3), (0, 0.3000000001, 0.1, 3), (0, 0.31, 0.1, 4),
-                (-0.9, 0.9, 0.3, 6), (0, 1e308, 1e307, 10), (-1e-300, 1e-300, 1e-301, 20), (0, 1e-3, 5, 1), (epoch, epoch + 1e-5, 1e-6, 10)):
+                (-0.9, 0.9, 0.3, 6), (0, 1e308, 1e307, 10), (-1e-300, 1e-300, 1e-301, 20), (epoch, epoch + 1e-5, 1e-6, 10)):
             with self.subTest((start, stop, interval)):
                 result = self.simulated(odd(), f"--start-time={start!r}", f"--stop-time={stop!r}", f"--output-interval={interval!r}")
                 times, sizes = ([float(text) for text in result[name]] for name in ("time", "step"))
@@ -240,16 +241,19 @@ class Drawn(Case):
 
     def test_picture_that_is_cut_short_or_cannot_be_drawn_leaves_the_old_one(self):
         draw = ("simulate", motor(), "--stop-time=2", "--output-interval=1e-4", "--output-file=out.csv", "--plot-file")
+        names = [f"v{i}" for i in range(60)]
+        xml = XML.replace("</ModelV", "".join(VARIABLE % (name, 1, OUTPUT, "<Real/>") for name in names) + "</ModelV")
+        self.archive(("modelDescription.xml", xml), ("binaries/linux64/stub.so", STUB), name="stub.fmu")
         for picture in ("out.svg", "out.png"):
             self.write(picture, "old")
-            for reason, script, options in (
-                    ("cut short, is the disk full", "case $2 in --version) ;; *) trap '' XFSZ; ulimit -f 8;; esac", {}),
-                    ("gnuplot cannot be run", "exit 1", {}), ("gnuplot gave up: tired", "case $2 in --version) ;; *) echo tired >&2; exit 1;; esac", {}),
-                    ("plot.gnuplot cannot be written: File too large", "", small_disk(os.path.getsize(LIBRARY) + 300_000))):
-                many = ["--start-value=voltage=12", *["--output-variable=speed"] * (60 if options else 1)]
-                self.refuses(reason, *(word for word in draw if not options or "csv" not in str(word)), picture, *many,
-                             env=self.gnuplot(script), **options)
+            for reason, script in (
+                    ("cut short, is the disk full", "case $2 in --version) ;; *) trap '' XFSZ; ulimit -f 8;; esac"),
+                    ("gnuplot cannot be run", "exit 1"), ("gnuplot gave up: tired", "case $2 in --version) ;; *) echo tired >&2; exit 1;; esac")):
+                self.refuses(reason, *draw, picture, "--start-value=voltage=12", "--output-variable=speed", env=self.gnuplot(script))
                 self.assertEqual((self.home / picture).read_text(), "old")
+            self.refuses("plot.gnuplot cannot be written: File too large", "simulate", "stub.fmu", "--output-interval=1e-4", "--plot-file", picture,
+                         *(f"--output-variable={name}" for name in names), env={"STUB_TRACE": "/dev/null"}, **small_disk(len(STUB) + 100_000))
+            self.assertEqual((self.home / picture).read_text(), "old")
         self.assertEqual(sorted(path.name for path in self.home.glob("out.*")), ["out.csv", "out.png", "out.svg"])
 
     def test_settings_of_the_user_stay_out(self):

@@ -3,8 +3,17 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <new>
 
 #include "base/text.h"
+
+Failure failureOf(const std::exception& problem, const std::string& told) {
+  const auto* const failure = dynamic_cast<const Failure*>(&problem);
+  const bool noMemory = dynamic_cast<const std::bad_alloc*>(&problem) != nullptr;
+  return Failure((noMemory ? "the memory does not suffice" : problem.what()) +
+                     (told.empty() ? told : "; " + told),
+                 failure != nullptr ? failure->exitCode : ExitCode::failed);
+}
 
 void warn(const std::string& text) {
   // A progress bar may stand in the line.

@@ -2,6 +2,7 @@
 // something may be wrong and goes on.
 #pragma once
 
+#include <exception>
 #include <stdexcept>
 #include <string>
 
@@ -21,6 +22,9 @@ struct Failure : std::runtime_error {
       : std::runtime_error(sentence), exitCode(code) {}
   ExitCode exitCode;
 };
+
+// What went wrong, with what is to be told behind it. What is no Failure yet becomes one.
+Failure failureOf(const std::exception& problem, const std::string& told = {});
 
 // Prints one line on stderr.
 void warn(const std::string& text);

@@ -1,13 +1,19 @@
 #include "base/file_content.h"
 
+#include <array>
+#include <cerrno>
+#include <cstring>
 #include <fstream>
-#include <iterator>
 
 #include "base/failure.h"
+#include "base/start_directory.h"
 
 std::string fileContent(const std::filesystem::path& file) {
-  std::ifstream stream(file, std::ios::binary);
-  std::string content{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-  if (!stream.is_open() || stream.bad()) throw Failure(file.string() + " cannot be read");
+  std::ifstream stream(fromStart(file), std::ios::binary);
+  std::string content;
+  std::array<char, 1 << 16> piece;
+  while (stream.read(piece.data(), piece.size()) || stream.gcount() > 0)
+    content.append(piece.data(), static_cast<std::size_t>(stream.gcount()));
+  if (!stream.eof()) throw Failure("cannot read " + file.string() + ": " + std::strerror(errno));
   return content;
 }

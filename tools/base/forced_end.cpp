@@ -4,11 +4,14 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <future>
 #include <thread>
 #include <vector>
 
+#include "base/failure.h"
 #include "base/text.h"
 
 namespace {
@@ -42,15 +45,25 @@ std::string putInOrder() {
   return all;
 }
 
-// When main() returns there is nothing left to do; but Java code may call System.exit.
-void atExit() {
-  if (const std::string told = putInOrder(); !told.empty()) sayWithoutWaiting(told);
+// A process forked from this one has nothing to put in order here.
+void atExit(int code, void* owner) {
+  if (reinterpret_cast<std::intptr_t>(owner) != getpid()) return;
+  std::string said;
+  if (!endIsOurs && !endIsSaid)
+    said = "native code ended the process with exit code " + std::to_string(code);
+  const std::string told = putInOrder();
+  said += (said.empty() || told.empty() ? "" : "; ") + told;
+  if (!said.empty()) sayWithoutWaiting(said);
+  if (endIsOurs || code != 0) return;
+  std::fflush(nullptr);
+  std::_Exit(static_cast<int>(ExitCode::failed));
 }
 
 }  // namespace
 
 AtForcedEnd::AtForcedEnd(std::function<std::string()> called) : action(std::move(called)) {
-  [[maybe_unused]] static const int registered = std::atexit(atExit);
+  [[maybe_unused]] static const int registered =
+      on_exit(atExit, reinterpret_cast<void*>(std::intptr_t{getpid()}));
   const std::lock_guard lock(registry().mutex);
   registry().entries.push_back(this);
 }

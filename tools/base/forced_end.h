@@ -2,6 +2,7 @@
 // process: what must not be left half done (files, directories, child processes) is put in order.
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -32,6 +33,12 @@ class AtForcedEnd {
 // Takes all actions, the latest first, and ends the process: the sentence and what the actions tell
 // go to stderr.
 [[noreturn]] void endByForce(const std::string& sentence, int exitCode);
+
+// Of this process, before main() returns. Who calls exit() before that is native code of an FMU or
+// a model, which ends what we were about to do: the actions are taken, a sentence says so, unless
+// it was said before, and the exit code is never 0.
+inline std::atomic<bool> endIsOurs = false;
+inline std::atomic<bool> endIsSaid = false;
 
 // Prints one line on stderr, unless nobody takes it: it never waits.
 void sayWithoutWaiting(const std::string& sentence);

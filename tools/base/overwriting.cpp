@@ -21,9 +21,8 @@ std::optional<Identity> identityOf(const fs::path& file) {
   const Destination destination(file);
   if (destination.direct) return std::nullopt;
   if (destination.exists) return Identity(destination.status.st_dev, destination.status.st_ino, "");
-  const fs::path directory = destination.path.parent_path();
   struct stat status {};
-  if (stat(directory.empty() ? "." : directory.c_str(), &status) != 0) return std::nullopt;
+  if (stat(destination.path.parent_path().c_str(), &status) != 0) return std::nullopt;
   return Identity(status.st_dev, status.st_ino, destination.path.filename().string());
 }
 

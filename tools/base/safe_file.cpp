@@ -16,6 +16,7 @@
 #include <system_error>
 
 #include "base/failure.h"
+#include "base/start_directory.h"
 #include "base/temporary_directory.h"
 #include "base/text.h"
 
@@ -38,8 +39,7 @@ int descriptorNamed(const fs::path& link) {
   std::error_code error;
   if (fs::canonical(directoryOf(link), error) != fs::canonical("/proc/self/fd", error) || error)
     return -1;
-  const std::optional<double> number = parseNumber(link.filename().string());
-  return number ? static_cast<int>(*number) : -1;
+  return parseWhole<int>(link.filename().string()).value_or(-1);
 }
 
 // Not of mkstemp(), which knows no umask. Leaves room for a suffix that libzip appends for a while.
@@ -74,7 +74,7 @@ void hearOfBrokenPipes() {
   sigaction(SIGPIPE, &action, nullptr);
 }
 
-Destination::Destination(const fs::path& target) : path(target) {
+Destination::Destination(const fs::path& target) : path(fromStart(target)) {
   std::error_code ignored;
   constexpr int mostLinks = 40;  // as in Linux
   for (int links = 0; fs::is_symlink(path, ignored); ++links) {

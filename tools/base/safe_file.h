@@ -16,7 +16,7 @@
 
 #include "base/forced_end.h"
 
-// Where the bytes for a target go, behind all symbolic links.
+// Where the bytes for a target go, behind all symbolic links, wherever the process goes.
 struct Destination {
   // Throws Failure for a chain of links without an end.
   explicit Destination(const std::filesystem::path& target);

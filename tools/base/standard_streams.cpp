@@ -13,7 +13,13 @@
 
 namespace {
 
-int kept = -1;  // the stdout that is for the result
+// What they were, for the result and for the runs.
+int keptOutput = -1;
+int keptInput = -1;
+
+int copyOf(int stream) {
+  return fcntl(stream, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+}
 
 }  // namespace
 
@@ -26,20 +32,32 @@ void occupyClosedStreams() {
 }
 
 void keepStandardOutputForResult() {
-  kept = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-  if (kept < 0 || dup2(STDERR_FILENO, STDOUT_FILENO) < 0)
+  keptOutput = copyOf(STDOUT_FILENO);
+  if (keptOutput < 0 || dup2(STDERR_FILENO, STDOUT_FILENO) < 0)
     throw Failure(std::string("the standard output cannot be used: ") + std::strerror(errno));
 }
 
 int standardOutputForResult() {
-  return fcntl(kept, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  return copyOf(keptOutput);
+}
+
+void keepStandardInputForRuns() {
+  keptInput = copyOf(STDIN_FILENO);
+  const int empty = open("/dev/null", O_RDONLY | O_CLOEXEC);
+  if (keptInput < 0 || empty < 0 || dup2(empty, STDIN_FILENO) < 0)
+    throw Failure(std::string("stdin cannot be used: ") + std::strerror(errno));
+  close(empty);
+}
+
+int standardInputForRuns() {
+  return copyOf(keptInput);
 }
 
 void flushStandardOutput() {
   errno = 0;
   std::cout.flush();
   const bool flushed = std::fflush(stdout) == 0 && std::ferror(stdout) == 0 && std::cout.good();
-  if (flushed || kept >= 0) return;
+  if (flushed || keptOutput >= 0) return;
   const std::string reason = errno != 0 ? std::string(": ") + std::strerror(errno) : "";
   throw Failure("the standard output cannot be written" + reason);
 }

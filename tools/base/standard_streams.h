@@ -12,6 +12,12 @@ void keepStandardOutputForResult();
 // is none (errno).
 int standardOutputForResult();
 
+// For a command that reads its rows from stdin: a model that reads it, too, finds it empty and
+// takes none of them.
+void keepStandardInputForRuns();
+// A new descriptor of what stdin was then; -1 when there is none (errno).
+int standardInputForRuns();
+
 // Sees to it that all that was printed has been written. Throws Failure when it was not; but
 // what goes to stderr need not reach anybody.
 void flushStandardOutput();

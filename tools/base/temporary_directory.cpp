@@ -14,6 +14,7 @@
 #include "base/failure.h"
 #include "base/interrupts.h"
 #include "base/removal.h"
+#include "base/start_directory.h"
 #include "base/text.h"
 
 namespace fs = std::filesystem;
@@ -57,10 +58,10 @@ void sweep(const fs::path& parent) {
 
 TemporaryDirectory::TemporaryDirectory() {
   std::error_code error;
-  const fs::path parent = fs::temp_directory_path(error);
+  const fs::path parent = fromStart(fs::temp_directory_path(error));
   if (error) throw Failure("TMPDIR names no directory: " + error.message());
   sweep(parent);
-  std::string name = fs::absolute(parent) / "zelvox-XXXXXX";
+  std::string name = parent / "zelvox-XXXXXX";
   const auto busy = removal.busy();
   if (mkdtemp(name.data()) == nullptr) {
     throw Failure("no temporary directory can be made in " + parent.string() + ": " +

@@ -55,6 +55,12 @@ std::optional<double> parseNumber(std::string_view text) {
   return error == std::errc() ? std::optional(value) : std::nullopt;
 }
 
+std::optional<bool> parseBoolean(std::string_view text) {
+  text = trimmed(text);
+  if (text == "true" || text == "1") return true;
+  return text == "false" || text == "0" ? std::optional(false) : std::nullopt;
+}
+
 std::string printable(std::string_view text) {
   std::string valid, line;
   utf8::replace_invalid(text.begin(), text.end(), std::back_inserter(valid));

@@ -1,10 +1,12 @@
 // Numbers and texts between files, people and the program, the same in every command.
 #pragma once
 
+#include <charconv>
 #include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 // The shortest decimal text that reads back as exactly this number; "inf" and "nan" for the others.
 std::string numberText(double value);
@@ -14,6 +16,22 @@ std::string_view trimmed(std::string_view text);
 
 // A number as XML and CSV write it, blanks around it allowed; empty for everything else.
 std::optional<double> parseNumber(std::string_view text);
+
+// A whole number as XML and CSV write it, blanks around it allowed; empty for everything else, also
+// for one that the type cannot hold. A number without a sign has none in front, not even a plus.
+template <class Integer>
+std::optional<Integer> parseWhole(std::string_view text) {
+  text = trimmed(text);
+  if (std::is_signed_v<Integer> && text.starts_with('+') && !text.starts_with("+-"))
+    text.remove_prefix(1);
+  Integer value{};
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  const bool whole = error == std::errc() && end == text.data() + text.size();
+  return whole ? std::optional(value) : std::nullopt;
+}
+
+// true, false, 1 or 0, blanks around it allowed; empty for everything else.
+std::optional<bool> parseBoolean(std::string_view text);
 
 // The text on one line of a terminal, as UTF-8: what a foreign file may hold to play tricks,
 // control characters and those that turn the direction of writing, becomes blanks.

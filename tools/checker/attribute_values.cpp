@@ -1,21 +1,12 @@
 #include "checker/attribute_values.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdint>
 
 #include "base/text.h"
 #include "checker/checked.h"
 
 namespace {
-
-template <class Integer>
-bool isWhole(std::string_view text) {
-  if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
-  Integer value{};
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  return error == std::errc() && end == text.data() + text.size();
-}
 
 bool isNumber(std::string_view text) {
   // XML Schema spells them so and not otherwise.
@@ -43,13 +34,16 @@ std::string expectedValue(std::string_view text, std::string_view kind) {
   const auto words = wordsOf(text);
   const auto choices = wordsOf(kind, '|');
   const std::string_view value = trimmed(text);
+  const auto isIndex = [](std::string_view word) {
+    return parseWhole<std::uint32_t>(word).has_value();
+  };
   if (kind == "number") return isNumber(value) ? "" : "a number";
-  if (kind == "int") return isWhole<std::int32_t>(value) ? "" : "a whole number of 32 bits";
-  if (kind == "index") return isWhole<std::uint32_t>(value) ? "" : "a whole number from 0 on";
+  if (kind == "int") return parseWhole<std::int32_t>(value) ? "" : "a whole number of 32 bits";
+  if (kind == "index") return isIndex(value) ? "" : "a whole number from 0 on";
   if (kind == "date") return isDate(value) ? "" : "a time such as 2009-12-08T14:33:22Z";
-  if (kind == "boolean") return isOneOf(value, {"true", "false", "1", "0"}) ? "" : "true or false";
+  if (kind == "boolean") return parseBoolean(value) ? "" : "true or false";
   if (kind == "indexes")
-    return std::ranges::all_of(words, isWhole<std::uint32_t>) ? "" : "indexes with blanks between";
+    return std::ranges::all_of(words, isIndex) ? "" : "indexes with blanks between";
   std::string list;
   for (const std::string_view choice : choices) {
     if (choice != "kinds") list += (list.empty() ? "" : ", ") + std::string(choice);

@@ -1,20 +1,16 @@
 #include "checker/checked.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
 
 #include "base/text.h"
 #include "checker/combinations.h"
+#include "fmu_file/model_description.h"
 
 namespace {
 
-constexpr std::array<std::string_view, 5> typeNames = {"Real", "Integer", "Boolean", "String",
-                                                       "Enumeration"};
-
 pugi::xml_node typeIn(const pugi::xml_node& node) {
   for (const pugi::xml_node child : node.children()) {
-    if (std::ranges::find(typeNames, child.name()) != typeNames.end()) return child;
+    if (std::ranges::find(variableTypes, child.name()) != variableTypes.end()) return child;
   }
   return {};
 }
@@ -58,7 +54,8 @@ Checked::Checked(std::string_view content, const std::vector<std::string>& allFi
     types.emplace(type.attribute("name").value(), type);
   for (const pugi::xml_node node : root.child("ModelVariables").children("ScalarVariable")) {
     variables.push_back(checkedVariable(node, *this));
-    if (const auto state = indexIn(variables.back().value.attribute("derivative").value()))
+    if (const auto state =
+            parseWhole<std::size_t>(variables.back().value.attribute("derivative").value()))
       states.insert(*state);
   }
 }
@@ -81,21 +78,13 @@ std::string placeOf(const pugi::xml_node& node) {
   if (!parent.parent()) return std::string(element);
   std::string above = parent.parent().parent() ? placeOf(parent) : "";
   // What a variable holds is the variable for who reads this.
-  if (std::ranges::find(typeNames, element) != typeNames.end()) return above;
+  if (std::ranges::find(variableTypes, element) != variableTypes.end()) return above;
   std::string own = kindOf(element);
   if (const auto name = node.attribute("name")) own += " " + inQuotes(name.value());
   if (const auto index = node.attribute("index")) own += " " + printable(index.value());
   const bool list = element == "ScalarVariable" || element == "SimpleType" || element == "Unit" ||
                     above == "ModelStructure";
   return list || above.empty() ? own : above + ", " + own;
-}
-
-std::optional<std::size_t> indexIn(std::string_view text) {
-  text = trimmed(text);
-  std::size_t value = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  const bool whole = error == std::errc() && end == text.data() + text.size();
-  return whole ? std::optional(value) : std::nullopt;
 }
 
 std::vector<std::string_view> wordsOf(std::string_view text, char separator) {
@@ -110,9 +99,4 @@ std::vector<std::string_view> wordsOf(std::string_view text, char separator) {
     ++i;
   }
   return words;
-}
-
-bool isTrue(const pugi::xml_attribute& attribute) {
-  const std::string_view text = trimmed(attribute.value());
-  return text == "true" || text == "1";
 }

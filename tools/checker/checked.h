@@ -49,10 +49,5 @@ using Check = void (*)(const Checked& description, const Report& report);
 // "variable 'speed'", "unit 'm', DisplayUnit 'cm'", "Outputs, Unknown 3".
 std::string placeOf(const pugi::xml_node& node);
 
-// The attribute as a whole number from 0 on; empty when it is none.
-std::optional<std::size_t> indexIn(std::string_view text);
-
 // The words of a text between blanks.
 std::vector<std::string_view> wordsOf(std::string_view text, char separator = ' ');
-
-bool isTrue(const pugi::xml_attribute& attribute);

@@ -20,7 +20,7 @@ std::set<std::size_t> checkList(const Checked& description, const char* list,
                                 const Report& report) {
   std::set<std::size_t> listed;
   for (const pugi::xml_node unknown : unknownsOf(description, list)) {
-    const auto index = indexIn(unknown.attribute("index").value());
+    const auto index = parseWhole<std::size_t>(unknown.attribute("index").value());
     if (!index) continue;
     const auto* const variable = description.variable(index);
     if (variable == nullptr) {
@@ -58,11 +58,11 @@ Wanted initialUnknown(const Checked& description) {
   std::set<const CheckedVariable*> dynamic;
   for (const pugi::xml_node unknown : unknownsOf(description, "Derivatives")) {
     const auto* const derivative =
-        description.variable(indexIn(unknown.attribute("index").value()));
+        description.variable(parseWhole<std::size_t>(unknown.attribute("index").value()));
     if (derivative == nullptr) continue;
     dynamic.insert(derivative);
-    dynamic.insert(
-        description.variable(indexIn(derivative->value.attribute("derivative").value())));
+    dynamic.insert(description.variable(
+        parseWhole<std::size_t>(derivative->value.attribute("derivative").value())));
   }
   return [dynamic](const CheckedVariable& variable) {
     return variable.causality == "calculatedParameter" ||
@@ -82,7 +82,7 @@ void checkKnowns(const pugi::xml_node& unknown, bool initially, const Checked& d
                  const Report& report) {
   std::size_t last = 0;
   for (const std::string_view word : wordsOf(unknown.attribute("dependencies").value())) {
-    const auto index = indexIn(word);
+    const auto index = parseWhole<std::size_t>(word);
     if (!index) continue;
     const auto* const known = description.variable(index);
     if (known == nullptr) {
@@ -111,7 +111,8 @@ void checkKindsOf(const pugi::xml_node& unknown, const Checked& description, con
     report(unknown, "has " + counted(std::ssize(words), "dependenciesKind") +
                         ", expected one for each of the " + std::to_string(dependencies) +
                         " dependencies");
-  const auto* const variable = description.variable(indexIn(unknown.attribute("index").value()));
+  const auto* const variable =
+      description.variable(parseWhole<std::size_t>(unknown.attribute("index").value()));
   const auto isOther = [](std::string_view word) { return word != "dependent"; };
   if (variable != nullptr && variable->type != "Real" && std::ranges::any_of(words, isOther))
     report(unknown, inQuotes(variable->name) + " is no Real, expected only the kind dependent");
@@ -141,7 +142,8 @@ void checkInitialUnknowns(const Checked& description, const Report& report) {
   checkComplete(description, "InitialUnknowns", listed, wanted, report);
   std::size_t last = 0;
   for (const pugi::xml_node unknown : unknownsOf(description, "InitialUnknowns")) {
-    const std::size_t index = indexIn(unknown.attribute("index").value()).value_or(last);
+    const std::size_t index =
+        parseWhole<std::size_t>(unknown.attribute("index").value()).value_or(last);
     if (index < last)
       report(unknown, "comes behind " + std::to_string(last) + ", expected ascending indexes");
     last = index;

@@ -1,5 +1,6 @@
 // What each variable says of itself, and of others with the same value reference.
 #include <algorithm>
+#include <cstdint>
 #include <map>
 
 #include "base/text.h"
@@ -129,12 +130,13 @@ void checkAliases(const Checked& description, const Report& report) {
     const CheckedVariable* first;
     const CheckedVariable* started;  // the first with a start value
   };
-  std::map<std::pair<std::string_view, std::string_view>, Aliases> known;
+  std::map<std::pair<std::string_view, std::uint32_t>, Aliases> known;
   for (const CheckedVariable& variable : description.variables) {
-    const std::string_view reference = variable.node.attribute("valueReference").value();
-    if (variable.type.empty() || !indexIn(reference)) continue;
+    const auto reference =
+        parseWhole<std::uint32_t>(variable.node.attribute("valueReference").value());
+    if (variable.type.empty() || !reference) continue;
     const bool starts = !variable.value.attribute("start").empty();
-    const auto [found, isNew] = known.try_emplace({baseOf(variable), reference},
+    const auto [found, isNew] = known.try_emplace({baseOf(variable), *reference},
                                                   Aliases{&variable, starts ? &variable : nullptr});
     if (isNew) continue;
     Aliases& aliases = found->second;
@@ -152,7 +154,7 @@ void checkStates(const Checked& description, const Report& report) {
              "is the derivative of this one");
     const pugi::xml_attribute attribute = variable.value.attribute("derivative");
     if (!attribute) continue;
-    const auto* const state = description.variable(indexIn(attribute.value()));
+    const auto* const state = description.variable(parseWhole<std::size_t>(attribute.value()));
     if (state == nullptr)
       report(variable.node, "derivative is " + inQuotes(attribute.value()) +
                                 ", expected the index of a variable, 1 to " +

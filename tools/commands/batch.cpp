@@ -41,6 +41,7 @@ void runBatch(Options& options) {
   if (!toStdout) refuseOverwriting(read, {{"--output-file", batch.outputFile}});
   catchInterrupts();
   if (toStdout) keepStandardOutputForResult();
+  if (batch.runs == "-") keepStandardInputForRuns();
   std::vector<std::string>& jvm = options.fmu.jvmOptions;
   const std::vector<std::string> heap = smallHeapOptions(jvm);
   jvm.insert(jvm.begin(), heap.begin(), heap.end());

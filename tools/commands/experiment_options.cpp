@@ -30,7 +30,9 @@ void addExperimentOptions(CLI::App& command, ExperimentOptions& experiment) {
       ->group(run);
   command
       .add_option("--start-value", experiment.startValues,
-                  "Value of an input or a parameter at the start; repeatable")
+                  "Value of an input or a parameter at the start, in the variable's unit or with "
+                  "one of its "
+                  "display units, as 'inflow=24000 L/min'; repeatable")
       ->allow_extra_args(false)
       ->type_name("NAME=VALUE")
       ->group(run);

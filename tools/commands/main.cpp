@@ -6,8 +6,10 @@
 #include <exception>
 
 #include "base/failure.h"
+#include "base/forced_end.h"
 #include "base/interrupts.h"
 #include "base/standard_streams.h"
+#include "base/start_directory.h"
 #include "base/text.h"
 #include "commands/command.h"
 #include "commands/usage.h"
@@ -55,6 +57,7 @@ int run(int argc, char* argv[]) {
   addExecCommand(app);
   addDoctorCommand(app);
   addHelpCommand(app);
+  refuseEmptyValues({argv + 1, argv + argc});
   refuseValueWithoutEqualsSign({argv + 1, argv + argc});
   try {
     app.parse(argc, argv);
@@ -62,6 +65,23 @@ int run(int argc, char* argv[]) {
   } catch (const CLI::ParseError& error) {
     // --help and --version come this way too, with code 0.
     return static_cast<int>(app.exit(error) == 0 ? ExitCode::success : ExitCode::usage);
+  }
+}
+
+// The exit code, whatever goes wrong.
+int runToTheEnd(int argc, char* argv[]) {
+  try {
+    const int code = run(argc, argv);
+    flushStandardOutput();
+    // Nobody but the writing thread hears that a file could not grow, and it may not have minded.
+    if (interrupted() == SIGXFSZ)
+      return complain("a file cannot grow any more (ulimit -f)", ExitCode::failed);
+    return code;
+  } catch (const std::exception& problem) {
+    const Failure failure = failureOf(problem);
+    return complain(failure.what(), failure.exitCode);
+  } catch (...) {
+    return complain("something went wrong that has no name", ExitCode::failed);
   }
 }
 
@@ -83,19 +103,9 @@ void addJvmOptions(CLI::App& command, std::vector<std::filesystem::path>& classP
 }
 
 int main(int argc, char* argv[]) {
+  rememberStartDirectory();
   occupyClosedStreams();
-  try {
-    const int code = run(argc, argv);
-    flushStandardOutput();
-    // Nobody but the writing thread hears that a file could not grow, and it may not have minded.
-    if (interrupted() == SIGXFSZ)
-      return complain("a file cannot grow any more (ulimit -f)", ExitCode::failed);
-    return code;
-  } catch (const Failure& failure) {
-    return complain(failure.what(), failure.exitCode);
-  } catch (const std::exception& problem) {
-    return complain(problem.what(), ExitCode::failed);
-  } catch (...) {
-    return complain("something went wrong that has no name", ExitCode::failed);
-  }
+  const int code = runToTheEnd(argc, argv);
+  endIsOurs = true;
+  return code;
 }

@@ -10,6 +10,7 @@
 #include "base/installation.h"
 #include "base/interrupts.h"
 #include "base/overwriting.h"
+#include "base/safe_file.h"
 #include "base/temporary_directory.h"
 #include "base/text.h"
 #include "commands/command.h"
@@ -43,6 +44,9 @@ void pack(const PackOptions& options) {
   read.push_back({"the installed", zelvoxJar()});
   read.push_back({"the installed", zelvoxLibrary()});
   refuseOverwriting(read, {{"-o", options.output}});
+  if (!options.output.empty() && options.output.extension() != ".fmu" &&
+      !Destination(options.output).direct)
+    warn(options.output.string() + " will be an FMU, and tools expect a name that ends with .fmu");
   catchInterrupts();
   const TemporaryDirectory staged;
   nowWaitingFor("the JVM to start");

@@ -65,11 +65,9 @@ ReadyFmu::ReadyFmu(const FmuOptions& given)
                          }),
                    directory.path())) {}
 
-// Whatever the FMU: a binary that speaks of libjvm.so needs a JVM.
 void ReadyFmu::startJvmIfNeeded() {
   if (hasJvm) return;
-  const fs::path binary = fmuBinary(directory.path(), model);
-  if (fileContent(binary).find("libjvm.so") == std::string::npos) return;
+  if (!needsJvm(fmuBinary(directory.path(), model))) return;
   hasJvm = true;
   startJvmWith(options);
 }

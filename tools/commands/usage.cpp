@@ -169,6 +169,21 @@ void addHelpCommand(CLI::App& app) {
   for (CLI::App* each : app.get_subcommands({})) each->group("Commands");
 }
 
+void refuseEmptyValues(const std::vector<std::string>& arguments) {
+  for (std::size_t i = 0; i < arguments.size() && arguments[i] != "--"; ++i) {
+    const std::string& word = arguments[i];
+    const bool assigned = word.starts_with("--") && word.find('=') == word.size() - 1;
+    const std::string before = i > 0 ? arguments[i - 1] : "";
+    // A build tool knows the libraries as a class path, which may be empty.
+    if (!assigned && (!word.empty() || before == "--jar")) continue;
+    const std::string option = assigned ? word.substr(0, word.size() - 1) : before;
+    throw Failure(option.starts_with('-')
+                      ? option + " has an empty value, expected one, or no " + option
+                      : "a word of the command line is empty, expected a name",
+                  ExitCode::usage);
+  }
+}
+
 void refuseValueWithoutEqualsSign(const std::vector<std::string>& arguments) {
   for (std::size_t i = 0; i + 2 < arguments.size() && arguments[0] == "simulate"; ++i) {
     const std::string& name = arguments[i + 1];

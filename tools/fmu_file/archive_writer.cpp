@@ -3,9 +3,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstdlib>
-#include <cstring>
 
 #include "base/failure.h"
 #include "base/interrupts.h"
@@ -80,12 +78,9 @@ void writeArchive(const fs::path& target, const std::vector<ArchiveEntry>& entri
 std::time_t creationTime() {
   const char* const epoch = std::getenv("SOURCE_DATE_EPOCH");
   if (epoch == nullptr || *epoch == '\0') return std::time(nullptr);
-  std::time_t seconds = 0;
-  const char* const end = epoch + std::strlen(epoch);
-  const auto result = std::from_chars(epoch, end, seconds);
-  if (result.ec != std::errc() || result.ptr != end || seconds < 0) {
+  const std::optional<std::time_t> seconds = parseWhole<std::time_t>(epoch);
+  if (!seconds || *seconds < 0)
     throw Failure("SOURCE_DATE_EPOCH is " + inQuotes(epoch) + ", expected a number of seconds",
                   ExitCode::usage);
-  }
-  return seconds;
+  return *seconds;
 }

@@ -1,7 +1,6 @@
 #include "fmu_file/description_reader.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <unordered_map>
 
@@ -9,9 +8,6 @@
 #include "fmu_file/description_xml.h"
 
 namespace {
-
-constexpr std::array<const char*, 5> variableTypes = {"Real", "Integer", "Boolean", "String",
-                                                      "Enumeration"};
 
 class Reader {
  public:
@@ -56,6 +52,8 @@ class Reader {
     if (kind.empty()) fail(root, "it has neither CoSimulation nor ModelExchange");
     model.modelIdentifier = required(kind, "modelIdentifier");
     model.needsExecutionTool = isTrue(kind.attribute("needsExecutionTool"));
+    model.variableStepSize =
+        isTrue(coSimulation.attribute("canHandleVariableCommunicationStepSize"));
   }
 
   void readExperiment(const pugi::xml_node& experiment, ModelDescription& model) {
@@ -94,13 +92,13 @@ class Reader {
     variable.causality = node.attribute("causality").as_string("local");
     variable.initial = node.attribute("initial").value();
     const auto type = std::ranges::find_if(
-        variableTypes, [&node](const char* name) { return !node.child(name).empty(); });
+        variableTypes, [&node](std::string_view name) { return !node.child(name.data()).empty(); });
     if (type == variableTypes.end())
       fail(node, "variable " + inQuotes(variable.name) + " has no type");
     variable.type = *type;
     variable.variability = node.attribute("variability")
                                .as_string(variable.type == "Real" ? "continuous" : "discrete");
-    readType(node.child(*type), *type, variable);
+    readType(node.child(type->data()), type->data(), variable);
     return variable;
   }
 
@@ -126,7 +124,9 @@ class Reader {
     // FMI 2.0.2, 2.2.3.
     if (variable.displayUnit && variable.relativeQuantity) variable.displayUnit->offset = 0.0;
     if (variable.type == "Boolean") {
-      if (const auto start = own.attribute("start")) variable.start = isTrue(start) ? 1.0 : 0.0;
+      const auto start = own.attribute("start");
+      if (start && !parseBoolean(start.value())) failNumber(own, start, "true or false");
+      if (start) variable.start = isTrue(start) ? 1.0 : 0.0;
     } else if (variable.type == "String") {
       if (const auto start = own.attribute("start")) variable.startText = start.value();
     } else {
@@ -166,19 +166,11 @@ class Reader {
 
   template <class Integer>
   Integer integer(const pugi::xml_node& node, const pugi::xml_attribute& attribute) {
-    const std::string_view text = trimmed(attribute.value());
-    Integer value{};
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc() || end != text.data() + text.size()) {
+    const std::optional<Integer> value = parseWhole<Integer>(attribute.value());
+    if (!value)
       failNumber(node, attribute,
                  std::is_signed_v<Integer> ? "a whole number" : "a whole number from 0 on");
-    }
-    return value;
-  }
-
-  static bool isTrue(const pugi::xml_attribute& attribute) {
-    const std::string_view text = trimmed(attribute.value());
-    return text == "true" || text == "1";
+    return *value;
   }
 
   [[noreturn]] void failNumber(const pugi::xml_node& node, const pugi::xml_attribute& attribute,

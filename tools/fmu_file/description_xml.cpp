@@ -5,6 +5,10 @@
 #include "base/failure.h"
 #include "base/text.h"
 
+bool isTrue(const pugi::xml_attribute& attribute) {
+  return parseBoolean(attribute.value()).value_or(false);
+}
+
 DescriptionXml::DescriptionXml(std::string_view text) {
   for (std::size_t end = text.find('\n'); end != text.npos; end = text.find('\n', end + 1))
     lineEnds.push_back(static_cast<std::ptrdiff_t>(end));

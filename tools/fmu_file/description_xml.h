@@ -7,6 +7,9 @@
 #include <string_view>
 #include <vector>
 
+// Whether an attribute says so; one that is missing does not.
+bool isTrue(const pugi::xml_attribute& attribute);
+
 class DescriptionXml {
  public:
   // Throws Failure with the line and the reason for text that is no XML, has a document type, so

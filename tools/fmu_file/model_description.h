@@ -5,7 +5,15 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <variant>
 #include <vector>
+
+inline constexpr std::array<std::string_view, 5> variableTypes = {"Real", "Integer", "Boolean",
+                                                                  "String", "Enumeration"};
+
+// What a variable can hold: booleans are 0 and 1.
+using Cell = std::variant<double, std::string>;
 
 // The SI base units of FMI, in the order of UnitDefinition::exponents.
 inline constexpr std::array<const char*, 8> baseUnits = {"kg", "m",   "s",  "A",
@@ -48,6 +56,7 @@ struct ModelDescription {
   bool coSimulation = false;
   bool modelExchange = false;
   bool needsExecutionTool = false;
+  bool variableStepSize = false;  // communication steps may differ in their length
   std::optional<double> startTime, stopTime, stepSize, tolerance;  // DefaultExperiment, in seconds
   std::vector<UnitDefinition> units;
   std::vector<ScalarVariable> variables;

@@ -22,24 +22,14 @@ Batch::Batch(const BatchOptions& given, const ModelDescription& model)
       point(experiment.observed),
       finite(experiment.observed, options.failOnNan),
       record(experiment.observed, options.record.statistics) {
-  refuseTwoMeanings();
-  for (const ScalarVariable* variable : table.variables()) experiment.start.add(*variable);
-}
-
-// Of two values for one variable, or two columns of one name, one would win without a word.
-void Batch::refuseTwoMeanings() const {
   for (std::size_t i = 0; i < table.variables().size(); ++i) {
     const ScalarVariable& variable = *table.variables()[i];
-    const std::string problem = table.placeOf(i) + ": '" + printable(variable.name) + "' ";
     if (!options.record.all && (variable.name == "run" || variable.name == "error"))
-      throw Failure(problem +
-                    "is a column of the result already, expected it as --start-value, or "
+      throw Failure(table.placeOf(i) + ": '" + variable.name +
+                    "' is a column of the result already, expected it as --start-value, or "
                     "--record all, which leaves the columns of the runs out");
-    for (const std::string& startValue : options.experiment.startValues)
-      if (startValue.starts_with(variable.name + "="))
-        throw Failure(problem + "has a --start-value as well, expected one of them");
-    if (experiment.inputs && experiment.inputs->drives(variable))
-      throw Failure(problem + "has a column in --input-file as well, expected one of them");
+    experiment.giveOnce(variable, table.placeOf(i), "a column in --runs");
+    experiment.start.add(variable);
   }
 }
 
@@ -51,12 +41,9 @@ void Batch::run(const fs::path& unpacked, bool resetsAlways) {
   const auto begin = std::chrono::steady_clock::now();
   try {
     runAll();
-    rows.reset();
-    flushRows();
-  } catch (const Failure& failure) {
-    rows.reset();
-    const std::string kept = keepRows();
-    throw Failure(failure.what() + (kept.empty() ? kept : "; " + kept), failure.exitCode);
+    output->flush();
+  } catch (const std::exception& problem) {
+    throw failureOf(problem, output->keep());
   }
   wallTime = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
   if (wroteRows() || interrupted() == 0) output->close();
@@ -81,11 +68,8 @@ std::vector<std::string> Batch::resultColumns() const {
 }
 
 void Batch::openTable(const std::vector<std::string>& names) {
-  output.emplace(options.outputFile);
-  for (const std::string& name : names) output->add(std::string_view(name));
-  output->endRow();
-  // After the file, whose own end would be to go.
-  rows.emplace([this] { return keepRows(); });
+  output.emplace(options.outputFile, names, "run ");
+  output->beginKeeping();
 }
 
 void Batch::show() {
@@ -97,36 +81,14 @@ void Batch::show() {
     for (const Cell& cell : row.values) output->add(cell);
     output->endRow();
   }
-  rows.reset();
   if (interrupted() == 0) output->close();
-}
-
-// Makes the rows so far the result, and says how far they go.
-std::string Batch::keepRows() {
-  if (!output || !wroteRows()) return {};
-  try {
-    flushRows();
-  } catch (const Failure&) {  // then the table ends with the rows before
-  }
-  try {
-    if (!lastWritten) return {};
-    output->close();
-    if (isStandardOutput(options.outputFile)) return {};  // who reads the rows has them
-    return nameOfTable(options.outputFile) + " has the rows up to run " +
-           std::to_string(*lastWritten);
-  } catch (const Failure& failure) {
-    return failure.what();
-  }
 }
 
 void Batch::runAll() {
   ProgressBar progress(!options.quiet && !options.logging.messages && !options.logging.calls &&
                        table.count());
   while (true) {
-    if (!table.ready()) {
-      const auto busy = rows->busy();
-      flushRows();
-    }
+    if (!table.ready()) output->flush();
     nowWaitingFor("the next row of the runs");
     if (!table.next(row) || !runOnce()) return;
     if (instance && !instance->isUsable())
@@ -149,7 +111,7 @@ bool Batch::runOnce() {
     if (everyPoint) observe(run.time());
     while (run.goesOn() && interrupted() == 0) {
       if (run.step() && everyPoint && experiment.grid.isRow(run.steps())) observe(run.time());
-      writeLateRows();
+      output->writeLateRows();
     }
     if (run.goesOn()) return false;
     if (run.wasEndedByFmu()) noteEndByFmu(run.time());
@@ -159,7 +121,7 @@ bool Batch::runOnce() {
     // from now on all rows are looked at.
     if (run.wasEndedByFmu() && !everyPoint) return runOnce();
   } catch (const Failure& failure) {
-    if (writing) throw;
+    if (output->isBroken()) throw;
     error = printable(failure.what());
   }
   ++runsDone;
@@ -187,14 +149,11 @@ void Batch::observe(double time) {
   point.readFrom(*instance);
   finite.check(time, point.values, " in run " + std::to_string(row.number));
   if (!options.record.all) return record.add(time, point.values);
-  const auto busy = rows->busy();
-  writing = true;
   output->add(row.number);
   output->add(time);
   for (const Cell& cell : point.values) output->add(cell);
   if (options.record.errors) output->addEmpty();
   endRow();
-  writing = false;
 }
 
 // Its values are those of another time than in the other rows.
@@ -209,7 +168,6 @@ void Batch::writeRow(const std::string& error) {
     if (!error.empty()) warn("run " + std::to_string(row.number) + ": " + error);
     return;
   }
-  const auto busy = rows->busy();
   output->add(row.number);
   if (options.record.all) {
     for (std::size_t i = 0; i <= experiment.observed.size(); ++i) output->addEmpty();
@@ -222,21 +180,8 @@ void Batch::writeRow(const std::string& error) {
 }
 
 void Batch::endRow() {
-  lastGiven = row.number;
-  if (output->endRow()) lastWritten = lastGiven;
-}
-
-void Batch::writeLateRows() {
-  writing = true;
-  if (output->isLate()) {
-    const auto busy = rows->busy();
-    flushRows();
-  }
-  writing = false;
-}
-
-void Batch::flushRows() {
-  if (output->flush()) lastWritten = lastGiven;
+  gaveRows = true;
+  output->endRow();
 }
 
 void Batch::summarize() const {

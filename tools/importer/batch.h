@@ -8,11 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "base/forced_end.h"
 #include "importer/experiment.h"
 #include "importer/finite_check.h"
 #include "importer/run_table.h"
-#include "output/row_file.h"
+#include "output/result_table.h"
 #include "output/run_record.h"
 
 struct BatchOptions {
@@ -42,10 +41,9 @@ class Batch {
   long long runs() const { return runsDone; }
   long long failedRuns() const { return runsFailed; }
   const std::string& firstFailure() const { return firstReason; }
-  bool wroteRows() const { return lastGiven.has_value(); }
+  bool wroteRows() const { return gaveRows; }
 
  private:
-  void refuseTwoMeanings() const;
   void openTable(const std::vector<std::string>& names);
   std::vector<std::string> resultColumns() const;
   void runAll();
@@ -56,10 +54,6 @@ class Batch {
   void noteEndByFmu(double time);
   void writeRow(const std::string& error);
   void endRow();
-  // Those that have waited long enough.
-  void writeLateRows();
-  void flushRows();
-  std::string keepRows();
 
   const BatchOptions& options;
   Experiment experiment;
@@ -74,14 +68,11 @@ class Batch {
   std::optional<FmuInstance> instance;
   bool instanceUsed = false;
 
-  RunRow row;                       // of the current run
-  std::optional<RowFile> output;    // until it is closed
-  std::optional<AtForcedEnd> rows;  // keeps them, as long as there are runs
-  bool writing = false;             // a Failure is about the table, not about the run
+  RunRow row;                         // of the current run
+  std::optional<ResultTable> output;  // until it is closed
+  bool gaveRows = false;
 
   long long runsDone = 0, runsFailed = 0;
-  // The runs of the last rows that were given and written.
-  std::optional<long long> lastGiven, lastWritten;
   double wallTime = 0.0;                // of the runs, in seconds
   std::string firstReason, lastReason;  // of runs that failed; the last is empty if it did not
   bool warnedOfEnd = false;             // of a run by the FMU, as others may end, too

@@ -33,5 +33,9 @@ struct FmuFunctions {
 std::filesystem::path fmuBinary(const std::filesystem::path& directory,
                                 const ModelDescription& model);
 
+// Whether it is linked to libjvm.so, or asks for the JVM of its process. A binary that loads a JVM
+// of its own does neither, and could not if there was another one.
+bool needsJvm(const std::filesystem::path& binary);
+
 // Loads the binary and finds its functions. Throws Failure when it cannot be loaded or lacks one.
 FmuFunctions loadBinary(const std::filesystem::path& binary);

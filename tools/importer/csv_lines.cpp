@@ -7,6 +7,12 @@
 
 namespace {
 
+constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+
+bool isSeparator(char character) {
+  return character == ',' || character == ';' || character == '\t';
+}
+
 std::string_view nameOf(char separator) {
   return separator == ';' ? "semicolon" : separator == '\t' ? "tab" : "comma";
 }
@@ -15,81 +21,93 @@ std::string_view nameOf(char separator) {
 
 void CsvLines::add(std::string_view more) {
   text.erase(0, position);
+  searched -= position;
   position = 0;
   text += more;
 }
 
 bool CsvLines::next(std::vector<CsvCell>& cells) {
   do {
-    const std::size_t begin = position;
-    const std::size_t beginLine = nextLine;
-    const char beginBetween = between;
-    if (position == text.size()) return false;
+    if (!lineIsThere()) return false;
     line = nextLine;
-    if (!readLine(cells)) {
-      position = begin;
-      nextLine = beginLine;
-      between = beginBetween;
-      return false;
-    }
+    readLine(cells);
+    searched = position;
+    inside = Inside::nothing;
+    likely = between;
   } while (cells.size() == 1 && cells[0].text.empty() && !cells[0].quoted);
   return true;
 }
 
-bool CsvLines::readLine(std::vector<CsvCell>& cells) {
-  if (!ended && text.find('\n', position) == std::string::npos) return false;
-  if (nextLine == 1 && text.starts_with("\xEF\xBB\xBF")) position = 3;
+bool CsvLines::lineIsThere() {
+  for (; searched < text.size(); ++searched) {
+    const char character = text[searched];
+    if (inside == Inside::quotes) {
+      if (character == '"') inside = Inside::closed;
+    } else if (character == '\n') {
+      return true;
+    } else if (likely == '\0' ? isSeparator(character) : character == likely) {
+      likely = character;
+      inside = Inside::nothing;
+    } else if (character == '"' && inside != Inside::cell) {
+      inside = Inside::quotes;
+    } else if (character != ' ' && character != '\t' && !isOfByteOrderMark(searched)) {
+      inside = Inside::cell;
+    }
+  }
+  return ended && position < text.size();
+}
+
+bool CsvLines::isOfByteOrderMark(std::size_t place) const {
+  return nextLine == 1 && place < byteOrderMark.size() && text[place] == byteOrderMark[place];
+}
+
+void CsvLines::readLine(std::vector<CsvCell>& cells) {
+  if (nextLine == 1 && text.starts_with(byteOrderMark)) position = byteOrderMark.size();
   ++nextLine;
   cells.clear();
   if (between == '\0') skipBlankLine();
   while (true) {
     CsvCell& cell = cells.emplace_back();
-    if (!readCell(cell, cells.size())) return false;
-    if (between == '\0' && (at(',') || at(';') || at('\t'))) between = text[position];
+    readCell(cell, cells.size());
+    if (between == '\0' && position < text.size() && isSeparator(text[position]))
+      between = text[position];
     if (between == '\0' || !at(between)) break;
     ++position;
   }
   if (at('\r')) ++position;
-  if (!hasMore()) return false;
-  if (position == text.size()) return true;
+  if (position == text.size()) return;
   if (!at('\n'))
     fail(cells.size(), "expected a " + std::string(nameOf(between)) + " or the end of the line");
   ++position;
-  return true;
 }
 
-bool CsvLines::readCell(CsvCell& cell, std::size_t column) {
-  if (!skipBlanks()) return false;
+void CsvLines::readCell(CsvCell& cell, std::size_t column) {
+  skipBlanks();
   if (at('"')) return readQuoted(cell, column);
   const std::string ends = between == '\0' ? ",;\t\r\n" : std::string("\r\n") + between;
   const std::size_t end = std::min(text.find_first_of(ends, position), text.size());
   cell.text = text.substr(position, end - position);
   cell.text.erase(cell.text.find_last_not_of(" \t") + 1);
   position = end;
-  return hasMore();
 }
 
-bool CsvLines::readQuoted(CsvCell& cell, std::size_t column) {
+void CsvLines::readQuoted(CsvCell& cell, std::size_t column) {
   cell.quoted = true;
   do {
     const std::size_t begin = position + 1;
     const std::size_t quote = text.find('"', begin);
-    if (quote == std::string::npos) {
-      if (ended) fail(column, "a quote is not closed");
-      return false;
-    }
+    if (quote == std::string::npos) fail(column, "a quote is not closed");
     cell.text.append(text, begin, quote - begin);
     position = quote + 1;
     if (at('"')) cell.text += '"';
   } while (at('"'));
   nextLine += static_cast<std::size_t>(std::ranges::count(cell.text, '\n'));
-  return skipBlanks();
+  skipBlanks();
 }
 
-bool CsvLines::skipBlanks() {
+void CsvLines::skipBlanks() {
   const char* const blanks = between == ',' || between == ';' ? " \t" : " ";
   position = std::min(text.find_first_not_of(blanks, position), text.size());
-  return hasMore();
 }
 
 // In front of the first line a tab separates nothing.

@@ -39,20 +39,25 @@ class CsvLines {
   void requireCells(const std::vector<CsvCell>& cells, std::size_t expected) const;
 
  private:
-  // Reads one line, up to `position`; false when the text ends before the line does.
-  bool readLine(std::vector<CsvCell>& cells);
-  bool readCell(CsvCell& cell, std::size_t column);
-  bool readQuoted(CsvCell& cell, std::size_t column);
-  bool skipBlanks();
+  // Whether the text has the line to its end. An end of line within quotes is none. Each character
+  // is looked at once, in however many pieces the line comes.
+  bool lineIsThere();
+  bool isOfByteOrderMark(std::size_t place) const;
+  void readLine(std::vector<CsvCell>& cells);
+  void readCell(CsvCell& cell, std::size_t column);
+  void readQuoted(CsvCell& cell, std::size_t column);
+  void skipBlanks();
   void skipBlankLine();
-  // Whether the text goes on at the position, or at least has an end there.
-  bool hasMore() const { return ended || position < text.size(); }
   bool at(char character) const { return position < text.size() && text[position] == character; }
 
   std::string name;
   std::string text;
   std::size_t position = 0;
   char between = '\0';  // the cells; none as long as it is not known
+  // How far the end of the line was searched, and what was found there.
+  std::size_t searched = 0;
+  enum class Inside { nothing, cell, quotes, closed } inside = Inside::nothing;
+  char likely = '\0';  // what separates the cells, also in a first line that is not complete
   std::size_t line = 0;
   std::size_t nextLine = 1;
   bool ended = false;

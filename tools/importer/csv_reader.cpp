@@ -2,14 +2,11 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
 #include <cmath>
-#include <cstring>
-#include <fstream>
 #include <optional>
-#include <sstream>
 
 #include "base/failure.h"
+#include "base/file_content.h"
 #include "base/text.h"
 #include "importer/csv_lines.h"
 
@@ -136,13 +133,5 @@ CsvTable parseCsv(std::string_view text, std::string file) {
 }
 
 CsvTable readCsv(const std::filesystem::path& file) {
-  std::ifstream stream(file, std::ios::binary);
-  std::ostringstream text;
-  if (!stream || !(text << stream.rdbuf()).good()) {
-    // An empty file cannot be copied into a stream either.
-    if (stream.is_open() && std::filesystem::is_regular_file(file))
-      return parseCsv(text.view(), file.string());
-    throw Failure("cannot read " + file.string() + ": " + std::strerror(errno));
-  }
-  return parseCsv(text.view(), file.string());
+  return parseCsv(fileContent(file), file.string());
 }

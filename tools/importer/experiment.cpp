@@ -1,5 +1,7 @@
 #include "importer/experiment.h"
 
+#include <unordered_set>
+
 #include "base/failure.h"
 #include "base/text.h"
 
@@ -11,26 +13,14 @@ std::vector<const ScalarVariable*> chooseObserved(const VariableNames& names,
   std::vector<const ScalarVariable*> chosen;
   for (const std::string& name : wanted)
     chosen.push_back(&names.find(name, "--output-variable", [](const auto&) { return true; }));
+  std::unordered_set<const ScalarVariable*> seen;
+  for (const ScalarVariable* variable : chosen)
+    if (!seen.insert(variable).second)
+      throw Failure("--output-variable names '" + printable(variable->name) + "' twice");
   if (!chosen.empty()) return chosen;
   for (const ScalarVariable& variable : model.variables)
     if (variable.causality == "output") chosen.push_back(&variable);
   return chosen;
-}
-
-VariableGroup startGroup(const VariableNames& names, const std::vector<std::string>& startValues) {
-  std::vector<const ScalarVariable*> variables;
-  std::vector<Cell> values;
-  for (const std::string& startValue : startValues) {
-    const std::size_t equals = startValue.find('=');
-    if (equals == std::string::npos)
-      throw Failure("--start-value " + printable(startValue) + " has no value, expected NAME=VALUE",
-                    ExitCode::usage);
-    variables.push_back(&findSettable(names, startValue.substr(0, equals), "--start-value"));
-    values.push_back(parseValue(*variables.back(), startValue.substr(equals + 1)));
-  }
-  VariableGroup group(variables);
-  group.values = values;
-  return group;
 }
 
 }  // namespace
@@ -52,11 +42,35 @@ Experiment::Experiment(const ExperimentOptions& options, const ModelDescription&
       names(model),
       grid(options.time, model),
       observed(chooseObserved(names, model, options.outputVariables)),
-      start(startGroup(names, options.startValues)) {
+      start({}) {
   if (!options.inputFile.empty()) inputs.emplace(model, readCsv(options.inputFile));
+  if (inputs)
+    for (const ScalarVariable* variable : inputs->variables())
+      giveOnce(*variable, "--input-file", "a column in --input-file");
+  for (const std::string& startValue : options.startValues) setAtStart(startValue);
   constexpr long long many = 1'000'000'000;
   if (grid.steps > many)
     warn("the run takes " + std::to_string(grid.steps) + " steps of " + numberText(grid.step) +
          (options.time.stepSize ? " s, is the step size meant?"
                                 : " s, is the output interval meant?"));
+}
+
+void Experiment::setAtStart(const std::string& startValue) {
+  const std::size_t equals = startValue.find('=');
+  if (equals == std::string::npos)
+    throw Failure("--start-value " + printable(startValue) + " has no value, expected NAME=VALUE",
+                  ExitCode::usage);
+  const ScalarVariable& variable =
+      findSettable(names, startValue.substr(0, equals), "--start-value");
+  giveOnce(variable, "--start-value", "a --start-value");
+  start.add(variable);
+  start.values.back() = parseStartValue(model, variable, startValue.substr(equals + 1));
+}
+
+void Experiment::giveOnce(const ScalarVariable& variable, const std::string& place,
+                          const std::string& how) {
+  const auto [other, isFirst] = given.emplace(&variable, how);
+  if (!isFirst)
+    throw Failure(place + ": '" + printable(variable.name) + "' has " + other->second +
+                  " as well, expected one of them");
 }

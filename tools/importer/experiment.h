@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "importer/input_signals.h"
@@ -14,7 +15,7 @@
 
 struct ExperimentOptions {
   TimeOptions time;
-  std::vector<std::string> startValues;      // NAME=VALUE
+  std::vector<std::string> startValues;      // NAME=VALUE, or NAME=VALUE UNIT
   std::filesystem::path inputFile;           // empty when there is none
   std::vector<std::string> outputVariables;  // none for all outputs
 };
@@ -30,10 +31,19 @@ struct Experiment {
   Experiment(const Experiment&) = delete;
   Experiment& operator=(const Experiment&) = delete;
 
+  // Throws Failure for a variable that is given in another way already: of two values one would win
+  // without a word. `place` begins the message, and `how` is for that about another way.
+  void giveOnce(const ScalarVariable& variable, const std::string& place, const std::string& how);
+
   const ModelDescription& model;
   VariableNames names;
   TimeGrid grid;
   std::vector<const ScalarVariable*> observed;
   VariableGroup start;  // set before the initialization
   std::optional<InputSignals> inputs;
+
+ private:
+  void setAtStart(const std::string& startValue);
+
+  std::unordered_map<const ScalarVariable*, std::string> given;
 };

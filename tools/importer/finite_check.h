@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "fmu_file/model_description.h"
-#include "output/row_file.h"
 
 class FiniteCheck {
  public:

@@ -96,7 +96,7 @@ FmuInstance::FmuInstance(const fs::path& directory, const ModelDescription& desc
                ", fmuResourceLocation=" + shown(uri.c_str()) +
                ", visible=fmi2False, loggingOn=" + nameOf(logging.messages) + ")",
            component != nullptr ? "an instance" : "NULL");
-  if (component == nullptr) fail("fmi2Instantiate");
+  if (component == nullptr) fail("fmi2Instantiate", "the FMU gave no reason");
 }
 
 FmuInstance::~FmuInstance() {
@@ -224,10 +224,13 @@ void FmuInstance::receive(fmi2ComponentEnvironment self, fmi2String, fmi2Status 
   auto& instance = *static_cast<FmuInstance*>(self);
   // The FMU is C: nothing may be thrown through it, and a message is not worth ending for.
   try {
-    const std::string message = messageText(text, arguments, instance.model);
-    if (status >= fmi2Discard && !message.empty()) instance.lastError = message;
+    std::string message = messageText(text, arguments, instance.model);
     if (instance.logging.messages)
       instance.showMessage(status, category != nullptr ? category : "", message);
+    if (status >= fmi2Discard && !message.empty()) {
+      const std::lock_guard lock(instance.hearing);
+      instance.lastError = std::move(message);
+    }
   } catch (...) {
   }
   va_end(arguments);
@@ -250,7 +253,10 @@ void FmuInstance::showCall(const std::string& call, const char* result) const {
 }
 
 void FmuInstance::begin(const char* function) {
-  lastError.clear();
+  {
+    const std::lock_guard lock(hearing);
+    lastError.clear();
+  }
   nowWaitingFor(function, time);
 }
 
@@ -266,12 +272,12 @@ void FmuInstance::require(fmi2Status status, const char* function) {
   if (status == fmi2Pending)
     throw Failure(std::string(function) +
                   " is still computing when it returns, expected an FMU that steps synchronously");
-  if (lastError.empty()) lastError = std::string("the FMU gave no reason but ") + nameOf(status);
-  fail(function);
+  fail(function, std::string("the FMU gave no reason but ") + nameOf(status));
 }
 
-void FmuInstance::fail(const char* function) {
-  std::string reason = lastError.empty() ? "the FMU gave no reason" : printable(lastError);
+void FmuInstance::fail(const char* function, const std::string& withoutReason) {
+  const std::lock_guard lock(hearing);
+  std::string reason = lastError.empty() ? withoutReason : printable(lastError);
   // Many FMUs begin their messages with the name of the function.
   const std::string prefix = std::string(function) + ": ";
   if (reason.starts_with(prefix)) reason.erase(0, prefix.size());

@@ -3,7 +3,9 @@
 // FMI 2.0 co-simulation FMU will do.
 #pragma once
 
+#include <atomic>
 #include <filesystem>
+#include <mutex>
 #include <optional>
 #include <span>
 #include <string>
@@ -68,7 +70,7 @@ class FmuInstance {
   // check() also shows the call.
   void check(fmi2Status status, const char* function, const std::string& arguments = {});
   void require(fmi2Status status, const char* function);
-  [[noreturn]] void fail(const char* function);
+  [[noreturn]] void fail(const char* function, const std::string& withoutReason);
   template <class Function, class Value>
   void exchange(const char* name, Function* function, References vr, std::span<Value> value);
 
@@ -77,8 +79,9 @@ class FmuInstance {
   fmi2CallbackFunctions callbacks;  // the FMU keeps a pointer to them
   FmuFunctions functions;
   fmi2Component component = nullptr;
-  double time = 0.0;      // the communication point, for messages
+  std::atomic<double> time = 0.0;  // the communication point, for messages
   std::string lastError;  // what the FMU said last about what went wrong in the current call
+  std::mutex hearing;     // of lastError: the FMU may send messages from any of its threads
   bool running = false;   // initialized and not terminated, and no call failed
   bool usable = true;     // no call gave fmi2Fatal, after which nothing may be called
 };

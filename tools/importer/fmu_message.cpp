@@ -43,9 +43,9 @@ std::string withNames(const std::string& text, const ModelDescription& model) {
       result += '#';
       i = end;
     } else {
-      const std::optional<double> reference = parseNumber(text.substr(i + 2, end - i - 2));
+      const auto reference = parseWhole<std::uint32_t>(text.substr(i + 2, end - i - 2));
       const auto variable = std::ranges::find_if(model.variables, [&](const ScalarVariable& v) {
-        return isOfType(v, text[i + 1]) && reference == static_cast<double>(v.valueReference);
+        return isOfType(v, text[i + 1]) && reference == v.valueReference;
       });
       if (variable == model.variables.end()) {
         result += '#';

@@ -50,10 +50,6 @@ InputSignals::InputSignals(const ModelDescription& model, CsvTable columns)
   }
 }
 
-bool InputSignals::drives(const ScalarVariable& variable) const {
-  return std::ranges::find(driven, &variable) != driven.end();
-}
-
 void InputSignals::writeTo(FmuInstance& instance, double time, double tolerance) {
   if (table.rows.empty()) return;
   const auto next = std::ranges::upper_bound(table.times, time + tolerance);

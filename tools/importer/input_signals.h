@@ -16,7 +16,6 @@ class InputSignals {
   // the object.
   InputSignals(const ModelDescription& model, CsvTable columns);
 
-  bool drives(const ScalarVariable& variable) const;
   // A row that lies behind `time` by no more than the tolerance counts as reached: a communication
   // point that was computed may fall short of the time in a row by some last digits.
   void writeTo(FmuInstance& instance, double time, double tolerance);

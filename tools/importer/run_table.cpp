@@ -8,11 +8,14 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <charconv>
 #include <cstring>
+#include <map>
+#include <unordered_set>
 
 #include "base/failure.h"
 #include "base/interrupts.h"
+#include "base/standard_streams.h"
+#include "base/start_directory.h"
 #include "base/text.h"
 #include "importer/experiment.h"
 #include "importer/variable_values.h"
@@ -22,28 +25,48 @@ namespace {
 // How long a signal that came to another thread may go unnoticed.
 constexpr int milliseconds = 100;
 
+// Numbers of runs; what follows each other takes no memory.
+class RunNumbers {
+ public:
+  // False for one that is there already.
+  bool insert(long long number) {
+    auto next = ranges.upper_bound(number);
+    const bool hasBefore = next != ranges.begin();
+    const auto before = hasBefore ? std::prev(next) : next;
+    if (hasBefore && before->second >= number) return false;
+    auto place = hasBefore && before->second == number - 1
+                     ? before
+                     : ranges.emplace_hint(next, number, number);
+    place->second = number;
+    if (next == ranges.end() || next->first != number + 1) return true;
+    place->second = next->second;
+    ranges.erase(next);
+    return true;
+  }
+
+ private:
+  std::map<long long, long long> ranges;  // the last by the first
+};
+
 }  // namespace
 
 RunTable::RunTable(const std::filesystem::path& file, const VariableNames& known)
     : names(known),
       name(file == "-" ? "stdin" : file.string()),
-      descriptor(file == "-" ? STDIN_FILENO : open(file.c_str(), O_RDONLY | O_CLOEXEC)) {
+      descriptor(file == "-" ? standardInputForRuns()
+                             : open(fromStart(file).c_str(), O_RDONLY | O_CLOEXEC)) {
   if (descriptor < 0) throw Failure("cannot read " + name + ": " + std::strerror(errno));
   try {
     readHeader();
     if (file != "-" && fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) readToTheEnd();
   } catch (...) {
-    closeFile();
+    close(descriptor);
     throw;
   }
 }
 
 RunTable::~RunTable() {
-  closeFile();
-}
-
-void RunTable::closeFile() {
-  if (descriptor != STDIN_FILENO) close(descriptor);
+  close(descriptor);
 }
 
 void RunTable::readHeader() {
@@ -58,13 +81,14 @@ void RunTable::readHeader() {
     lines->fail(1, "the cells have semicolons between them, expected commas or tabs");
   headerLine = lines->lineNumber();
   columns.clear();
+  std::unordered_set<const ScalarVariable*> seen;
   numberColumn.reset();
   for (std::size_t i = 0; i < cells.size(); ++i) {
     const std::string& wanted = cells[i].text;
     const std::string place = placeInTable(name, headerLine, i + 1);
     const bool isNumber = wanted == "run" && !names.has(wanted);
     const ScalarVariable* const variable = isNumber ? nullptr : &findSettable(names, wanted, place);
-    if (isNumber ? numberColumn.has_value() : std::ranges::find(columns, variable) != columns.end())
+    if (isNumber ? numberColumn.has_value() : !seen.insert(variable).second)
       throw Failure(place + ": '" + printable(wanted) + "' has a column already");
     if (isNumber) {
       numberColumn = i;
@@ -77,7 +101,10 @@ void RunTable::readHeader() {
 void RunTable::readToTheEnd() {
   nowWaitingFor("the runs to be read");
   RunRow row;
-  while (next(row)) continue;
+  RunNumbers numbers;
+  while (next(row))
+    if (!numbers.insert(row.number))
+      lines->fail(*numberColumn + 1, "there is another run " + std::to_string(row.number));
   if (interrupted() != 0) throw Failure(name + " was not read to its end");
   if (counted == 0) throw Failure(name + " has no lines behind the header, expected at least one");
   rows = counted;
@@ -154,12 +181,10 @@ RunRow RunTable::parsed() const {
 }
 
 long long RunTable::numberIn(const CsvCell& cell, std::size_t column) const {
-  long long number = 0;
-  const char* const end = cell.text.data() + cell.text.size();
-  const auto [rest, error] = std::from_chars(cell.text.data(), end, number);
-  if (error != std::errc() || rest != end)
+  const std::optional<long long> number = parseWhole<long long>(cell.text);
+  if (!number)
     lines->fail(column, shownCell(cell.text) + " is no number of a run, expected a whole number");
-  return number;
+  return *number;
 }
 
 std::string RunTable::placeOf(std::size_t variable) const {

@@ -14,7 +14,6 @@
 
 #include "importer/csv_lines.h"
 #include "importer/variable_names.h"
-#include "output/row_file.h"
 
 struct RunRow {
   long long number = 0;
@@ -23,8 +22,8 @@ struct RunRow {
 
 class RunTable {
  public:
-  // "-" is stdin. Throws Failure with line and column for what is no such table, as far as it is
-  // there; waits for the header. `names` must outlive the object.
+  // "-" is stdin, after keepStandardInputForRuns(). Throws Failure with line and column for what is
+  // no such table, as far as it is there; waits for the header. `names` must outlive the object.
   RunTable(const std::filesystem::path& file, const VariableNames& names);
   ~RunTable();
   RunTable(const RunTable&) = delete;
@@ -42,7 +41,6 @@ class RunTable {
   std::optional<long long> count() const { return rows; }
 
  private:
-  void closeFile();
   void readHeader();
   void readToTheEnd();
   // Takes the next line from the text that is there, or else from what comes within so many

@@ -72,14 +72,12 @@ void Simulation::stepThrough(FmuInstance& instance) {
   try {
     stepToTheEnd(instance, run);
     run.terminate();
-    rows.reset();
     if (output) output->flush();
-  } catch (const Failure& failure) {
-    rows.reset();
-    const std::string kept = failure.exitCode == ExitCode::brokenPipe
-                                 ? "the run stopped at t=" + numberText(endTime)
-                                 : keepRows();
-    throw Failure(failure.what() + (kept.empty() ? kept : "; " + kept), failure.exitCode);
+  } catch (const std::exception& problem) {
+    const bool gone = failureOf(problem).exitCode == ExitCode::brokenPipe;
+    throw failureOf(problem, gone     ? "the run stopped at t=" + numberText(endTime)
+                             : output ? output->keep()
+                                      : "");
   }
   if (output && stepping) output->close();
   output.reset();
@@ -87,31 +85,9 @@ void Simulation::stepThrough(FmuInstance& instance) {
 
 void Simulation::openTable() {
   if (options.outputFile.empty()) return;
-  std::vector<std::string> header;
-  for (const ScalarVariable* variable : observed) header.push_back(variable->name);
-  output.emplace(options.outputFile, header);
-  // After the file, whose own end would be to go.
-  rows.emplace([this] { return keepRows(); });
-}
-
-// Makes the rows of a run that failed the result, and says how far they go.
-std::string Simulation::keepRows() {
-  std::string said;
-  if (output && stepping) {
-    try {
-      output->flush();
-    } catch (const Failure&) {  // then the table ends with the rows before
-    }
-    try {
-      if (const std::optional<double> last = output->lastTime()) {
-        output->close();
-        said = nameOfTable(options.outputFile) + " has the rows up to t=" + numberText(*last);
-      }
-    } catch (const Failure& failure) {
-      said = failure.what();
-    }
-  }
-  return said;
+  std::vector<std::string> columns = {"time"};
+  for (const ScalarVariable* variable : observed) columns.push_back(variable->name);
+  output.emplace(options.outputFile, columns, "t=");
 }
 
 void Simulation::stepToTheEnd(FmuInstance& instance, Run& run) {
@@ -121,6 +97,7 @@ void Simulation::stepToTheEnd(FmuInstance& instance, Run& run) {
   const auto begin = std::chrono::steady_clock::now();
   while (run.goesOn() && !interrupted()) {
     stepping = true;
+    if (output) output->beginKeeping();
     const bool stepped = run.step();
     stepsDone = run.steps();
     endTime = run.time();
@@ -135,19 +112,18 @@ void Simulation::record(FmuInstance& instance, double time) {
   rowTime = time;
   row.readFrom(instance);
   if (output) {
-    const auto busy = rows->busy();
-    output->write(time, row.values);
+    output->add(time);
+    for (const Cell& cell : row.values) output->add(cell);
+    output->endRow();
   }
   ++rowsDone;
-  if (picture) times.push_back(time);
   finite.check(time, row.values);
   if (!picture) return;
   auto line = lines.begin();
   for (const Cell& cell : row.values)
-    if (const double* const number = std::get_if<double>(&cell))
-      (line++)->values.push_back(*number);
+    if (const double* const number = std::get_if<double>(&cell)) (line++)->trace.add(time, *number);
   for (const std::size_t i : drawnInputs)
-    (line++)->values.push_back(std::get<double>(experiment.inputs->written()[i]));
+    (line++)->trace.add(time, std::get<double>(experiment.inputs->written()[i]));
 }
 
 void Simulation::summarize() const {
@@ -187,5 +163,5 @@ void Simulation::summarize() const {
 }
 
 void Simulation::draw() {
-  if (picture) picture->draw(experiment.model.modelName, times, lines);
+  if (picture) picture->draw(experiment.model.modelName, lines);
 }

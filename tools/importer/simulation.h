@@ -6,12 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "base/forced_end.h"
 #include "importer/experiment.h"
 #include "importer/finite_check.h"
 #include "importer/run.h"
-#include "output/csv_writer.h"
 #include "output/picture.h"
+#include "output/result_table.h"
 
 struct SimulationOptions {
   ExperimentOptions experiment;
@@ -45,15 +44,13 @@ class Simulation {
   void openTable();
   void stepToTheEnd(FmuInstance& instance, Run& run);
   void record(FmuInstance& instance, double time);
-  std::string keepRows();
 
   const SimulationOptions& options;
   Experiment experiment;
   const std::vector<const ScalarVariable*>& observed;
   VariableGroup row;
   FiniteCheck finite;
-  std::optional<CsvWriter> output;  // until it is closed
-  std::optional<AtForcedEnd> rows;  // keeps them, as long as steps are done
+  std::optional<ResultTable> output;  // until it is closed
   std::optional<Picture> picture;
 
   // What has happened.
@@ -64,8 +61,8 @@ class Simulation {
   double endTime = 0.0;   // of the last step
   double wallTime = 0.0;  // of the steps, in seconds
   bool endedByFmu = false;
-  std::vector<double> times;             // both for the picture only
-  std::vector<PlotLine> lines;           // the observed numbers, and behind them the driven inputs
+  std::vector<PlotLine>
+      lines;  // of the picture: the observed numbers, and behind them the driven inputs
   std::vector<std::size_t> drawnInputs;  // by column of the input file
   std::size_t notDrawn = 0;
 };

@@ -42,19 +42,23 @@ bool isMultiple(double interval, double step, long long count) {
   return std::abs(static_cast<double>(count) * step - interval) <= digits * interval;
 }
 
-// With as few digits as suffice.
-std::string multipleText(double step, long long count) {
-  std::array<char, 32> text{};
+// begin + count * step, with as few digits as suffice.
+std::string multipleText(double begin, double step, long long count) {
+  const double exact = begin + static_cast<double>(count) * step;
+  double near = exact;
   for (int digits = 1; digits <= 17; ++digits) {
-    std::snprintf(text.data(), text.size(), "%.*g", digits, static_cast<double>(count) * step);
-    if (isMultiple(parseNumber(text.data()).value_or(0.0), step, count)) break;
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), "%.*g", digits, exact);
+    near = parseNumber(text.data()).value_or(exact);
+    if (isMultiple(near - begin, step, count)) break;
   }
-  return text.data();
+  return numberText(near);
 }
 
 }  // namespace
 
-TimeGrid::TimeGrid(const TimeOptions& options, const ModelDescription& model) {
+TimeGrid::TimeGrid(const TimeOptions& options, const ModelDescription& model)
+    : shortensLastStep(model.variableStepSize) {
   start = options.startTime.value_or(model.startTime.value_or(0.0));
   stop = options.stopTime.value_or(model.stopTime.value_or(start + 1.0));
   if (!std::isfinite(start) || !std::isfinite(stop) || stop <= start)
@@ -66,16 +70,31 @@ TimeGrid::TimeGrid(const TimeOptions& options, const ModelDescription& model) {
                       ", which is longer than any number",
                   ExitCode::usage);
   chooseSteps(options, model);
+  const std::string nameOfStep = options.stepSize ? "step size" : "output interval";
   const double digit = digitOf(start, stop);
   const double quotient = (stop - start) / interval * static_cast<double>(stepsPerRow);
-  if (step < digit || quotient > mostSteps)
-    refuse(options.stepSize ? "step size" : "output interval", step);
+  if (step < digit || quotient > mostSteps) refuse(nameOfStep, step);
   rounding = std::min(4.0 * digit, step / 4.0);
   tolerance = std::max(1e-6 * step, rounding);
+  if (step > stop - start + tolerance)
+    throw Failure("the " + nameOfStep + " is " + numberText(step) +
+                      ", expected at most the length of the run, " + numberText(stop - start),
+                  ExitCode::usage);
   // A quotient that is a whole number but for the tolerance is meant to be one.
   const double whole = std::round(quotient);
-  steps = static_cast<long long>(
-      std::abs(quotient - whole) * step <= tolerance && whole > 0.0 ? whole : std::ceil(quotient));
+  const bool isWhole = std::abs(quotient - whole) * step <= tolerance;
+  steps = static_cast<long long>(isWhole ? whole : std::ceil(quotient));
+  if (!isWhole && !shortensLastStep) refuseRest();
+}
+
+void TimeGrid::refuseRest() const {
+  throw Failure("no whole number of steps of " + numberText(step) + " goes from " +
+                    numberText(start) + " to " + numberText(stop) +
+                    ", and the FMU takes no shorter one (it does not say "
+                    "canHandleVariableCommunicationStepSize); --stop-time " +
+                    multipleText(start, step, steps - 1) + " or " +
+                    multipleText(start, step, steps) + ", or another --step-size",
+                ExitCode::usage);
 }
 
 void TimeGrid::chooseSteps(const TimeOptions& options, const ModelDescription& model) {
@@ -94,7 +113,7 @@ void TimeGrid::chooseSteps(const TimeOptions& options, const ModelDescription& m
   }
   throw Failure("the output interval " + numberText(interval) +
                     " is no whole multiple of the step size " + numberText(step) +
-                    "; the nearest that is one: " + multipleText(step, stepsPerRow),
+                    "; the nearest that is one: " + multipleText(0.0, step, stepsPerRow),
                 ExitCode::usage);
 }
 
@@ -106,5 +125,5 @@ double TimeGrid::point(long long i) const {
 
 double TimeGrid::stepSize(long long i) const {
   const double rest = stop - point(steps - 1);
-  return i == steps - 1 && std::abs(rest - step) > rounding ? rest : step;
+  return shortensLastStep && i == steps - 1 && std::abs(rest - step) > rounding ? rest : step;
 }

@@ -25,7 +25,8 @@ class TimeGrid {
   bool isRow(long long i) const { return i % stepsPerRow == 0 || i == steps; }
   bool everyPointIsRow() const { return stepsPerRow == 1; }
   // Of the step from point i on. All steps have the same length but for the last, if it does not
-  // divide the run: some FMUs refuse a length that differs in its last digits.
+  // divide the run: some FMUs refuse a length that differs in its last digits, and others any that
+  // differs.
   double stepSize(long long i) const;
 
   double start, stop;
@@ -37,8 +38,10 @@ class TimeGrid {
 
  private:
   void chooseSteps(const TimeOptions& options, const ModelDescription& model);
+  [[noreturn]] void refuseRest() const;
 
-  double interval;  // of the rows
+  const bool shortensLastStep;  // where the FMU can handle that
+  double interval;              // of the rows
   long long stepsPerRow = 1;
   double rounding;  // of a point of time, and of the difference of two
 };

@@ -2,6 +2,7 @@
 
 #include <utf8.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <optional>
@@ -12,10 +13,14 @@
 
 namespace {
 
+std::string inUnit(const ScalarVariable& variable) {
+  return variable.unit.empty() ? "" : " in " + variable.unit;
+}
+
 [[noreturn]] void refuse(const ScalarVariable& variable, const std::string& text,
                          const std::string& expected) {
-  throw Failure("'" + printable(text) + "' is no value for '" + variable.name + "', expected " +
-                expected);
+  throw Failure("'" + printable(text) + "' is no value for '" + printable(variable.name) +
+                "', expected " + printable(expected));
 }
 
 }  // namespace
@@ -35,17 +40,36 @@ Cell parseValue(const ScalarVariable& variable, const std::string& text) {
       refuse(variable, text, "a text in UTF-8 without zero bytes");
     return text;
   }
-  std::optional<double> number = parseNumber(text);
-  if (variable.type == "Boolean") {
-    if (text == "true") number = 1.0;
-    if (text == "false") number = 0.0;
-  }
+  const std::optional<double> number =
+      variable.type == "Boolean" ? parseBoolean(text) : parseNumber(text);
   if (!number || !canHold(variable, *number))
     refuse(variable, text,
-           variable.type == "Real"      ? "a finite number"
+           variable.type == "Real"      ? "a finite number" + inUnit(variable)
            : variable.type == "Boolean" ? "true, false, 1 or 0"
                                         : "an integer");
   return *number;
+}
+
+Cell parseStartValue(const ModelDescription& model, const ScalarVariable& variable,
+                     const std::string& text) {
+  const std::string_view given = trimmed(text);
+  const std::size_t blank = std::min(given.find_first_of(" \t"), given.size());
+  const std::string_view unit = trimmed(given.substr(blank));
+  if (variable.type != "Real" || unit.empty()) return parseValue(variable, text);
+  const std::optional<double> number = parseNumber(given.substr(0, blank));
+  if (number && std::isfinite(*number) && unit == variable.unit) return *number;
+  std::string known = variable.unit.empty() ? "" : ", or one with a unit: " + variable.unit;
+  const auto definition = std::ranges::find(model.units, variable.unit, &UnitDefinition::name);
+  if (definition != model.units.end()) {
+    for (const DisplayUnit& display : definition->displayUnits) {
+      if (!std::isnormal(display.factor) || !std::isfinite(display.offset)) continue;
+      const double offset = variable.relativeQuantity ? 0.0 : display.offset;
+      const double value = (number.value_or(0.0) - offset) / display.factor;
+      if (number && unit == display.name && std::isfinite(value)) return value;
+      known += ", " + display.name;
+    }
+  }
+  refuse(variable, text, "a finite number" + inUnit(variable) + known);
 }
 
 VariableGroup::VariableGroup(const std::vector<const ScalarVariable*>& variables) {

@@ -5,10 +5,14 @@
 #include <vector>
 
 #include "importer/fmu_instance.h"
-#include "output/row_file.h"
 
 // The value that the text says for a variable of this type. Throws Failure when it says none.
 Cell parseValue(const ScalarVariable& variable, const std::string& text);
+
+// The same of a start value, which may have a unit behind it, "24000 L/min": that of the variable
+// or any that the FMU can show the variable in. Without one it is in the variable's unit.
+Cell parseStartValue(const ModelDescription& model, const ScalarVariable& variable,
+                     const std::string& text);
 
 // Whether a number is a value of this variable's type: booleans are 0 or 1, integers have no
 // fraction, a text is none.

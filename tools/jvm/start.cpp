@@ -12,6 +12,7 @@
 #include <sstream>
 
 #include "base/failure.h"
+#include "base/forced_end.h"
 
 namespace {
 
@@ -52,6 +53,7 @@ void JNICALL giveUp() {
 // The JVM's "exit". When it comes later, Java code ends the process, which is no success of ours.
 void JNICALL exited(jint code) {
   giveUp();
+  endIsSaid = true;
   std::fprintf(stderr, "zelvox: Java code ended the process with exit code %d\n", code);
   std::exit(code != 0 ? code : static_cast<int>(ExitCode::failed));
 }

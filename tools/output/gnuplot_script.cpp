@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <set>
 #include <sstream>
 #include <string_view>
 
@@ -12,9 +11,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-// What a reader can tell apart and a screen can show: a line gets no more points than this.
-constexpr std::size_t pointsPerLine = 4000;
 
 // Told apart by most colour-blind people (after Okabe and Ito), dark enough for thin lines.
 constexpr std::array colors = {"#0072B2", "#D55E00", "#009E73", "#CC79A7",
@@ -33,8 +29,8 @@ struct TimeUnit {
   double seconds;
 };
 
-TimeUnit timeUnitOf(const std::vector<double>& times) {
-  const double run = times.back() - times.front();
+TimeUnit timeUnitOf(const Trace& trace) {
+  const double run = trace.lastTime() - trace.firstTime();
   for (const TimeUnit unit : {TimeUnit{"d", 86400.0}, {"h", 3600.0}})
     if (run >= 10.0 * unit.seconds) return unit;
   return run >= 10'000.0 ? TimeUnit{"min", 60.0} : TimeUnit{"s", 1.0};
@@ -61,37 +57,12 @@ std::string literal(std::string_view text) {
   return result + "'";
 }
 
-// Of a long run the smallest and the largest value of every stretch remain, so that no peak is
-// lost, and so does a value that is none.
-std::set<std::size_t> keptPoints(const std::vector<double>& values) {
-  const std::size_t count = values.size();
-  const std::size_t stretch = count <= pointsPerLine ? 1 : (2 * count) / pointsPerLine + 1;
-  std::set<std::size_t> kept;
-  for (std::size_t begin = 0; begin < count; begin += stretch) {
-    std::optional<std::size_t> lowest, highest, none;
-    for (std::size_t i = begin; i < std::min(begin + stretch, count); ++i) {
-      if (!std::isfinite(values[i])) {
-        none = i;
-      } else {
-        if (!lowest || values[i] < values[*lowest]) lowest = i;
-        if (!highest || values[i] > values[*highest]) highest = i;
-      }
-    }
-    for (const auto& point : {lowest, highest, none})
-      if (point) kept.insert(*point);
-  }
-  // A run that ends between two extremes still shows its end.
-  kept.insert(count - 1);
-  return kept;
-}
-
 // An input that is held gets its corners here: what gnuplot draws "with steps" it cannot dash.
-void writePoints(std::ostream& script, const std::vector<double>& times, const TimeUnit& unit,
-                 const PlotLine& line) {
+void writePoints(std::ostream& script, const TimeUnit& unit, const PlotLine& line) {
   double before = std::nan("");
-  for (const std::size_t i : keptPoints(line.values)) {
-    const std::string time = numberText(times[i] / unit.seconds);
-    const double value = shownValue(*line.variable, line.values[i]);
+  for (const PlotPoint& point : line.trace.points()) {
+    const std::string time = numberText(point.time / unit.seconds);
+    const double value = shownValue(*line.variable, point.value);
     if (line.held && std::isfinite(before) && before != value)
       script << time << ' ' << numberText(before) << '\n';
     // gnuplot breaks a line at an empty one, which is what a value that is none should look like.
@@ -165,18 +136,19 @@ void writeStyle(std::ostream& script, const PlotLine& line, std::size_t index) {
 }  // namespace
 
 std::string gnuplotScript(const fs::path& file, PictureKind kind, const std::string& title,
-                          const std::vector<double>& times, const std::vector<PlotLine>& lines) {
+                          const std::vector<PlotLine>& lines) {
   std::ostringstream script;
-  const TimeUnit unit = timeUnitOf(times);
+  const Trace& any = lines.front().trace;
+  const TimeUnit unit = timeUnitOf(any);
   for (std::size_t i = 0; i < lines.size(); ++i) {
     script << "$line" << i << " << END\n";
-    writePoints(script, times, unit, lines[i]);
+    writePoints(script, unit, lines[i]);
     script << "END\n";
   }
   std::vector<Panel> panels = panelsOf(lines);
   label(panels);
   writeHead(script, file, kind, title, panels);
-  const double begin = times.front() / unit.seconds, end = times.back() / unit.seconds;
+  const double begin = any.firstTime() / unit.seconds, end = any.lastTime() / unit.seconds;
   script << "set xrange [" << numberText(begin) << ':' << numberText(end > begin ? end : begin + 1)
          << "]\n";
   for (const Panel& panel : panels) {

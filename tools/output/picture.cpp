@@ -10,11 +10,11 @@
 #include <csignal>
 #include <cstring>
 #include <fstream>
-#include <sstream>
 #include <string_view>
 #include <system_error>
 
 #include "base/failure.h"
+#include "base/file_content.h"
 #include "base/forced_end.h"
 #include "base/temporary_directory.h"
 #include "base/text.h"
@@ -59,8 +59,7 @@ PictureKind kindOf(const fs::path& file) {
 // gnuplot does not mind a full disk.
 bool isWhole(const fs::path& picture, PictureKind kind) {
   const std::string_view end = kind == PictureKind::svg ? "</svg>" : "IEND\xAE\x42\x60\x82";
-  std::ifstream stream(picture, std::ios::binary);
-  const std::string content{std::istreambuf_iterator<char>(stream), {}};
+  const std::string content = fileContent(picture);
   return std::string_view(content).substr(0, content.find_last_not_of('\n') + 1).ends_with(end);
 }
 
@@ -83,8 +82,7 @@ Picture::Picture(const fs::path& target) : file(target), content(target) {
   }
 }
 
-void Picture::draw(const std::string& title, const std::vector<double>& times,
-                   const std::vector<PlotLine>& lines) {
+void Picture::draw(const std::string& title, const std::vector<PlotLine>& lines) {
   const auto fail = [this](const std::string& reason) {
     throw Failure("cannot draw " + file.string() + ": " + printable(reason));
   };
@@ -93,14 +91,11 @@ void Picture::draw(const std::string& title, const std::vector<double>& times,
     const fs::path script = directory.path() / "plot.gnuplot";
     const fs::path complaints = directory.path() / "complaints";
     std::ofstream stream(script);
-    stream << gnuplotScript(picture, kindOf(file), title, times, lines);
+    stream << gnuplotScript(picture, kindOf(file), title, lines);
     stream.close();
     if (!stream) fail(script.string() + " cannot be written: " + std::strerror(errno));
-    if (runGnuplot(script.string(), "/dev/null", complaints) != 0) {
-      std::ostringstream reason;
-      reason << std::ifstream(complaints).rdbuf();
-      fail("gnuplot gave up: " + reason.str());
-    }
+    if (runGnuplot(script.string(), "/dev/null", complaints) != 0)
+      fail("gnuplot gave up: " + fileContent(complaints));
     if (!isWhole(picture, kindOf(file))) fail("the picture is cut short, is the disk full?");
   });
   content.commit();

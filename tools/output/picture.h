@@ -23,10 +23,9 @@ class Picture {
   // Throws Failure when gnuplot is missing or the file cannot be written, so that nobody hears of
   // it only after a long run.
   explicit Picture(const std::filesystem::path& file);
-  // For at least one line and one time. Throws Failure when there is no whole picture; then the
+  // For at least one line. Throws Failure when there is no whole picture; then the
   // file stays as it was.
-  void draw(const std::string& title, const std::vector<double>& times,
-            const std::vector<PlotLine>& lines);
+  void draw(const std::string& title, const std::vector<PlotLine>& lines);
 
  private:
   std::filesystem::path file;

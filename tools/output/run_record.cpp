@@ -5,6 +5,7 @@
 #include <cmath>
 #include <numeric>
 #include <string_view>
+#include <unordered_set>
 
 #include "base/failure.h"
 #include "base/text.h"
@@ -63,10 +64,11 @@ RunRecord::RunRecord(const std::vector<const ScalarVariable*>& variables,
 }
 
 std::vector<std::string> RunRecord::columns(const std::vector<std::string>& taken) const {
+  const std::unordered_set<std::string_view> others(taken.begin(), taken.end());
   std::vector<std::string> names;
   for (const auto& [variable, statistic] : cells) {
     const std::string& name = observed[variable]->name;
-    const bool plain = finalOnly && std::ranges::find(taken, name) == taken.end();
+    const bool plain = finalOnly && !others.contains(name);
     names.push_back(plain ? name : name + "." + std::string(nameOf(statistic)));
   }
   return names;
@@ -92,7 +94,7 @@ void RunRecord::add(double time, const std::vector<Cell>& values) {
   ++points;
 }
 
-void RunRecord::writeTo(RowFile& file) const {
+void RunRecord::writeTo(ResultTable& file) const {
   for (const Column& column : cells) {
     if (column.statistic == Statistic::final) {
       file.add((*lastValues)[column.variable]);
@@ -109,6 +111,6 @@ double RunRecord::numberFor(const Column& column) const {
   return lastTime > firstTime ? sum.integral / (lastTime - firstTime) : sum.last;
 }
 
-void RunRecord::skipIn(RowFile& file) const {
+void RunRecord::skipIn(ResultTable& file) const {
   for (std::size_t i = 0; i < cells.size(); ++i) file.addEmpty();
 }

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "fmu_file/model_description.h"
-#include "output/row_file.h"
+#include "output/result_table.h"
 
 enum class Statistic { minimum, maximum, mean, final };
 
@@ -36,9 +36,9 @@ class RunRecord {
   // A point of the run, with a value for each variable.
   void add(double time, const std::vector<Cell>& values);
   // The cells of a run that has at least one point.
-  void writeTo(RowFile& file) const;
+  void writeTo(ResultTable& file) const;
   // As many cells without a value.
-  void skipIn(RowFile& file) const;
+  void skipIn(ResultTable& file) const;
 
  private:
   struct Column {

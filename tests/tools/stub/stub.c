@@ -3,15 +3,28 @@
  * simulate --log-fmi-calls`, and misbehaves as STUB_PLAN says, by lines of the form
  *   returned sent call|message
  * A call that begins like this gives the status `returned`, after the message, if there is one, was
- * sent with the status `sent`; 12 ends the process at once with the code `sent`, 13 never returns,
- * 14 starts a process that stays, 15 gives what is no text, and 16 ends the process when that many
- * calls were made. What stands here alone is all that an FMU for that command needs. */
+ * sent with the status `sent`. Other numbers in place of the status:
+ *    8  goes to the directory STUB_DIRECTORY
+ *    9  exits with the code `sent`
+ *   10  throws as C++ does when the memory is full
+ *   11  has a process of its own that exits
+ *   12  ends the process at once with the code `sent`
+ *   13  never returns
+ *   14  starts a process that stays
+ *   15  gives what is no text
+ *   16  ends the process when `sent` calls were made
+ *   17  starts a thread that sends messages until the run ends
+ * What stands here alone is all that an FMU for that command needs. */
+#define _GNU_SOURCE
+#include <dlfcn.h>
 #include <fcntl.h>
+#include <pthread.h>
 #include <locale.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "fmi2Functions.h"
@@ -30,6 +43,22 @@ typedef struct {
 
 static char call[2000]; /* the call that is going on, in words */
 static int calls = 0;   /* that the plan counts */
+
+#ifdef NEEDS_JVM
+int JNI_GetCreatedJavaVMs(void** vms, int length, int* count);
+int (*const needed)(void** vms, int length, int* count) = JNI_GetCreatedJavaVMs;
+#endif
+
+static pthread_t talker;
+static volatile int talking;
+
+static void* talk(void* stub) {
+  const fmi2CallbackFunctions* const importer = ((Stub*)stub)->importer;
+  while (talking)
+    importer->logger(importer->componentEnvironment, "stub", fmi2Error, "talk",
+                     "a message that is longer than a string holds in itself: %d", talking);
+  return NULL;
+}
 
 static void say(const char* format, ...) {
   const size_t length = strlen(call);
@@ -65,13 +94,28 @@ static fmi2Status end(Stub* stub) {
     line += strcspn(line, "\n");
     line += *line == '\n';
     if (strncmp(call, start, strlen(start)) != 0) continue;
+    if (returned == 8 && chdir(getenv("STUB_DIRECTORY")) != 0) return fmi2Fatal;
+    if (returned == 9) exit(sent);
+    if (returned == 10) {
+      void (*throwing)(void);
+      *(void**)&throwing = dlsym(RTLD_DEFAULT, "_ZSt17__throw_bad_allocv");
+      throwing();
+    }
+    if (returned == 11) {
+      if (fork() == 0) exit(0);
+      wait(NULL);
+    }
     if (returned == 12) _exit(sent);
     if (returned == 13 || (returned == 14 && fork() == 0)) {
       while (sleep(1) == 0) continue; /* and for ever */
     }
     if (returned == 15) strcpy(stub->given[1], "\xff");
     if (returned == 16 && ++calls == sent) _exit(3);
-    stub->status = returned < 12 ? (fmi2Status)returned : fmi2OK;
+    if (returned == 17) {
+      talking = 1;
+      pthread_create(&talker, NULL, talk, stub);
+    }
+    stub->status = returned < 8 ? (fmi2Status)returned : fmi2OK;
     if (strcmp(message, "NULL") == 0) {
       importer->logger(importer->componentEnvironment, NULL, (fmi2Status)sent, NULL, NULL);
     } else if (*message != '\0') {
@@ -184,6 +228,10 @@ fmi2Status fmi2GetBooleanStatus(fmi2Component stub, fmi2StatusKind kind, fmi2Boo
 }
 
 fmi2Status fmi2Terminate(fmi2Component stub) {
+  if (talking) {
+    talking = 0;
+    pthread_join(talker, NULL);
+  }
   begin(stub, "fmi2Terminate()");
   return end(stub);
 }

@@ -49,6 +49,18 @@ TEST(Numbers, AreReadAsXmlAndCsvWriteThem) {
   EXPECT_TRUE(std::isnan(parseNumber("nan").value()));
 }
 
+TEST(Numbers, AreWholeAsXmlHasThem) {
+  EXPECT_EQ(parseWhole<int>(" +5\n"), 5);
+  EXPECT_EQ(parseWhole<int>("-2147483648"), std::numeric_limits<int>::min());
+  EXPECT_EQ(parseWhole<unsigned>("007"), 7u);
+  for (const char* text : {"", "+", "+-1", "1.0", "1e1", "1 2", "0x1", "2147483648"})
+    EXPECT_FALSE(parseWhole<int>(text)) << text;
+  for (const char* text : {"+5", "-1", "4294967296"}) EXPECT_FALSE(parseWhole<unsigned>(text));
+  EXPECT_EQ(parseBoolean(" true "), true);
+  EXPECT_EQ(parseBoolean("0"), false);
+  for (const char* text : {"", "True", "10", "yes"}) EXPECT_FALSE(parseBoolean(text)) << text;
+}
+
 TEST(Texts, PlayNoTricksOnATerminal) {
   EXPECT_EQ(printable("a\n\t\x1b[2J\x7f z"), "a   [2J  z");
   EXPECT_EQ(printable("\u0085\u009b\u2028\u202e\u2066\u2069"), "      ");

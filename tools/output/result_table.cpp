@@ -1,0 +1,157 @@
+#include "output/result_table.h"
+
+#include <chrono>
+#include <mutex>
+#include <unordered_set>
+#include <utility>
+
+#include "base/failure.h"
+#include "base/standard_streams.h"
+#include "base/text.h"
+
+namespace {
+
+long long secondsNow() {
+  using namespace std::chrono;
+  return duration_cast<seconds>(steady_clock::now().time_since_epoch()).count();
+}
+
+// Readers of the table would take the first of two for both.
+void refuseTwoOfOneName(const std::vector<std::string>& columns) {
+  std::unordered_set<std::string_view> names;
+  for (const std::string& name : columns)
+    if (!names.insert(name).second)
+      throw Failure("the result would have two columns " + inQuotes(name) +
+                    ", expected other variables by --output-variable");
+}
+
+SafeFile fileFor(const std::filesystem::path& table, const std::vector<std::string>& columns) {
+  refuseTwoOfOneName(columns);
+  if (isStandardOutput(table)) return {nameOfTable(table), standardOutputForResult()};
+  return SafeFile(table);
+}
+
+}  // namespace
+
+std::string nameOfTable(const std::filesystem::path& table) {
+  return isStandardOutput(table) ? "the standard output" : table.string();
+}
+
+ResultTable::ResultTable(const std::filesystem::path& given,
+                         const std::vector<std::string>& columns, std::string name)
+    : target(given),
+      rowName(std::move(name)),
+      file(fileFor(given, columns)),
+      flushed(secondsNow()),
+      looked(flushed) {
+  for (const std::string& column : columns) add(std::string_view(column));
+  rows = std::exchange(row, {}) + '\n';
+}
+
+void ResultTable::separate() {
+  if (!row.empty()) row += ',';
+}
+
+void ResultTable::add(double number) {
+  separate();
+  row += numberText(number);
+}
+
+void ResultTable::add(long long number) {
+  separate();
+  row += std::to_string(number);
+}
+
+void ResultTable::add(std::string_view text) {
+  separate();
+  row += '"';
+  for (const char character : text) {
+    if (character == '"') row += '"';
+    row += character;
+  }
+  row += '"';
+}
+
+void ResultTable::add(const Cell& cell) {
+  if (const double* const number = std::get_if<double>(&cell)) {
+    add(*number);
+  } else {
+    add(std::string_view(std::get<std::string>(cell)));
+  }
+}
+
+void ResultTable::addEmpty() {
+  separate();
+}
+
+void ResultTable::endRow() {
+  constexpr std::size_t enough = 1 << 16;
+  const auto busy = keeping ? keeping->busy() : std::unique_lock<std::mutex>();
+  lastBegin = rows.size();
+  rows += row;
+  rows += '\n';
+  row.clear();
+  if (rows.size() >= enough || isLate()) write();
+}
+
+bool ResultTable::isLate() {
+  const long long now = secondsNow();
+  if (std::exchange(looked, now) != now) {
+    broken = true;
+    file.requireReader();
+    broken = false;
+  }
+  return !rows.empty() && now != flushed;
+}
+
+void ResultTable::writeLateRows() {
+  if (isLate()) flush();
+}
+
+void ResultTable::flush() {
+  const auto busy = keeping ? keeping->busy() : std::unique_lock<std::mutex>();
+  write();
+}
+
+void ResultTable::write() {
+  if (rows.empty()) return;
+  const std::string waiting = std::exchange(rows, {});
+  flushed = secondsNow();
+  broken = true;
+  file.write(waiting);
+  broken = false;
+  if (lastBegin == std::string::npos) return;
+  last = waiting.substr(lastBegin, waiting.find_first_of(",\n", lastBegin) - lastBegin);
+  lastBegin = std::string::npos;
+}
+
+void ResultTable::beginKeeping() {
+  if (!keeping) keeping.emplace([this] { return keepWritten(); });
+}
+
+std::string ResultTable::keep() {
+  if (!keeping) return {};
+  keeping.reset();
+  return keepWritten();
+}
+
+std::string ResultTable::keepWritten() {
+  try {
+    write();
+  } catch (const std::exception&) {  // then the table ends with the rows before
+  }
+  if (last.empty()) return {};
+  try {
+    file.commit();
+  } catch (const std::exception& problem) {
+    return problem.what();
+  }
+  if (isStandardOutput(target)) return {};
+  return nameOfTable(target) + " has the rows up to " + rowName + last;
+}
+
+void ResultTable::close() {
+  flush();
+  keeping.reset();
+  file.commit();
+}

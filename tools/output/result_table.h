@@ -1,0 +1,75 @@
+// Results as a comma-separated table that is written row by row: texts in quotes, numbers as short
+// as they can be and read back as exactly the same. It appears whole (safe_file.h), and its part
+// has only whole rows. Once its rows are worth it, whatever ends the run early leaves those that
+// are there as the table, also foreign code that hangs or ends the process.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/forced_end.h"
+#include "base/safe_file.h"
+#include "fmu_file/model_description.h"
+
+// A table's file as users give it: "-" is stdout, and "./-" a file.
+inline bool isStandardOutput(const std::filesystem::path& table) {
+  return table == "-";
+}
+// For sentences.
+std::string nameOfTable(const std::filesystem::path& table);
+
+class ResultTable {
+ public:
+  // Rows are known by their first cell, before which a sentence has `rowName`: "t=", "run ". Throws
+  // Failure for two columns of one name, and as the others do when the file cannot be written.
+  // Until keep() or close() it stays as it is. Before stdout is written,
+  // keepStandardOutputForResult() has been called.
+  ResultTable(const std::filesystem::path& file, const std::vector<std::string>& columns,
+              std::string rowName);
+
+  // The next cell of the row.
+  void add(double number);
+  void add(long long number);
+  void add(std::string_view text);
+  void add(const Cell& cell);
+  void addEmpty();
+  // The row is complete. It is written at once, or soon, by endRow() or writeLateRows().
+  void endRow();
+  // Once a second: writes what waits. Throws Failure, too, when nobody reads it any more.
+  void writeLateRows();
+  // Writes what waits. When the disk does not take it, it is dropped.
+  void flush();
+
+  // From now on keep() makes the rows the table, and an end by force calls it.
+  void beginKeeping();
+  // What was written becomes the file although not all could be. Gives how far the rows go, as a
+  // sentence; nothing for a table without rows, and for stdout, whose reader has them.
+  std::string keep();
+  // All that was given becomes the file.
+  void close();
+
+  // A Failure of the table, and no other, was thrown.
+  bool isBroken() const { return broken; }
+  // Whether it appears on a terminal.
+  bool isSeen() const { return file.isTerminal(); }
+
+ private:
+  void separate();
+  bool isLate();
+  void write();
+  std::string keepWritten();
+
+  const std::filesystem::path target;
+  const std::string rowName;
+  SafeFile file;
+  bool broken = false;
+  std::string row;                            // that is not complete
+  std::string rows;                           // that wait to be written
+  std::string last;                           // the first cell of the last that was written
+  std::size_t lastBegin = std::string::npos;  // in `rows`, if one waits
+  long long flushed, looked;                  // in seconds
+  std::optional<AtForcedEnd> keeping;         // goes before the file, whose own end would be to go
+};

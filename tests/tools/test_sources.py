@@ -216,7 +216,7 @@ class New(Author):
         self.write("Tank/Tank.java", "mine")
         self.refuses("Tank is there already", "new", "org.Tank")
         self.assertEqual((self.home / "Tank/Tank.java").read_text(), "mine")
-        for name in ("a.class.B", "a..B", "a.", ".B", "", "3d", "Input", "a/B", "x y", "java.lang.B"):
+        for name in ("a.class.B", "a..B", "a.", ".B", "3d", "Input", "a/B", "x y", "java.lang.B"):
             self.refuses("cannot be the class", "new", name, code=2)
         if not any(Path(place, "share/maven-repo/com/zelvox").exists() for place in ("/usr", "/usr/local")):
             self.refuses("Maven .* install the Debian package", "new", "Pond", "--maven")

@@ -221,7 +221,7 @@ class Processes(Case):
                 (f"12 0 {at}", "^the process ended with exit code 0$", {}), ("12 0 fmi2DoStep(currentCommunicationPoint=0.5", "^the process ended with exit code 0$", {}),
                 (f"3 3 {at}|no", "failed: no", {}), ("3 3 fmi2DoStep(currentCommunicationPoint=0.5|no", "failed: no", {}), ('15 0 fmi2GetString(vr=[1], value=["4"', "^a text of the results is not in UTF-8$", {}),
                 ("16 3 fmi2SetupExperiment", "no run", {}),  # the third run in a process, which is not to blame
-                (f"13 0 {at}", "^the run took longer than 0.5 s$", {"run_timeout": 0.5}), ("", "no run", {"run_timeout": float("inf")}),
+                (f"13 0 {at}", "^the run took longer than 3 s$", {"run_timeout": 3}), ("", "no run", {"run_timeout": float("inf")}),
                 ("", "no run", {"run_timeout": 1e10}))):
             for record in ("final", "all"):
                 with self.subTest(plan, record=record):
@@ -238,13 +238,13 @@ class Processes(Case):
                         self.assertRegex(error, reason if label in bad else "^$")
 
     def test_limit_ends_what_the_model_started_and_costs_no_start_after_the_last_run(self):
-        chosen = self.chosen('14 0 fmi2SetString(vr=[0], value=["1"\n13 0 fmi2SetString(vr=[0], value=["2"', "12", 0.5)
+        chosen = self.chosen('14 0 fmi2SetString(vr=[0], value=["1"\n13 0 fmi2SetString(vr=[0], value=["2"', "12", 3)
         os.environ["STUB_TRACE"] = os.path.abspath("trace")
         def act(plugin, rows):
             made = plugin.make(rows, lambda: True)
             self.until(lambda: not self.processes(), "a process of the model is left")
             return made
-        self.assertIn(b"longer than 0.5 s", self.made(chosen, act)[0])
+        self.assertIn(b"longer than 3 s", self.made(chosen, act)[0])
         self.assertEqual(Path("trace").read_text().count("fmi2Instantiate"), 1)
 
     def test_processes_that_hang_or_that_nobody_waits_for_end(self):

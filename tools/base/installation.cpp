@@ -23,7 +23,7 @@ constexpr Companion preload = {"zelvox-preload.so",
                                "preload/zelvox-preload.so"};
 
 fs::path find(const Companion& companion) {
-  const fs::path here = fs::read_symlink("/proc/self/exe").parent_path();
+  const fs::path here = thisProgram().parent_path();
   const fs::path installed = (here / companion.installed).lexically_normal();
   const fs::path built = (here / companion.built).lexically_normal();
   for (const fs::path& candidate : {installed, built})
@@ -44,4 +44,8 @@ fs::path zelvoxLibrary() {
 
 fs::path preloadLibrary() {
   return find(preload);
+}
+
+fs::path thisProgram() {
+  return fs::read_symlink("/proc/self/exe");
 }

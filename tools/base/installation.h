@@ -7,3 +7,6 @@
 std::filesystem::path zelvoxJar();
 std::filesystem::path zelvoxLibrary();
 std::filesystem::path preloadLibrary();
+
+// The executable of this process.
+std::filesystem::path thisProgram();

@@ -6,16 +6,15 @@
 #include <sys/vfs.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <fstream>
 #include <optional>
 #include <random>
 #include <system_error>
 
 #include "base/failure.h"
+#include "base/file_content.h"
 #include "base/start_directory.h"
 #include "base/temporary_directory.h"
 #include "base/text.h"
@@ -164,11 +163,7 @@ void SafeFile::writeWith(const std::function<void(const fs::path&)>& make) {
   const TemporaryDirectory directory;
   const fs::path made = directory.path() / target.filename();
   make(made);
-  std::ifstream stream(made, std::ios::binary);
-  std::array<char, 1 << 16> piece;
-  while (stream.read(piece.data(), piece.size()) || stream.gcount() > 0)
-    write({piece.data(), static_cast<std::size_t>(stream.gcount())});
-  if (!stream.eof()) fail(made.string() + " cannot be read");
+  readPieces(made, [this](std::string_view piece) { write(piece); });
 }
 
 void SafeFile::commit() {

@@ -231,7 +231,7 @@ void create(const NewOptions& options) {
     write(directory / "src/main/java" / packages / file, source);
     std::string project = replaced(pom, "@class@", name);
     project = replaced(project, "@group@", package.empty() ? name : package);
-    project = replaced(project, "@command@", fs::read_symlink("/proc/self/exe").string());
+    project = replaced(project, "@command@", thisProgram().string());
     project = replaced(project, "@repository@", repository.string());
     write(directory / "pom.xml", replaced(project, "@version@", ZELVOX_VERSION));
   } else {

@@ -33,7 +33,7 @@ void appendLicenses(std::vector<ArchiveEntry>& entries, const ModelDescription& 
     if (!part.empty()) text += part + "\n";
   }
   if (!text.empty()) entries.push_back({"documentation/licenses/license.txt", {}, text});
-  const fs::path here = fs::read_symlink("/proc/self/exe").parent_path();
+  const fs::path here = thisProgram().parent_path();
   for (const char* const place : {ZELVOX_INSTALLED_DOCS "/LICENSE", "../LICENSE"}) {
     const fs::path license = (here / place).lexically_normal();
     if (!fs::is_regular_file(license)) continue;

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <fstream>
 #include <string_view>
 
 #include "base/failure.h"
@@ -48,17 +47,6 @@ class NameBasedUuid {
   uuid_t uuid;
 };
 
-// By pieces, of which only the last is shorter: a jar may be larger than memory.
-void addFile(NameBasedUuid& uuid, const fs::path& file) {
-  std::string piece(std::size_t{1} << 20, '\0');
-  std::ifstream stream(file, std::ios::binary);
-  do {
-    stream.read(piece.data(), static_cast<std::streamsize>(piece.size()));
-    uuid.add({piece.data(), static_cast<std::size_t>(stream.gcount())});
-  } while (stream);
-  if (!stream.eof()) throw Failure(file.string() + " cannot be read");
-}
-
 bool isLetterOrDigit(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
 }
@@ -93,7 +81,7 @@ std::string guidOf(const std::vector<ArchiveEntry>& entries) {
     if (entry.source.empty()) {
       uuid.add(entry.text);
     } else {
-      addFile(uuid, entry.source);
+      readPieces(entry.source, [&](std::string_view piece) { uuid.add(piece); });
     }
   }
   return "{" + uuid.text() + "}";

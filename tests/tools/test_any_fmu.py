@@ -219,6 +219,7 @@ class AnyFmu(Stubbed):
         for plan, reason, times in (
                 (away, "", rows), ("11 0 fmi2DoStep", "", rows), (f"{away}\n9 0 {step}", "native code ended the process with exit code 0" + kept, rows[:3]),
                 (f"9 3 {step}", "native code ended the process with exit code 3" + kept, rows[:3]),
+                (f"9 256 {step}", "native code ended the process with exit code 256" + kept, rows[:3]),  # 0 for the shell
                 (f"10 0 {step}", "the memory does not suffice" + kept, rows[:3])):
             self.write("elsewhere/out.csv", "mine")
             env = {"STUB_DIRECTORY": str(self.home / "elsewhere"), "TMPDIR": "tmp"}

@@ -200,6 +200,15 @@ class Batch(Stubbed):
         process.wait()
         self.finish(process, 128 + signal.SIGTERM)
         self.assertEqual([row[0] for row in self.table()], ["run", "1"])
+        process = self.start("batch", odd(), "--runs=-", "--output-file=dry.csv", "--dry-run")
+        process.stdin.write("sleep\n0\n")
+        process.stdin.flush()
+        while not any(self.home.glob("dry.csv.part-*")):
+            pass
+        process.send_signal(signal.SIGTERM)
+        process.wait()
+        self.assertIn("the runs were not read to their end", self.finish(process, 128 + signal.SIGTERM)[1])
+        self.assertFalse((self.home / "dry.csv").exists())
 
     def test_run_ends_when_nobody_reads_any_more(self):
         self.write("runs.csv", "set\n1\n")  # takes days and has nothing to write meanwhile

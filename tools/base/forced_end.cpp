@@ -54,7 +54,7 @@ void atExit(int code, void* owner) {
   const std::string told = putInOrder();
   said += (said.empty() || told.empty() ? "" : "; ") + told;
   if (!said.empty()) sayWithoutWaiting(said);
-  if (endIsOurs || code != 0) return;
+  if (endIsOurs || (code & 0xFF) != 0) return;  // all that the caller of the process gets to see
   std::fflush(nullptr);
   std::_Exit(static_cast<int>(ExitCode::failed));
 }

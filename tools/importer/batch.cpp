@@ -81,7 +81,8 @@ void Batch::show() {
     for (const Cell& cell : row.values) output->add(cell);
     output->endRow();
   }
-  if (interrupted() == 0) output->close();
+  if (interrupted() != 0) throw Failure("the runs were not read to their end");
+  output->close();
 }
 
 void Batch::runAll() {

@@ -13,6 +13,7 @@
 #include "base/installation.h"
 #include "base/text.h"
 #include "commands/command.h"
+#include "commands/maven_pom.h"
 
 namespace fs = std::filesystem;
 
@@ -23,7 +24,8 @@ struct NewOptions {
   bool maven = false;
 };
 
-// In these texts @class@ stands for the class without its package, @package@ for the package.
+// In these texts, and in the pom of a Maven project, @class@ stands for the class without its
+// package.
 
 constexpr const char* model = R"(import com.zelvox.qorbetta.*;
 
@@ -76,84 +78,6 @@ co-simulation, and this is its picture:
 While you write, the sources will do: `zelvox simulate src/main/java --plot-file @class@.svg`.
 pom.xml names the zelvox that is used; `mvn package -Dzelvox.command=... -Dzelvox.repository=file://...`
 takes another one.
-)";
-
-constexpr const char* pom = R"(<?xml version="1.0" encoding="UTF-8"?>
-<project xmlns="http://maven.apache.org/POM/4.0.0">
-  <modelVersion>4.0.0</modelVersion>
-  <groupId>@group@</groupId>
-  <artifactId>@class@</artifactId>
-  <version>1.0</version>
-  <properties>
-    <zelvox.command>@command@</zelvox.command>
-    <zelvox.repository>file://@repository@</zelvox.repository>
-    <maven.compiler.release>8</maven.compiler.release>
-    <project.build.sourceEncoding>UTF-8</project.build.sourceEncoding>
-  </properties>
-  <repositories>
-    <repository>
-      <id>zelvox</id>
-      <url>${zelvox.repository}</url>
-    </repository>
-  </repositories>
-  <dependencies>
-    <dependency>
-      <groupId>com.zelvox</groupId>
-      <artifactId>zelvox</artifactId>
-      <version>@version@</version>
-      <scope>provided</scope> <!-- the importer's JVM has it -->
-    </dependency>
-  </dependencies>
-  <build>
-    <finalName>@class@</finalName>
-    <plugins>
-      <plugin>
-        <artifactId>maven-compiler-plugin</artifactId>
-        <version>3.13.0</version>
-      </plugin>
-      <plugin> <!-- names the libraries of scope compile and runtime, in Maven's order -->
-        <artifactId>maven-dependency-plugin</artifactId>
-        <version>3.6.1</version>
-        <executions>
-          <execution>
-            <phase>package</phase>
-            <goals>
-              <goal>build-classpath</goal>
-            </goals>
-            <configuration>
-              <includeScope>runtime</includeScope>
-              <outputProperty>zelvox.libraries</outputProperty>
-            </configuration>
-          </execution>
-        </executions>
-      </plugin>
-      <plugin>
-        <groupId>org.codehaus.mojo</groupId>
-        <artifactId>exec-maven-plugin</artifactId>
-        <version>3.5.0</version>
-        <executions>
-          <execution>
-            <phase>package</phase>
-            <goals>
-              <goal>exec</goal>
-            </goals>
-            <configuration>
-              <executable>${zelvox.command}</executable>
-              <arguments>
-                <argument>pack</argument>
-                <argument>${project.build.directory}/${project.build.finalName}.jar</argument>
-                <argument>--jar</argument>
-                <argument>${zelvox.libraries}</argument>
-                <argument>-o</argument>
-                <argument>${project.build.directory}/${project.build.finalName}.fmu</argument>
-              </arguments>
-            </configuration>
-          </execution>
-        </executions>
-      </plugin>
-    </plugins>
-  </build>
-</project>
 )";
 
 // The words of Java, and the classes that the model uses.
@@ -229,7 +153,7 @@ void create(const NewOptions& options) {
   const std::string file = name + ".java";
   if (options.maven) {
     write(directory / "src/main/java" / packages / file, source);
-    std::string project = replaced(pom, "@class@", name);
+    std::string project = replaced(mavenPom, "@class@", name);
     project = replaced(project, "@group@", package.empty() ? name : package);
     project = replaced(project, "@command@", thisProgram().string());
     project = replaced(project, "@repository@", repository.string());

@@ -97,7 +97,7 @@ public abstract class FieldModel implements Model {
 
     /** What the author may expect to be looked into or called and is not, for the packer. */
     final Set<String> overlooked() {
-        Set<String> sentences = new PartSearch(this).notLookedInto();
+        Set<String> sentences = PartSearch.notLookedInto(this);
         for (Class<?> c = getClass(); c != FieldModel.class; c = c.getSuperclass()) {
             try {
                 c.getDeclaredMethod("setUp");

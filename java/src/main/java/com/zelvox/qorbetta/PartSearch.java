@@ -28,7 +28,8 @@ final class PartSearch {
         }
     };
 
-    private final boolean intoCollections;
+    /** Null, or the search whose objects are known, where this one also looks into collections. */
+    private final PartSearch known;
     /** What holds each object and array that was reached. */
     private final Map<Object, List<Object>> holders = new IdentityHashMap<>();
     private final Deque<Object> reached = new ArrayDeque<>();
@@ -36,16 +37,17 @@ final class PartSearch {
 
     /** Searches an object and all that it leads to. */
     PartSearch(Object start) {
-        this(start, false);
+        this(start, null);
     }
 
-    private PartSearch(Object start, boolean intoCollections) {
-        this.intoCollections = intoCollections;
+    private PartSearch(Object start, PartSearch known) {
+        this.known = known;
         Deque<Object> found = new ArrayDeque<>();
         reach(start, start);
         while (!reached.isEmpty()) {
             Object object = reached.poll();
-            if (lookInto(object)) {
+            boolean wanted = lookInto(object);
+            if (known == null ? wanted : isHidden(object)) {
                 found.add(object);
             }
         }
@@ -62,10 +64,12 @@ final class PartSearch {
         return value == null ? MADE_OF_PARTS.get(declared) : leading.contains(value);
     }
 
-    /** What the search passed by, in sentences that begin with the field or class. */
-    Set<String> notLookedInto() {
+    /** What a search passes by, in sentences that begin with the field or class. */
+    static Set<String> notLookedInto(Object start) {
+        PartSearch search = new PartSearch(start);
+        PartSearch hidden = new PartSearch(start, search); // one for all collections
         Set<String> sentences = new TreeSet<>();
-        for (Object object : holders.keySet()) {
+        for (Object object : search.holders.keySet()) {
             for (Class<?> c = object.getClass(); !ClassFields.isOfJava(c); c = c.getSuperclass()) {
                 ClassFields declared = ClassFields.of(c);
                 if (declared.unreadable != null) {
@@ -73,7 +77,7 @@ final class PartSearch {
                             + ModelFinder.reason(declared.unreadable));
                 }
                 for (Field field : declared.fields) {
-                    if (hidesVariables(get(field, object))) {
+                    if (hidden.leadsByCollection(get(field, object))) {
                         sentences.add(VariableField.nameOf(field) + " holds objects with variables"
                                 + " in a collection, and collections are not looked into; hold them in"
                                 + " an array, or say with transient that they are to be left out");
@@ -84,13 +88,15 @@ final class PartSearch {
         return sentences;
     }
 
-    /** Whether a collection leads to variables that are not found on another way. */
-    private boolean hidesVariables(Object value) {
-        if (value instanceof Object[]) {
-            return Arrays.stream((Object[]) value).anyMatch(this::hidesVariables);
-        }
-        return content(value) != null && new PartSearch(value, true).leading.stream()
-                .anyMatch(found -> hasVariables(found) && !holders.containsKey(found));
+    /** Whether a collection, or one in an array, leads to variables that are not known. */
+    private boolean leadsByCollection(Object value) {
+        return value instanceof Object[]
+                ? Arrays.stream((Object[]) value).anyMatch(this::leadsByCollection)
+                : content(value) != null && leading.contains(value);
+    }
+
+    private boolean isHidden(Object object) {
+        return hasVariables(object) && !known.holders.containsKey(object);
     }
 
     /** Null for what is no collection of Java's, whose methods would be foreign code. */
@@ -108,7 +114,7 @@ final class PartSearch {
 
     private void reach(Object object, Object holder) {
         if (object instanceof Object[] || mayHaveVariables(object)
-                || intoCollections && content(object) != null) {
+                || known != null && content(object) != null) {
             holders.computeIfAbsent(object, unknown -> {
                 reached.add(unknown);
                 return new ArrayList<>();

@@ -55,7 +55,7 @@ class Store:
         if not new and not held.is_file():
             raise StudyError(f"{self.place} is no study that could be resumed, there is no {_SETTINGS} in it")
         if new:
-            self.place.mkdir(parents=True, exist_ok=True)
+            self.place.mkdir(parents=True, exist_ok=resume)  # of two that come at once the other one fails
             _synchronize(self.place.parent)
             self._put(_SETTINGS, json.dumps({"made with": self._settings}, indent=1).encode() + b"\n")
         else:
@@ -84,7 +84,7 @@ class Store:
 
     def _find_done(self) -> None:
         end = 0
-        for file in sorted(self.place.glob("runs-*")):
+        for file in sorted(self.place.glob("runs-*.parquet")):
             part = _PART.fullmatch(file.name)
             start, stop, digest = (int(part[1]) - 1, int(part[2]), part[3]) if part else (0, 0, "")
             # What the machine had not written when it went down, what a disk or somebody changed since, and copies.

@@ -176,7 +176,8 @@ class Values(Case):
                 ("neither low:high:count nor a distribution .uniform, normal", {"set": "gauss:2:1"}), ("low:high:count nor", {"set": "0:1"}),
                 ("2 values or more", {"set": "0:1:1"}), ("2 values or more", {"set": "0:1:1_0"}), ("finite numbers that differ", {"set": "-1e308:1e308:3"}),
                 ("normal:mean:deviation", {"set": "normal:1"}), ("above 0", {"set": "normal:1:-1"}), ("with --samples", {"set": "uniform:0:1"}),
-                ("low must be below high", {"set": "uniform:-1e308:1e308"}), ("nothing to vary", {}), ("there are no runs", {"set": []})):
+                ("low must be below high", {"set": "uniform:-1e308:1e308"}), ("nothing to vary", {}), ("there are no runs", {"set": []}),
+                ("a variable with the name run cannot", {"run": [1, 2]})):
             self.refused(reason, fmu, given, scheduler=NOWHERE)
         for reason, options in (("values of a grid", {"parameters": {"set": [1]}, "samples": 3}), ("is no value for 'count'", {"parameters": {"count": "uniform:0:9"}, "samples": 3}),
                                 ("gap.csv, line 2, column 2: the cell is empty", {"runs": "gap.csv"}), ("twice|already", {"runs": pandas.DataFrame({"run": [1, 1], "set": [1, 2]})}),

@@ -47,12 +47,11 @@ def study(
     Raises StudyError where the study cannot be made.
     """
     chosen = plan(Path(fmu), Wish(parameters, samples, sampling, seed, runs), run_timeout, options)
-    picture = Path(plot) if plot is not None else None
     with contextlib.ExitStack() as stack:
         if output is None:
             output = Path(stack.enter_context(tempfile.TemporaryDirectory(prefix="zelvox-study-")), "results")
         where = (scheduler, workers, dashboard and not quiet)
-        with made(chosen, Path(output), resume, picture, where, Progress(quiet)) as store:
+        with made(chosen, Path(output), resume, plot and Path(plot), where, Progress(quiet)) as store:
             return store.frame()
 
 

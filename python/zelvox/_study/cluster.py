@@ -109,7 +109,8 @@ def _greet(address: str) -> None:
         hint = "which Dask's configuration names; see docs/studies.md"
         raise StudyError(f"{address} needs certificates, {hint}") from None
     except (OSError, asyncio.TimeoutError) as problem:
-        reason = _first_line(problem.__cause__ or problem).rpartition("] ")[2]
+        cause = problem.__cause__ or problem
+        reason = (str(cause).strip() or type(cause).__name__).splitlines()[0].rpartition("] ")[2]
         reason = "it says nothing" if reason.endswith("Error") else reason
         raise StudyError(f"no scheduler of Dask answers at {address}: {reason}") from None
     finally:
@@ -128,32 +129,21 @@ def prepared(client: Client, job: Job) -> tuple:
             raise StudyError(f"the worker {worker} has no zelvox; install it there, {wheel('study')}")
         if version != __version__:
             raise StudyError(f"the worker {worker} has zelvox {version}; install {__version__} there, as here")
-    client.register_plugin(StudyOnWorker(job), name=job.key)
+    client.register_plugin(StudyOnWorker(job))
     answers = client.run(check, job.key, on_error="return")
-    problems: dict[str, list] = {}
-    for worker, answer in answers.items():
-        if isinstance(answer, Exception):
-            problems.setdefault(str(answer) or type(answer).__name__, []).append(worker)
-    if problems:
-        raise StudyError(_told(problems, len(answers)))
+    reasons = [(worker, str(answer)) for worker, answer in answers.items() if isinstance(answer, Exception)]
+    if reasons:
+        worker, reason = reasons[0]
+        if reasons == [(each, reason) for each in answers]:  # it is the study, not the workers
+            raise StudyError(reason)
+        others = f" and {len(reasons) - 1} more" if len(reasons) > 1 else ""
+        raise StudyError(f"the worker {worker}{others}: {reason}")
     header, warnings = next(iter(answers.values()))
     columns = table.names(header)
     given = [] if job.all_points else job.names
     if len(set(columns)) < len(columns) or columns[1 : 1 + len(given)] != given:
         raise StudyError(f"the results have columns that cannot be told apart: {', '.join(columns)}")
     return header, warnings
-
-
-def _told(problems: dict, count: int) -> str:
-    sentence, workers = max(problems.items(), key=lambda problem: len(problem[1]))
-    if len(workers) == count:  # it is the study, not the worker
-        return sentence
-    others = f" and {len(workers) - 1} more" if len(workers) > 1 else ""
-    return f"the worker {workers[0]}{others}: {sentence}"
-
-
-def _first_line(problem: Exception) -> str:
-    return (str(problem).strip() or type(problem).__name__).splitlines()[0]
 
 
 def forgotten(client: Client, job: Job) -> None:

@@ -1,5 +1,5 @@
 """From runs to results: cuts the runs into batches of about two seconds, keeps a few of them at each worker,
-and hands what comes back to the store. Only the batches under way are in memory."""
+and hands what comes back to the store."""
 
 import math
 import queue

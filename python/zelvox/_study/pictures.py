@@ -1,6 +1,7 @@
 """A study as a picture: a curve over one parameter, a map over two of a grid, and else points with their rank
 correlations. One panel an output, failed runs left out."""
 
+import functools
 from pathlib import Path
 from typing import Any
 
@@ -54,16 +55,16 @@ def draw(store: Store, plan: Plan, file: Path) -> None:
     good = table[table["error"] == ""]
     if not outputs or good.empty:
         raise StudyError(f"{file} was not drawn, as no run has a result")
-    drawn = good
+    is_map = len(names) == 2 and plan.runs.grid and len(plan.runs.names) == 2
+    drawn = good if is_map else _thinned(good)
+    panels = functools.partial(pyplot.subplots, squeeze=False, layout="constrained")
     with pyplot.rc_context({"font.size": 9, "axes.grid": False, "svg.fonttype": "none", "text.parse_math": False}):
-        if len(names) == 2 and plan.runs.kind == "grid" and len(plan.runs.names) == 2:
-            figure = _maps(pyplot, table, names, outputs)
+        if is_map:
+            figure = _maps(panels, table, names, outputs)
+        elif len(names) == 1:
+            figure = _curves(panels, drawn, names[0], outputs, plan.runs.grid)
         else:
-            drawn = _thinned(good)
-            if len(names) == 1:
-                figure = _curves(pyplot, drawn, names[0], outputs, plan.runs.kind == "grid")
-            else:
-                figure = _points(pyplot, good, drawn, names, outputs)
+            figure = _points(panels, good, drawn, names, outputs)
         notes = [f"{len(drawn):,} of {len(table):,} runs" if len(drawn) < len(table) else f"{len(table):,} runs"]
         notes += [f"{len(table) - len(good):,} failed"] if len(good) < len(table) else []
         notes += [f"{left_out} more outputs not shown"] if left_out > 0 else []
@@ -83,10 +84,8 @@ def _shown(info: dict) -> dict:
     return shown
 
 
-def _curves(pyplot: Any, drawn: pandas.DataFrame, name: str, outputs: list, joined: bool) -> Any:
-    figure, axes = pyplot.subplots(
-        len(outputs), 1, sharex=True, squeeze=False, figsize=(7, 1 + 2.2 * len(outputs)), layout="constrained"
-    )
+def _curves(panels: Any, drawn: pandas.DataFrame, name: str, outputs: list, joined: bool) -> Any:
+    figure, axes = panels(len(outputs), 1, sharex=True, figsize=(7, 1 + 2.2 * len(outputs)))
     drawn = drawn.sort_values(name)
     for panel, output in zip(axes[:, 0], outputs):
         panel.plot(drawn[name], drawn[output], "-" if joined else "", marker="o", markersize=3, linewidth=1)
@@ -96,12 +95,10 @@ def _curves(pyplot: Any, drawn: pandas.DataFrame, name: str, outputs: list, join
     return figure
 
 
-def _maps(pyplot: Any, table: pandas.DataFrame, names: list, outputs: list) -> Any:
+def _maps(panels: Any, table: pandas.DataFrame, names: list, outputs: list) -> Any:
     columns = min(2, len(outputs))
     rows = -(-len(outputs) // columns)
-    figure, axes = pyplot.subplots(
-        rows, columns, squeeze=False, figsize=(1 + 4.4 * columns, 0.6 + 3.6 * rows), layout="constrained"
-    )
+    figure, axes = panels(rows, columns, figsize=(1 + 4.4 * columns, 0.6 + 3.6 * rows))
     for panel in axes.flat[len(outputs) :]:
         panel.axis("off")
     for panel, output in zip(axes.flat, outputs):
@@ -114,29 +111,17 @@ def _maps(pyplot: Any, table: pandas.DataFrame, names: list, outputs: list) -> A
     return figure
 
 
-def _points(pyplot: Any, good: pandas.DataFrame, drawn: pandas.DataFrame, names: list, outputs: list) -> Any:
-    ranks = good[[*names, *outputs]].rank()
-    correlations = {
-        (name, output): numpy.corrcoef(ranks[name], ranks[output])[0, 1] if ranks[output].nunique() > 1 else numpy.nan
-        for name in names
-        for output in outputs
-    }
+def _points(panels: Any, good: pandas.DataFrame, drawn: pandas.DataFrame, names: list, outputs: list) -> Any:
+    correlations = good[[*names, *outputs]].corr("spearman")
     # Those that matter come first.
-    names = sorted(
-        names, key=lambda name: -max(abs(numpy.nan_to_num(correlations[name, output])) for output in outputs)
-    )
+    names.sort(key=lambda name: -correlations.loc[name, outputs].abs().fillna(0).max())
     shown = names[:_PARAMETERS]
-    figure, axes = pyplot.subplots(
-        len(outputs),
-        len(shown) + 1,
-        squeeze=False,
-        layout="constrained",
-        figsize=(1 + 2.1 * (len(shown) + 1), 0.8 + 2.1 * len(outputs)),
-    )
+    rows, columns = len(outputs), len(shown) + 1
+    figure, axes = panels(rows, columns, figsize=(1 + 2.1 * columns, 0.8 + 2.1 * rows))
     for line, output in zip(axes, outputs):
         for panel, name in zip(line, shown):
             panel.plot(drawn[name], drawn[output], ".", markersize=2, alpha=0.5, rasterized=True)
-            panel.set_title(f"rank correlation {correlations[name, output]:+.2f}", fontsize=8)
+            panel.set_title(f"rank correlation {correlations.loc[name, output]:+.2f}", fontsize=8)
             panel.set_xlabel(name)
             panel.tick_params(labelsize=7)
             if good[name].min() > 0 and good[name].max() > 50 * good[name].min():
@@ -146,10 +131,7 @@ def _points(pyplot: Any, good: pandas.DataFrame, drawn: pandas.DataFrame, names:
                 panel.ticklabel_format(axis="x", scilimits=(-3, 4))
         line[0].set_ylabel(output)
         bars = line[-1]
-        bars.barh(
-            [name.partition(" [")[0] for name in names[::-1]],
-            [numpy.nan_to_num(correlations[name, output]) for name in names[::-1]],
-        )
+        bars.barh([name.partition(" [")[0] for name in names[::-1]], correlations.loc[names[::-1], output].fillna(0))
         bars.set(xlim=(-1, 1), xlabel="rank correlation (Spearman)")
         bars.axvline(0, color="black", linewidth=0.5)
         bars.tick_params(labelsize=7)

@@ -56,8 +56,7 @@ def plan(fmu: Path, wish: Wish, run_timeout: Optional[float], options: Mapping[s
     files = {fmu.name: _content(fmu, "the FMU")}
     if not files[fmu.name].startswith(b"PK"):
         raise StudyError(f"{fmu} is no FMU; zelvox pack makes one of a model")
-    record = options.get("record") or "final"
-    record = record if isinstance(record, str) else ",".join(record)
+    record = ",".join(_several(options.get("record"))) or "final"
     all_points = record in ("all", "all,error")
     arguments = [f"./{fmu.name}", "--quiet", f"--record={'all,error' if all_points else record}"]
     arguments += ["--fail-on-nan"] if options.get("fail_on_nan") else []
@@ -91,13 +90,15 @@ def _runs(wish: Wish, job: Job, types: dict, directory: str) -> sampling.Runs:
             raise StudyError("a table of runs takes the place of parameters and samples; give one or the other")
         if not isinstance(wish.table, pandas.DataFrame):
             given = str(wish.table)
-            return _understood(job, types, directory, "table", given if given == "-" else str(Path(given).absolute()))
+            return _understood(job, types, directory, given if given == "-" else str(Path(given).absolute()))
         names = list(map(str, wish.table))
         values = [wish.table.iloc[:, place].tolist() for place in range(len(names))]
     elif not wish.parameters:
         raise StudyError("there is nothing to vary; give parameters, such as J=1e-4:1e-3:20, or a table of runs")
     else:
         names = list(wish.parameters)
+        if "run" in names:
+            raise StudyError("a variable with the name run cannot be varied, as the results have a column of that name")
         # `zelvox` says what is wrong with a name, and that comes first.
         known = {name: meaning(name, given, types[name]) for name, given in wish.parameters.items() if name in types}
         if len(known) < len(names):
@@ -106,31 +107,28 @@ def _runs(wish: Wish, job: Job, types: dict, directory: str) -> sampling.Runs:
             values = sampling.grid(known)
         else:
             values = sampling.samples(known, wish.samples, wish.method, wish.seed)
-    kind = "table" if wish.table is not None else "grid" if wish.samples is None else "samples"
     columns = [cells(name, column, types.get(name, "")) for name, column in zip(names, values)]
     rows = max(map(len, columns), default=0)
     lines = zip(*(column + column[-1:] * (rows - len(column)) for column in columns))  # axes may have any lengths
-    runs = _understood(job, types, directory, kind, "-", table.rows([names, *lines]))
-    if kind != "grid":
+    runs = _understood(job, types, directory, "-", table.rows([names, *lines]))
+    if wish.table is not None or wish.samples is not None:
         return runs
     axes = [axis[: len(column)] for axis, column in zip(runs.columns, columns)]
-    return sampling.Runs(kind, names, math.prod(map(len, axes)), axes, runs.own_numbers[:0])
+    return sampling.Runs(True, names, math.prod(map(len, axes)), axes, runs.own_numbers[:0])
 
 
-def _understood(job: Job, types: dict, directory: str, kind: str, file: str, rows: Any = None) -> sampling.Runs:
+def _understood(job: Job, types: dict, directory: str, file: str, rows: Any = None) -> sampling.Runs:
     """The runs of a table as `zelvox batch` understands it with the options of the study."""
     dry = ["batch", *job.arguments, "--dry-run", f"--runs={file}", "--output-file=-"]
     made = table.read(_answer(directory, dry, rows), [name for name, type in types.items() if type == "String"])
     run, *names = made.column_names
     if made.num_rows == 0 or not names:
         raise StudyError("there are no runs; a table of runs needs a column with values, and one row a run")
-    if "run" in names:
-        raise StudyError("a variable with the name run cannot be varied, as the results have a column of that name")
     if len(made[run].unique()) < made.num_rows:
         raise StudyError("the column run has a number twice")
     whole = ("Integer", "Enumeration", "Boolean")
     columns = [made[name].cast("int64" if types[name] in whole else made[name].type).to_numpy() for name in names]
-    return sampling.Runs(kind, names, made.num_rows, columns, made[run].to_numpy())
+    return sampling.Runs(False, names, made.num_rows, columns, made[run].to_numpy())
 
 
 def _answer(directory: str, command: list, content: Optional[bytes] = None) -> bytes:

@@ -11,8 +11,7 @@ class Progress:
     def __init__(self, quiet: bool) -> None:
         self._quiet = quiet
         self._terminal = sys.stderr.isatty()
-        self._count = self._done = self._first = self._failed = self._width = 0
-        self._began = self._shown = time.monotonic()
+        self._failed = self._width = 0
 
     def begin(self, count: int, done: int) -> None:
         """So many runs there are, and so many an earlier study has made."""

@@ -238,6 +238,9 @@ class AnyFmu(Stubbed):
             self.assertEqual((self.home / "elsewhere/out.csv").read_text(), "mine")
             self.assertEqual([path.name for path in (self.home / "elsewhere").iterdir()], ["out.csv"])
             (self.home / "out.csv").unlink()
+        self.assertIn("Drew out.svg", self.run_stub("--plot-file=out.svg", plan=away, env=env)[0])
+        err = self.run_stub("--output-file=out.csv", plan=f"10 0 {step}\n10 0 fmi2Terminate", code=1)[1]
+        self.assertEqual(err, f"zelvox: the memory does not suffice{kept}\n")
 
     def test_progress_is_shown_to_those_who_watch_and_erased(self):
         end = r".*\r\[#{40}\] 100 % *\r\x1b\[K\Z"

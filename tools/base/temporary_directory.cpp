@@ -54,12 +54,21 @@ void sweep(const fs::path& parent) {
   }
 }
 
+// Asked once: TMPDIR may be a path from the directory of the start, which foreign code leaves.
+const fs::path& parentOfAll() {
+  static const fs::path parent = [] {
+    std::error_code error;
+    const fs::path found = fs::temp_directory_path(error);
+    if (error) throw Failure("TMPDIR names no directory: " + error.message());
+    return fromStart(found);
+  }();
+  return parent;
+}
+
 }  // namespace
 
 TemporaryDirectory::TemporaryDirectory() {
-  std::error_code error;
-  const fs::path parent = fromStart(fs::temp_directory_path(error));
-  if (error) throw Failure("TMPDIR names no directory: " + error.message());
+  const fs::path& parent = parentOfAll();
   sweep(parent);
   std::string name = parent / "zelvox-XXXXXX";
   const auto busy = removal.busy();

@@ -102,15 +102,18 @@ FmuInstance::FmuInstance(const fs::path& directory, const ModelDescription& desc
 FmuInstance::~FmuInstance() {
   endRun();
   if (!usable) return;
-  begin("fmi2FreeInstance");
-  functions.freeInstance(component);
-  showCall("fmi2FreeInstance()", "");
+  try {
+    begin("fmi2FreeInstance");
+    functions.freeInstance(component);
+    showCall("fmi2FreeInstance()", "");
+  } catch (const std::exception&) {  // of a binary in C++; nothing is expected of it any more
+  }
 }
 
 void FmuInstance::endRun() noexcept {
   try {
     if (running) terminate();
-  } catch (const Failure&) {  // another failure is on its way
+  } catch (const std::exception&) {  // another failure is on its way
   }
 }
 

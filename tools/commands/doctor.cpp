@@ -173,12 +173,6 @@ std::string systemProperty(JNIEnv* env, const char* name) {
   return characters != nullptr ? characters : "";
 }
 
-std::vector<std::string> optionsOf(const Options& options) {
-  std::vector<fs::path> classPath = {zelvoxJar()};
-  classPath.insert(classPath.end(), options.classPath.begin(), options.classPath.end());
-  return jvmOptions(classPath, options.jvmOptions);
-}
-
 std::string findZelvoxSim(JNIEnv* env) {
   const jclass found = env->FindClass("com/zelvox/qorbetta/ZelvoxSim");
   if (found == nullptr) {
@@ -224,7 +218,7 @@ void checkJvm(Report& report, const std::optional<JvmLocation>& location, const 
       JNIEnv* env = nullptr;
       child.tell([&] { return loadLibjvm(*location); });
       child.tell([&] {
-        env = startJvm(location->libjvm, optionsOf(options));
+        env = startJvm(location->libjvm, jvmOptions(options.classPath, options.jvmOptions));
         return "Java " + systemProperty(env, "java.version") + ", " +
                systemProperty(env, "java.vm.name");
       });
@@ -243,7 +237,8 @@ void checkJvm(Report& report, const std::optional<JvmLocation>& location, const 
 // For the Python package, whose JVM is the same: its libjvm.so and its options, one a line.
 void printJvm(const Options& options) {
   std::puts(locateJvm().libjvm.c_str());
-  for (const std::string& option : optionsOf(options)) std::puts(option.c_str());
+  for (const std::string& option : jvmOptions(options.classPath, options.jvmOptions))
+    std::puts(option.c_str());
 }
 
 void examine(const Options& options) {

@@ -34,13 +34,11 @@ void setVariable(const char* name, const std::string& value) {
 }
 
 std::string jvmOptionsFor(const Options& options) {
-  std::vector<fs::path> classPath = {zelvoxJar()};
-  classPath.insert(classPath.end(), options.classPath.begin(), options.classPath.end());
   // A crash of the program is reported to the user who sees it, and leaves no file.
   std::vector<std::string> users = {"-XX:ErrorFile=/dev/stderr"};
   users.insert(users.end(), options.jvmOptions.begin(), options.jvmOptions.end());
   std::string text;
-  for (const std::string& option : jvmOptions(classPath, users)) {
+  for (const std::string& option : jvmOptions(options.classPath, users)) {
     if (option.find('\n') != std::string::npos)
       throw Failure("the JVM option '" + printable(option) +
                         "' has a line break in it, which cannot be passed on",

@@ -8,7 +8,6 @@
 #include <set>
 
 #include "base/failure.h"
-#include "base/installation.h"
 #include "base/interrupts.h"
 #include "base/text.h"
 #include "checker/check.h"
@@ -138,8 +137,8 @@ void check(const fs::path& fmu, const std::string& name) {
 
 void info(const InfoOptions& options) {
   catchInterrupts();
-  const fs::path fmu = fmuOf(
-      options.input, [] { return startJvm(locateJvm().libjvm, jvmOptions({zelvoxJar()}, {})); });
+  const fs::path fmu =
+      fmuOf(options.input, [] { return startJvm(locateJvm().libjvm, jvmOptions({}, {})); });
   nowWaitingFor("the FMU to be read");
   if (options.check) return check(fmu, options.input.model[0].string());
   const FmuFacts facts = factsOf(fmu);

@@ -50,7 +50,7 @@ void pack(const PackOptions& options) {
   catchInterrupts();
   const TemporaryDirectory staged;
   nowWaitingFor("the JVM to start");
-  JNIEnv* const env = startJvm(locateJvm().libjvm, jvmOptions({zelvoxJar()}, options.jvmOptions));
+  JNIEnv* const env = startJvm(locateJvm().libjvm, jvmOptions({}, options.jvmOptions));
   const PackedFmu fmu = packModel(options.input, options.output, staged.path(), env);
   const ModelDescription& model = fmu.packed.description;
   if (options.output.empty()) refuseOverwriting(read, {{"the FMU", fmu.file}});

@@ -4,7 +4,6 @@
 
 #include "base/failure.h"
 #include "base/file_content.h"
-#include "base/installation.h"
 #include "base/interrupts.h"
 #include "commands/command.h"
 #include "fmu_file/archive_reader.h"
@@ -19,10 +18,8 @@ namespace fs = std::filesystem;
 namespace {
 
 JNIEnv* startJvmWith(const FmuOptions& options) {
-  std::vector<fs::path> classPath = {zelvoxJar()};
-  classPath.insert(classPath.end(), options.classPath.begin(), options.classPath.end());
   nowWaitingFor("the JVM to start");
-  return startJvm(locateJvm().libjvm, jvmOptions(classPath, options.jvmOptions));
+  return startJvm(locateJvm().libjvm, jvmOptions(options.classPath, options.jvmOptions));
 }
 
 ModelDescription unpack(const fs::path& fmu, const fs::path& directory) {

@@ -2,12 +2,14 @@
 
 #include <cstdlib>
 
+#include "base/installation.h"
+
 namespace fs = std::filesystem;
 
 std::vector<std::string> jvmOptions(const std::vector<fs::path>& classPath,
                                     const std::vector<std::string>& users) {
-  std::string paths;
-  for (const fs::path& path : classPath) paths += (paths.empty() ? "" : ":") + path.string();
+  std::string paths = zelvoxJar().string();
+  for (const fs::path& path : classPath) paths += ":" + path.string();
   std::vector<std::string> options = {
       "-Djava.class.path=" + paths,
       "-Xss8m",  // the JVM's guard pages would otherwise cap the main thread's stack at 1 MiB

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-// The options that every JVM of ours gets, and behind them the user's: as `java` takes them
-// ("-Xmx1g", "-Dname=value").
+// The options that every JVM of ours gets, with zelvox.jar before the user's class path, and behind
+// them the user's, as `java` takes them ("-Xmx1g", "-Dname=value").
 std::vector<std::string> jvmOptions(const std::vector<std::filesystem::path>& classPath,
                                     const std::vector<std::string>& users);
 

@@ -69,10 +69,13 @@ public class UnitsTest {
     private static void jar(Path file, Object... entries) throws IOException {
         ByteArrayOutputStream bytes = new ByteArrayOutputStream();
         try (ZipOutputStream zip = new ZipOutputStream(bytes)) {
+            zip.setComment("PK\5\6 begins the end of an archive, but not here");
             for (int i = 0; i < entries.length; i += 2) {
                 byte[] content = entries[i + 1] instanceof byte[] ? (byte[]) entries[i + 1]
                         : entries[i + 1].toString().getBytes(StandardCharsets.UTF_8);
                 ZipEntry entry = new ZipEntry(entries[i].toString());
+                entry.setCreationTime(FileTime.fromMillis(0)); // longer before the content than at the end
+                entry.setComment("of an entry");
                 if (entry.getName().startsWith("stored")) {
                     CRC32 check = new CRC32();
                     check.update(content);
@@ -105,7 +108,7 @@ public class UnitsTest {
     }
 
     private Path unit(int number) throws IOException {
-        return unit(folder.newFolder().toPath(), number);
+        return unit(folder.newFolder().toPath().resolve("1+1"), number);
     }
 
     private static void begin(String name, Path unit) {
@@ -275,7 +278,10 @@ public class UnitsTest {
         String odd = "stored/a b #1%20?ü.txt";
         Path unit = unit(1);
         jar(unit.resolve("library.jar"), "META-INF/MANIFEST.MF",
-                "Manifest-Version: 1.0\nMulti-Release: true\nImplementation-Version: 1.2.3\n\n",
+                "Manifest-Version: 1.0\nMulti-Release: true\n"
+                + "Specification-Title: a\nSpecification-Version: b\nSpecification-Vendor: c\n"
+                + "Implementation-Title: d\nImplementation-Version: e\nImplementation-Vendor: f\n\n",
+                "parts/Part.class", type("parts/Part", 1),
                 "number.txt", 1, "Other.class", type("Other", 1),
                 "META-INF/versions/9/number.txt", 5, "META-INF/versions/9/Other.class", type("Other", 5),
                 "META-INF/versions/1000/number.txt", 6, odd, "odd", "empty.txt", "");
@@ -307,5 +313,9 @@ public class UnitsTest {
         Class<?> other = Class.forName("Other", false, loader());
         assertEquals(unit.resolve("library.jar").toUri().toURL(),
                 other.getProtectionDomain().getCodeSource().getLocation());
+        Package parts = Class.forName("parts.Part", false, loader()).getPackage();
+        assertEquals("abcdef", parts.getSpecificationTitle() + parts.getSpecificationVersion()
+                + parts.getSpecificationVendor() + parts.getImplementationTitle()
+                + parts.getImplementationVersion() + parts.getImplementationVendor());
     }
 }

@@ -177,6 +177,7 @@ class Sources(Author):
         self.write(f"newer/{name}", content[:6] + (44 + 99).to_bytes(2, "big") + content[8:])
         self.refuses(r"compiled for Java 99, and the JVM in .* is Java \d+; compile it with --release", "pack", "newer")
         self.write("wrong/Tank.class", content)
+        self.write(f"wrong/META-INF/versions/9/{name}", content)  # where nobody looks for the model
         self.refuses("lies in Tank.class, expected com/acme/Tank.class", "pack", "wrong")
         self.classes()
         self.zelvox("pack", "classes", "-o", "tank.fmu")

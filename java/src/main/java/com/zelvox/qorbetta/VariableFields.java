@@ -19,25 +19,17 @@ final class VariableFields {
         this.parts = parts.toArray(new PartField[0]);
     }
 
-    void setInputs(double[] values) {
-        try {
-            checkParts();
-            for (VariableField field : inputs) {
-                field.setFrom(values);
-            }
-        } catch (IllegalAccessException e) {
-            throw new AssertionError(e); // the reader made all fields accessible
+    void setInputs(double[] values) throws IllegalAccessException {
+        checkParts();
+        for (VariableField field : inputs) {
+            field.setFrom(values);
         }
     }
 
-    void getOutputs(double[] values) {
-        try {
-            checkParts();
-            for (VariableField field : outputs) {
-                field.getInto(values);
-            }
-        } catch (IllegalAccessException e) {
-            throw new AssertionError(e);
+    void getOutputs(double[] values) throws IllegalAccessException {
+        checkParts();
+        for (VariableField field : outputs) {
+            field.getInto(values);
         }
     }
 
@@ -46,7 +38,7 @@ final class VariableFields {
             checkParts();
             parameters[index].set(index, value);
         } catch (IllegalAccessException e) {
-            throw new AssertionError(e);
+            throw new AssertionError(e); // the reader made all fields accessible
         }
     }
 

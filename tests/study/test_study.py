@@ -313,10 +313,10 @@ class Processes(Case):
                               chosen._replace(settings=["zelvox 0.0.2", *chosen.settings[1:]]))):
             with self.assertRaisesRegex(StudyError, reason):
                 Store(Path("out"), wrong, True)
-        os.mkdir("out/runs-")  # what cannot be opened is let go
+        os.mkdir("out/runs-.parquet")  # what cannot be opened is let go
         with self.assertRaisesRegex(StudyError, "^out cannot be written: "):
             Store(Path("out"), chosen, True)
-        os.rmdir("out/runs-")
+        os.rmdir("out/runs-.parquet")
         parts = sorted(Path("out").glob("runs-*"))
         content = bytearray(parts[0].read_bytes())
         content[len(content) // 3] ^= 1
@@ -329,9 +329,10 @@ class Processes(Case):
         parts[3].write_bytes(parts[3].read_bytes()[:100])
         Path("out", "runs-000000000041-000000000045.parquet").write_bytes(parts[4].read_bytes())
         Path("out", ".new-runs").write_bytes(b"PAR1")
+        Path("out", "runs-of-mine.csv").touch()
         with contextlib.closing(Store(Path("out"), chosen, True)) as store:
             self.assertEqual((store.done, list(store.missing())), (20, [(0, 40)]))
-            self.assertEqual(sorted(os.listdir("out")), ["_study.json", *(part.name for part in parts[4:])])
+            self.assertEqual(sorted(os.listdir("out")), ["_study.json", *(part.name for part in parts[4:]), "runs-of-mine.csv"])
 
 
 class Faults(Case):
@@ -366,6 +367,7 @@ class Resumed(Case):
         lost = max(made)
         Path("out", lost).write_bytes(b"PAR1")
         Path("out", ".new-runs").write_bytes(b"PAR1")
+        Path("out", "runs-of-mine.csv").touch()
         grid = {"start": "1:80:80"}
         again = {"start_values": {"pause": 0.005}, "output": "out", "resume": True, "workers": 1}
         self.assertEqual(zelvox.study("trial.fmu", grid, **again)["run"].tolist(), list(range(1, 81)))

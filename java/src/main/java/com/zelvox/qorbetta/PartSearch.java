@@ -117,7 +117,7 @@ final class PartSearch {
                 || known != null && content(object) != null) {
             holders.computeIfAbsent(object, unknown -> {
                 reached.add(unknown);
-                return new ArrayList<>();
+                return new ArrayList<>(1);
             }).add(holder);
         }
     }

@@ -13,7 +13,7 @@ void addExperimentOptions(CLI::App& command, ExperimentOptions& experiment) {
       ->group(run);
   command
       .add_option("--stop-time", experiment.time.stopTime,
-                  "Where it ends [FMU's default, start + 1]")
+                  "Where it ends [FMU's default, start + 1 or its step size]")
       ->type_name("SECONDS")
       ->group(run);
   command

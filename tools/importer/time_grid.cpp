@@ -60,7 +60,10 @@ std::string multipleText(double begin, double step, long long count) {
 TimeGrid::TimeGrid(const TimeOptions& options, const ModelDescription& model)
     : shortensLastStep(model.variableStepSize) {
   start = options.startTime.value_or(model.startTime.value_or(0.0));
-  stop = options.stopTime.value_or(model.stopTime.value_or(start + 1.0));
+  // An FMU that says how long its steps are, and not the run, is run for one at least.
+  const double length =
+      isLength(model.stepSize.value_or(0.0)) ? std::max(1.0, *model.stepSize) : 1.0;
+  stop = options.stopTime.value_or(model.stopTime.value_or(start + length));
   if (!std::isfinite(start) || !std::isfinite(stop) || stop <= start)
     throw Failure("the run would go from " + numberText(start) + " to " + numberText(stop) +
                       ", expected a stop time behind the start time",

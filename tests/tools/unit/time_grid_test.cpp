@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include "base/failure.h"
 
 namespace {
@@ -52,6 +54,15 @@ TEST(TimeGrid, TakesTimesForTheSameThatAreAMillionthOfAStepOrFourDigitsApart) {
   EXPECT_EQ(toleranceOf(0x1p30, 0x1p-20), 0x1p-22) << "never more than a quarter of a step";
   for (const double stop : {0.29999995, 0.30000005})
     EXPECT_EQ(TimeGrid({0, stop, 0.1, {}}, ModelDescription()).steps, 3) << stop;
+}
+
+TEST(TimeGrid, LastsASecondOrAStepWhereNobodySaysHowLong) {
+  ModelDescription model;
+  EXPECT_EQ(TimeGrid({2, {}, {}, {}}, model).stop, 3);
+  model.stepSize = 10;
+  EXPECT_EQ(TimeGrid({2, {}, {}, {}}, model).stop, 12);
+  model.stepSize = std::numeric_limits<double>::infinity();
+  EXPECT_EQ(TimeGrid({2, {}, {}, 0.5}, model).stop, 3);
 }
 
 TEST(TimeGrid, IsRefusedForRunsThatCannotBe) {

@@ -425,7 +425,7 @@ class Cluster(Case):
         address, one, [worker] = self.cluster(1)
         study = self.study("--parameter=label=1,2,3", "--output=out", f"--scheduler={address}", fmu=fmu)
         def children():
-            return [child for child in psutil.Process(worker.pid).children(True) if "batch" in child.cmdline()]
+            return [child for child in psutil.Process(worker.pid).children(True) if "batch" in quietly(child.cmdline)]
         self.until(lambda: list(Path("out").glob("runs-*")), "no batch was made")
         self.assertEqual(len(children()), 1)
         study.kill()
@@ -458,7 +458,7 @@ class Cluster(Case):
             table = pandas.read_parquet("out")
             self.assertEqual(table["run"].tolist(), list(range(1, 61)))
             numpy.testing.assert_allclose(table["level"], table["run"] * numpy.exp(-0.5))
-            left = [child for worker in good for child in psutil.Process(worker.pid).children(True) if "batch" in child.cmdline()]
+            left = [child for worker in good for child in psutil.Process(worker.pid).children(True) if "batch" in quietly(child.cmdline)]
             self.assertEqual(left, [])
 
 

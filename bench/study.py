@@ -53,14 +53,20 @@ def measured(fmu, costs, seconds, directory):
         "| FMPy with `dask.delayed`, 2 workers | zelvox-study is |",
         "|---:|---:|---:|---:|---:|---:|---:|---:|",
     ]
-    # FMPy's models are in the processes of its workers, which are therefore two.
-    processes = LocalCluster(n_workers=2, threads_per_worker=1, dashboard_address=None, local_directory=directory)
-    with connected(None, 1) as one, connected(None, 2) as two, processes, Client(processes) as fmpy_workers:
+    measurements = []
+    with connected(None, 1) as one, connected(None, 2) as two:
         per_round = calibrated(one, fmu)
         for cost in costs:
             rounds, runs = cost / per_round / 10, max(20, int(seconds / cost / ROUNDS))
             # By turns, so that whatever else the machine does meets both.
             turns = [(*speed(one, fmu, rounds, runs), *speed(two, fmu, rounds, runs)) for _ in range(ROUNDS)]
+            measurements.append((rounds, runs, turns))
+        last = limits(two, fmu, directory)
+    # FMPy's models are in the processes of its workers, which are therefore two, and which Dask watches also
+    # while they wait: they come after the rest.
+    processes = LocalCluster(n_workers=2, threads_per_worker=1, dashboard_address=None, local_directory=directory)
+    with processes, Client(processes) as fmpy_workers:
+        for rounds, runs, turns in measurements:
             single, inside, double, inside_two = (statistics.median(column) for column in zip(*turns))
             efficiency = statistics.median(turn[2] / turn[0] / 2 for turn in turns)
             others = delayed(fmpy_workers, fmu, rounds, min(runs, 2000))
@@ -71,8 +77,7 @@ def measured(fmu, costs, seconds, directory):
                 f"| {1e3 * beside:.2f} ms, {100 * beside / inside:.1f} % | {others:.1f} "
                 f"| {double / others:.2f} times as fast |"
             )
-        lines += ["", *limits(two, fmu, directory)]
-    return lines
+    return [*lines, "", *last]
 
 
 def speed(client, fmu, rounds, runs):

@@ -16,7 +16,7 @@ import pandas
 import psutil
 from distributed.comm import connect
 
-from test_study import SCHEDULER, WORKER, Case
+from test_study import SCHEDULER, WORKER, Case, quietly
 from zelvox._study import cluster
 
 NOBODY = 65534
@@ -27,7 +27,7 @@ def family(process):
 
 
 def doors(process):
-    return [place.laddr for one in family(process) for place in one.net_connections("inet") if not place.raddr]
+    return [place.laddr for one in family(process) for place in quietly(one.net_connections, "inet") if not place.raddr]
 
 
 def intruder(port):

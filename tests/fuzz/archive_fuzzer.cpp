@@ -8,7 +8,7 @@
 #include <iterator>
 #include <set>
 
-#include "base/removal.h"
+#include "files/removal.h"
 #include "fmu_file/archive_reader.h"
 #include "fuzz.h"
 

@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "fuzz.h"
-#include "importer/csv_reader.h"
+#include "tables/csv_reader.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   readOrRefuse(data, size, [](std::string_view text) {

@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "base/failure.h"
+#include "ending/failure.h"
 
 inline void require(bool holds, const char* promise) {
   if (holds) return;

@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "base/text.h"
-#include "checker/checked.h"
+#include "checker/subject.h"
+#include "words/numbers.h"
+#include "words/text.h"
 
 namespace {
 

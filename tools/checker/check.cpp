@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <array>
 
-#include "base/text.h"
 #include "checker/rules.h"
+#include "words/text.h"
 
 namespace {
 
@@ -38,7 +38,7 @@ constexpr std::array<NamedCheck, 20> checks = {{{"schema", checkSchema},
 }  // namespace
 
 CheckResult checkDescription(std::string_view xml, const std::vector<std::string>& files) {
-  const Checked description(xml, files);
+  const Subject description(xml, files);
   const std::string_view version = description.root.attribute("fmiVersion").value();
   if (!version.empty() && !version.starts_with("2"))
     description.xml.fail(description.root,

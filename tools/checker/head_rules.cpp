@@ -7,8 +7,9 @@
 #include <filesystem>
 #include <set>
 
-#include "base/text.h"
 #include "checker/rules.h"
+#include "words/numbers.h"
+#include "words/text.h"
 
 namespace {
 
@@ -56,7 +57,7 @@ void checkUniqueIn(const pugi::xml_node& list, const char* element, const Report
 
 }  // namespace
 
-void checkEncoding(const Checked& description, const Report& report) {
+void checkEncoding(const Subject& description, const Report& report) {
   const pugi::xml_node declaration = description.xml.firstNode();
   std::string encoding = declaration.attribute("encoding").value();
   std::ranges::transform(encoding, encoding.begin(),
@@ -67,7 +68,7 @@ void checkEncoding(const Checked& description, const Report& report) {
     report(description.root, "the text is not valid UTF-8");
 }
 
-void checkVersion(const Checked& description, const Report& report) {
+void checkVersion(const Subject& description, const Report& report) {
   const pugi::xml_attribute version = description.root.attribute("fmiVersion");
   if (version && std::string_view(version.value()) != "2.0")
     report(description.root, "fmiVersion is " + inQuotes(version.value()) + ", expected 2.0");
@@ -77,7 +78,7 @@ void checkVersion(const Checked& description, const Report& report) {
            "guid is empty, expected a text by which importers tell this FMU from others");
 }
 
-void checkKinds(const Checked& description, const Report& report) {
+void checkKinds(const Subject& description, const Report& report) {
   for (const char* const kind : kinds) {
     const pugi::xml_node node = description.root.child(kind);
     if (node.next_sibling(kind)) report(node.next_sibling(kind), "expected only one");
@@ -91,7 +92,7 @@ void checkKinds(const Checked& description, const Report& report) {
   }
 }
 
-void checkBinaries(const Checked& description, const Report& report) {
+void checkBinaries(const Subject& description, const Report& report) {
   const std::set<std::string> files(description.files.begin(), description.files.end());
   const auto anyBelow = [&files](const std::string& directory) {
     const auto found = files.lower_bound(directory);
@@ -125,7 +126,7 @@ void checkBinaries(const Checked& description, const Report& report) {
   }
 }
 
-void checkExperiment(const Checked& description, const Report& report) {
+void checkExperiment(const Subject& description, const Report& report) {
   const pugi::xml_node experiment = description.root.child("DefaultExperiment");
   const auto number = [&experiment](const char* name) {
     return parseNumber(experiment.attribute(name).value());
@@ -143,11 +144,11 @@ void checkExperiment(const Checked& description, const Report& report) {
   }
 }
 
-void checkUniqueNames(const Checked& description, const Report& report) {
+void checkUniqueNames(const Subject& description, const Report& report) {
   for (const Namespace& one : namespaces)
     checkUniqueIn(description.root.child(one.list), one.element, report);
   for (const auto& [name, unit] : description.units) checkUniqueIn(unit, "DisplayUnit", report);
-  for (const CheckedVariable& variable : description.variables) {
+  for (const SubjectVariable& variable : description.variables) {
     if (description.types.contains(variable.name))
       report(variable.node, "a type has the same name, expected another one");
     checkUniqueIn(variable.node.child("Annotations"), "Tool", report);

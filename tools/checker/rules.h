@@ -1,34 +1,34 @@
 // Every check, by the file that it is in. What each asks for is said in the table of check.cpp.
 #pragma once
 
-#include "checker/checked.h"
+#include "checker/subject.h"
 
 // schema.cpp
-void checkSchema(const Checked&, const Report&);
+void checkSchema(const Subject&, const Report&);
 
 // head_rules.cpp
-void checkEncoding(const Checked&, const Report&);
-void checkVersion(const Checked&, const Report&);
-void checkKinds(const Checked&, const Report&);
-void checkBinaries(const Checked&, const Report&);
-void checkExperiment(const Checked&, const Report&);
-void checkUniqueNames(const Checked&, const Report&);
+void checkEncoding(const Subject&, const Report&);
+void checkVersion(const Subject&, const Report&);
+void checkKinds(const Subject&, const Report&);
+void checkBinaries(const Subject&, const Report&);
+void checkExperiment(const Subject&, const Report&);
+void checkUniqueNames(const Subject&, const Report&);
 
 // type_rules.cpp
-void checkUnits(const Checked&, const Report&);
-void checkDeclaredTypes(const Checked&, const Report&);
-void checkEnumerations(const Checked&, const Report&);
-void checkRanges(const Checked&, const Report&);
+void checkUnits(const Subject&, const Report&);
+void checkDeclaredTypes(const Subject&, const Report&);
+void checkEnumerations(const Subject&, const Report&);
+void checkRanges(const Subject&, const Report&);
 
 // variable_rules.cpp
-void checkNames(const Checked&, const Report&);
-void checkCombinations(const Checked&, const Report&);
-void checkStarts(const Checked&, const Report&);
-void checkAliases(const Checked&, const Report&);
-void checkStates(const Checked&, const Report&);
+void checkNames(const Subject&, const Report&);
+void checkCombinations(const Subject&, const Report&);
+void checkStarts(const Subject&, const Report&);
+void checkAliases(const Subject&, const Report&);
+void checkStates(const Subject&, const Report&);
 
 // structure_rules.cpp
-void checkOutputs(const Checked&, const Report&);
-void checkDerivatives(const Checked&, const Report&);
-void checkInitialUnknowns(const Checked&, const Report&);
-void checkDependencies(const Checked&, const Report&);
+void checkOutputs(const Subject&, const Report&);
+void checkDerivatives(const Subject&, const Report&);
+void checkInitialUnknowns(const Subject&, const Report&);
+void checkDependencies(const Subject&, const Report&);

@@ -3,10 +3,10 @@
 #include <array>
 #include <map>
 
-#include "base/spelling.h"
-#include "base/text.h"
 #include "checker/attribute_values.h"
 #include "checker/rules.h"
+#include "words/spelling.h"
+#include "words/text.h"
 
 namespace {
 
@@ -188,7 +188,7 @@ void checkElement(const pugi::xml_node& node, const Elements& known, const Repor
 
 }  // namespace
 
-void checkSchema(const Checked& description, const Report& report) {
+void checkSchema(const Subject& description, const Report& report) {
   Elements known;
   for (const Element& element : elements) known.emplace(element.name, &element);
   checkElement(description.root, known, report);

@@ -1,21 +1,22 @@
 // ModelStructure: who depends on whom.
 #include <algorithm>
 
-#include "base/text.h"
 #include "checker/rules.h"
+#include "words/numbers.h"
+#include "words/text.h"
 
 namespace {
 
 constexpr const char* lists[] = {"Outputs", "Derivatives", "InitialUnknowns"};
 
-auto unknownsOf(const Checked& description, const char* list) {
+auto unknownsOf(const Subject& description, const char* list) {
   return description.root.child("ModelStructure").child(list).children("Unknown");
 }
 
-using Wanted = std::function<bool(const CheckedVariable&)>;
+using Wanted = std::function<bool(const SubjectVariable&)>;
 
 // Every index is that of a variable that is `wanted`, and none is there twice. Gives those listed.
-std::set<std::size_t> checkList(const Checked& description, const char* list,
+std::set<std::size_t> checkList(const Subject& description, const char* list,
                                 const std::string& expected, const Wanted& wanted,
                                 const Report& report) {
   std::set<std::size_t> listed;
@@ -35,11 +36,11 @@ std::set<std::size_t> checkList(const Checked& description, const char* list,
   return listed;
 }
 
-void checkComplete(const Checked& description, const char* list,
+void checkComplete(const Subject& description, const char* list,
                    const std::set<std::size_t>& listed, const Wanted& wanted,
                    const Report& report) {
   if (!description.root.child("ModelStructure")) return;  // which is said once
-  for (const CheckedVariable& variable : description.variables) {
+  for (const SubjectVariable& variable : description.variables) {
     if (wanted(variable) && !listed.contains(description.indexOf(variable)))
       report(variable.node, "is missing in " + std::string(list) + ", expected it there, as " +
                                 (std::string_view(list) == "Outputs"
@@ -48,14 +49,14 @@ void checkComplete(const Checked& description, const char* list,
   }
 }
 
-bool isOutput(const CheckedVariable& variable) {
+bool isOutput(const SubjectVariable& variable) {
   return variable.causality == "output";
 }
 
 // The variables whose equations are solved for before the run: outputs, calculated parameters,
 // states and derivatives that have no exact start.
-Wanted initialUnknown(const Checked& description) {
-  std::set<const CheckedVariable*> dynamic;
+Wanted initialUnknown(const Subject& description) {
+  std::set<const SubjectVariable*> dynamic;
   for (const pugi::xml_node unknown : unknownsOf(description, "Derivatives")) {
     const auto* const derivative =
         description.variable(parseWhole<std::size_t>(unknown.attribute("index").value()));
@@ -64,7 +65,7 @@ Wanted initialUnknown(const Checked& description) {
     dynamic.insert(description.variable(
         parseWhole<std::size_t>(derivative->value.attribute("derivative").value())));
   }
-  return [dynamic](const CheckedVariable& variable) {
+  return [dynamic](const SubjectVariable& variable) {
     return variable.causality == "calculatedParameter" ||
            ((isOutput(variable) || dynamic.contains(&variable)) &&
             (variable.initial == "approx" || variable.initial == "calculated"));
@@ -72,13 +73,13 @@ Wanted initialUnknown(const Checked& description) {
 }
 
 // What an unknown of the list may depend on.
-bool isKnown(const CheckedVariable& variable, bool initially, const Checked& description) {
+bool isKnown(const SubjectVariable& variable, bool initially, const Subject& description) {
   if (variable.causality == "input" || variable.causality == "independent") return true;
   return initially ? variable.initial == "exact"
                    : description.states.contains(description.indexOf(variable));
 }
 
-void checkKnowns(const pugi::xml_node& unknown, bool initially, const Checked& description,
+void checkKnowns(const pugi::xml_node& unknown, bool initially, const Subject& description,
                  const Report& report) {
   std::size_t last = 0;
   for (const std::string_view word : wordsOf(unknown.attribute("dependencies").value())) {
@@ -102,7 +103,7 @@ void checkKnowns(const pugi::xml_node& unknown, bool initially, const Checked& d
   }
 }
 
-void checkKindsOf(const pugi::xml_node& unknown, const Checked& description, const Report& report) {
+void checkKindsOf(const pugi::xml_node& unknown, const Subject& description, const Report& report) {
   const pugi::xml_attribute kinds = unknown.attribute("dependenciesKind");
   if (!kinds) return;
   const auto words = wordsOf(kinds.value());
@@ -120,20 +121,20 @@ void checkKindsOf(const pugi::xml_node& unknown, const Checked& description, con
 
 }  // namespace
 
-void checkOutputs(const Checked& description, const Report& report) {
+void checkOutputs(const Subject& description, const Report& report) {
   const auto listed =
       checkList(description, "Outputs", "variables whose causality is output", isOutput, report);
   checkComplete(description, "Outputs", listed, isOutput, report);
 }
 
-void checkDerivatives(const Checked& description, const Report& report) {
+void checkDerivatives(const Subject& description, const Report& report) {
   checkList(
       description, "Derivatives", "variables with the attribute derivative",
-      [](const CheckedVariable& one) { return !one.value.attribute("derivative").empty(); },
+      [](const SubjectVariable& one) { return !one.value.attribute("derivative").empty(); },
       report);
 }
 
-void checkInitialUnknowns(const Checked& description, const Report& report) {
+void checkInitialUnknowns(const Subject& description, const Report& report) {
   const std::string expected =
       "outputs, listed derivatives and their states whose initial is approx or calculated, and "
       "calculated parameters";
@@ -150,7 +151,7 @@ void checkInitialUnknowns(const Checked& description, const Report& report) {
   }
 }
 
-void checkDependencies(const Checked& description, const Report& report) {
+void checkDependencies(const Subject& description, const Report& report) {
   for (const char* const list : lists) {
     for (const pugi::xml_node unknown : unknownsOf(description, list)) {
       checkKnowns(unknown, std::string_view(list) == "InitialUnknowns", description, report);

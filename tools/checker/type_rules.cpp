@@ -1,14 +1,15 @@
 // Units, types, and the ranges that values have by them.
 #include <set>
 
-#include "base/text.h"
 #include "checker/rules.h"
+#include "words/numbers.h"
+#include "words/text.h"
 
 namespace {
 
 // The unit that a variable or type itself names. A display unit that its unit does not define means
 // nothing, and nobody is to mind it.
-void checkUnitOf(const pugi::xml_node& real, std::string_view unit, const Checked& description,
+void checkUnitOf(const pugi::xml_node& real, std::string_view unit, const Subject& description,
                  const Report& report) {
   if (real.attribute("unit") && !description.units.contains(unit))
     report(real, "its unit " + inQuotes(unit) + " is not defined in UnitDefinitions");
@@ -32,19 +33,19 @@ void checkOrder(const pugi::xml_node& value, const std::optional<double>& min,
 
 }  // namespace
 
-void checkUnits(const Checked& description, const Report& report) {
+void checkUnits(const Subject& description, const Report& report) {
   for (const auto& [name, type] : description.types) {
     const pugi::xml_node real = type.child("Real");
     checkUnitOf(real, real.attribute("unit").value(), description, report);
   }
-  for (const CheckedVariable& variable : description.variables) {
+  for (const SubjectVariable& variable : description.variables) {
     if (variable.type == "Real")
       checkUnitOf(variable.value, variable.text("unit"), description, report);
   }
 }
 
-void checkDeclaredTypes(const Checked& description, const Report& report) {
-  for (const CheckedVariable& variable : description.variables) {
+void checkDeclaredTypes(const Subject& description, const Report& report) {
+  for (const SubjectVariable& variable : description.variables) {
     const pugi::xml_attribute name = variable.value.attribute("declaredType");
     if (!name || variable.declared) continue;
     const bool exists = description.types.contains(name.value());
@@ -55,7 +56,7 @@ void checkDeclaredTypes(const Checked& description, const Report& report) {
   }
 }
 
-void checkEnumerations(const Checked& description, const Report& report) {
+void checkEnumerations(const Subject& description, const Report& report) {
   for (const auto& [typeName, type] : description.types) {
     std::set<std::string_view> names;
     std::set<double> values;
@@ -71,12 +72,12 @@ void checkEnumerations(const Checked& description, const Report& report) {
   }
 }
 
-void checkRanges(const Checked& description, const Report& report) {
+void checkRanges(const Subject& description, const Report& report) {
   for (const auto& [name, type] : description.types) {
     for (const pugi::xml_node value : type.children())
       checkOrder(value, parseNumber(value.attribute("min").value()),
                  parseNumber(value.attribute("max").value()), report);
   }
-  for (const CheckedVariable& variable : description.variables)
+  for (const SubjectVariable& variable : description.variables)
     checkOrder(variable.value, variable.number("min"), variable.number("max"), report);
 }

@@ -3,27 +3,28 @@
 #include <cstdint>
 #include <map>
 
-#include "base/text.h"
 #include "checker/combinations.h"
 #include "checker/rules.h"
 #include "checker/structured_name.h"
+#include "words/numbers.h"
+#include "words/text.h"
 
 namespace {
 
-std::string listOf(const std::vector<std::string_view>& words) {
+std::string alternatives(const std::vector<std::string_view>& words) {
   std::string list;
   for (const std::string_view word : words)
     list += (list.empty() ? "" : " or ") + std::string(word);
   return list;
 }
 
-std::string reasonForStart(const CheckedVariable& variable) {
+std::string reasonForStart(const SubjectVariable& variable) {
   return variable.causality == "input" || variable.causality == "independent"
              ? "causality is " + std::string(variable.causality)
              : "initial is " + std::string(variable.initial);
 }
 
-void checkStartValue(const CheckedVariable& variable, const Report& report) {
+void checkStartValue(const SubjectVariable& variable, const Report& report) {
   const auto start = variable.type == "String" || variable.type == "Boolean"
                          ? std::nullopt
                          : parseNumber(variable.value.attribute("start").value());
@@ -44,11 +45,11 @@ void checkStartValue(const CheckedVariable& variable, const Report& report) {
 }
 
 // Integers and enumerations share their value references.
-std::string_view baseOf(const CheckedVariable& variable) {
+std::string_view baseOf(const SubjectVariable& variable) {
   return variable.type == "Enumeration" ? "Integer" : variable.type;
 }
 
-void checkAlias(const CheckedVariable& one, const CheckedVariable& other, bool startIsTaken,
+void checkAlias(const SubjectVariable& one, const SubjectVariable& other, bool startIsTaken,
                 const Report& report) {
   const auto differs = [&](const std::string& what) {
     report(one.node, "has the value reference of " + inQuotes(other.name) + ", " + what);
@@ -71,10 +72,10 @@ void checkAlias(const CheckedVariable& one, const CheckedVariable& other, bool s
 
 }  // namespace
 
-void checkNames(const Checked& description, const Report& report) {
+void checkNames(const Subject& description, const Report& report) {
   const std::string_view convention =
       description.root.attribute("variableNamingConvention").value();
-  for (const CheckedVariable& variable : description.variables) {
+  for (const SubjectVariable& variable : description.variables) {
     if (!variable.node.attribute("name")) continue;
     if (variable.name.empty()) {
       report(variable.node, "name is empty");
@@ -88,9 +89,9 @@ void checkNames(const Checked& description, const Report& report) {
   }
 }
 
-void checkCombinations(const Checked& description, const Report& report) {
+void checkCombinations(const Subject& description, const Report& report) {
   bool independent = false;
-  for (const CheckedVariable& variable : description.variables) {
+  for (const SubjectVariable& variable : description.variables) {
     const std::string both = "causality " + printable(variable.causality) + " with variability " +
                              printable(variable.variability);
     const auto allowed = allowedInitial(variable.causality, variable.variability);
@@ -104,7 +105,8 @@ void checkCombinations(const Checked& description, const Report& report) {
       report(variable.node, both + " is not allowed");
     } else if (initial && std::ranges::find(allowed, initial.value()) == allowed.end()) {
       report(variable.node, "initial is " + inQuotes(initial.value()) + ", expected " +
-                                (allowed.empty() ? "none" : listOf(allowed)) + " for " + both);
+                                (allowed.empty() ? "none" : alternatives(allowed)) + " for " +
+                                both);
     }
     if (variable.causality != "independent") continue;
     if (independent) report(variable.node, "is independent, expected at most one such variable");
@@ -113,8 +115,8 @@ void checkCombinations(const Checked& description, const Report& report) {
   }
 }
 
-void checkStarts(const Checked& description, const Report& report) {
-  for (const CheckedVariable& variable : description.variables) {
+void checkStarts(const Subject& description, const Report& report) {
+  for (const SubjectVariable& variable : description.variables) {
     const bool given = !variable.value.attribute("start").empty();
     const Start wanted = startOf(variable.causality, variable.initial);
     if (given ? wanted == Start::forbidden : wanted == Start::required)
@@ -125,13 +127,13 @@ void checkStarts(const Checked& description, const Report& report) {
   }
 }
 
-void checkAliases(const Checked& description, const Report& report) {
+void checkAliases(const Subject& description, const Report& report) {
   struct Aliases {
-    const CheckedVariable* first;
-    const CheckedVariable* started;  // the first with a start value
+    const SubjectVariable* first;
+    const SubjectVariable* started;  // the first with a start value
   };
   std::map<std::pair<std::string_view, std::uint32_t>, Aliases> known;
-  for (const CheckedVariable& variable : description.variables) {
+  for (const SubjectVariable& variable : description.variables) {
     const auto reference =
         parseWhole<std::uint32_t>(variable.node.attribute("valueReference").value());
     if (variable.type.empty() || !reference) continue;
@@ -145,8 +147,8 @@ void checkAliases(const Checked& description, const Report& report) {
   }
 }
 
-void checkStates(const Checked& description, const Report& report) {
-  for (const CheckedVariable& variable : description.variables) {
+void checkStates(const Subject& description, const Report& report) {
+  for (const SubjectVariable& variable : description.variables) {
     const pugi::xml_attribute reinit = variable.value.attribute("reinit");
     if (isTrue(reinit) && !description.states.contains(description.indexOf(variable)))
       report(variable.node,

@@ -1,19 +1,20 @@
 // `zelvox batch`: runs one FMU many times, with the JVM in this process, from the options to the
 // count of the runs that failed.
-#include "importer/batch.h"
+#include "runs/batch.h"
 
 #include <CLI/CLI.hpp>
 #include <memory>
 #include <sstream>
 
-#include "base/failure.h"
-#include "base/interrupts.h"
-#include "base/overwriting.h"
-#include "base/standard_streams.h"
-#include "base/text.h"
-#include "commands/command.h"
+#include "commands/commands.h"
+#include "commands/options.h"
 #include "commands/ready_fmu.h"
+#include "ending/failure.h"
+#include "ending/interrupts.h"
+#include "files/overwriting.h"
+#include "files/standard_streams.h"
 #include "jvm/options.h"
+#include "words/text.h"
 
 namespace {
 

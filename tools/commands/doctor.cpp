@@ -17,15 +17,16 @@
 #include <functional>
 #include <optional>
 
-#include "base/failure.h"
-#include "base/installation.h"
-#include "base/text.h"
-#include "commands/command.h"
+#include "commands/commands.h"
+#include "commands/options.h"
+#include "ending/failure.h"
+#include "files/installation.h"
 #include "fmi2FunctionTypes.h"
 #include "jvm/find.h"
 #include "jvm/options.h"
 #include "jvm/start.h"
 #include "output/picture.h"
+#include "words/text.h"
 
 namespace fs = std::filesystem;
 

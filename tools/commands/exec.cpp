@@ -7,14 +7,15 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "base/failure.h"
-#include "base/installation.h"
-#include "base/text.h"
-#include "commands/command.h"
+#include "commands/commands.h"
+#include "commands/options.h"
+#include "ending/failure.h"
+#include "files/installation.h"
 #include "jvm/find.h"
 #include "jvm/options.h"
 #include "preload/preload.h"
 #include "preload/program.h"
+#include "words/text.h"
 
 namespace fs = std::filesystem;
 

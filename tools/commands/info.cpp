@@ -7,18 +7,22 @@
 #include <optional>
 #include <set>
 
-#include "base/failure.h"
-#include "base/interrupts.h"
-#include "base/text.h"
 #include "checker/check.h"
-#include "commands/command.h"
+#include "commands/commands.h"
 #include "commands/fmu_facts.h"
+#include "commands/options.h"
+#include "commands/ready_fmu.h"
+#include "ending/failure.h"
+#include "ending/interrupts.h"
 #include "fmu_file/archive_reader.h"
 #include "fmu_file/description_reader.h"
 #include "jvm/find.h"
 #include "jvm/options.h"
 #include "jvm/start.h"
 #include "packer/model_input.h"
+#include "words/layout.h"
+#include "words/numbers.h"
+#include "words/text.h"
 
 namespace fs = std::filesystem;
 
@@ -34,7 +38,7 @@ struct InfoOptions {
   bool check = false;
 };
 
-std::string kindOf(const ModelDescription& model) {
+std::string fmuKind(const ModelDescription& model) {
   std::string kind = model.coSimulation && model.modelExchange ? "co-simulation and model exchange"
                      : model.coSimulation                      ? "co-simulation"
                                                                : "model exchange";
@@ -71,7 +75,7 @@ std::vector<std::string> platformsOf(const std::vector<std::string>& files) {
   return {platforms.begin(), platforms.end()};
 }
 
-std::string listOf(const std::vector<std::string>& names) {
+std::string commaSeparated(const std::vector<std::string>& names) {
   std::string text;
   for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
   return text.empty() ? "none" : text;
@@ -107,10 +111,10 @@ void print(const FmuFacts& facts, bool all) {
   printFact("Author", model.author);
   printFact("Copyright", model.copyright);
   printFact("Licence", all ? model.license : shortened(model.license, widestLicence));
-  printFact("Kind", kindOf(model));
+  printFact("Kind", fmuKind(model));
   printFact("Needs", needsOf(facts));
   printFact("Experiment", experimentOf(model));
-  printFact("Platforms", listOf(facts.platforms));
+  printFact("Platforms", commaSeparated(facts.platforms));
   printFact("Made by",
             model.generationTool +
                 (model.generationDateAndTime.empty() ? "" : ", " + model.generationDateAndTime));

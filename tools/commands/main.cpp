@@ -5,14 +5,14 @@
 #include <cstdio>
 #include <exception>
 
-#include "base/failure.h"
-#include "base/forced_end.h"
-#include "base/interrupts.h"
-#include "base/standard_streams.h"
-#include "base/start_directory.h"
-#include "base/text.h"
-#include "commands/command.h"
+#include "commands/commands.h"
 #include "commands/usage.h"
+#include "ending/failure.h"
+#include "ending/forced_end.h"
+#include "ending/interrupts.h"
+#include "files/standard_streams.h"
+#include "files/start_directory.h"
+#include "words/text.h"
 
 namespace {
 
@@ -86,21 +86,6 @@ int runToTheEnd(int argc, char* argv[]) {
 }
 
 }  // namespace
-
-void addJvmOptions(CLI::App& command, std::vector<std::filesystem::path>& classPath,
-                   std::vector<std::string>& jvmOptions) {
-  command
-      .add_option("--class-path", classPath, "Jars and directories behind zelvox.jar; repeatable")
-      ->allow_extra_args(false)
-      ->type_name("PATH")
-      ->group("The JVM");
-  command
-      .add_option("--jvm-option", jvmOptions,
-                  "An option as java takes it, such as -Xmx1g; repeatable")
-      ->allow_extra_args(false)
-      ->type_name("OPTION")
-      ->group("The JVM");
-}
 
 int main(int argc, char* argv[]) {
   rememberStartDirectory();

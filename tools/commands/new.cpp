@@ -9,11 +9,11 @@
 #include <string_view>
 #include <system_error>
 
-#include "base/failure.h"
-#include "base/installation.h"
-#include "base/text.h"
-#include "commands/command.h"
+#include "commands/commands.h"
 #include "commands/maven_pom.h"
+#include "ending/failure.h"
+#include "files/installation.h"
+#include "words/text.h"
 
 namespace fs = std::filesystem;
 

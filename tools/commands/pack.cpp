@@ -6,18 +6,20 @@
 #include <iostream>
 #include <memory>
 
-#include "base/failure.h"
-#include "base/installation.h"
-#include "base/interrupts.h"
-#include "base/overwriting.h"
-#include "base/safe_file.h"
-#include "base/temporary_directory.h"
-#include "base/text.h"
-#include "commands/command.h"
+#include "commands/commands.h"
+#include "commands/options.h"
+#include "commands/ready_fmu.h"
+#include "ending/failure.h"
+#include "ending/interrupts.h"
+#include "files/installation.h"
+#include "files/overwriting.h"
+#include "files/safe_file.h"
+#include "files/temporary_directory.h"
 #include "jvm/find.h"
 #include "jvm/options.h"
 #include "jvm/start.h"
 #include "packer/packing.h"
+#include "words/text.h"
 
 namespace fs = std::filesystem;
 

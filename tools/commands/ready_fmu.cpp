@@ -2,20 +2,38 @@
 
 #include <CLI/CLI.hpp>
 
-#include "base/failure.h"
-#include "base/file_content.h"
-#include "base/interrupts.h"
-#include "commands/command.h"
+#include "commands/options.h"
+#include "ending/failure.h"
+#include "ending/interrupts.h"
+#include "files/file_content.h"
 #include "fmu_file/archive_reader.h"
+#include "fmu_file/archive_writer.h"
 #include "fmu_file/description_reader.h"
-#include "importer/binary.h"
 #include "jvm/find.h"
 #include "jvm/options.h"
 #include "jvm/start.h"
+#include "loaded_fmu/binary.h"
+#include "packer/packing.h"
 
 namespace fs = std::filesystem;
 
 namespace {
+
+bool isFmu(const ModelInput& input) {
+  requireFiles(input);
+  if (std::ranges::all_of(input.model, isModelFile)) return false;
+  if (input.model.size() > 1) {
+    throw Failure("expected one FMU or only files of one model, got " + input.model[0].string() +
+                      " and " + input.model[1].string(),
+                  ExitCode::usage);
+  }
+  if (!input.jars.empty() || !input.javaClass.empty() || !input.release.empty()) {
+    throw Failure("--jar, --model and --release are for a model, and " + input.model[0].string() +
+                      " is taken for an FMU",
+                  ExitCode::usage);
+  }
+  return true;
+}
 
 JNIEnv* startJvmWith(const FmuOptions& options) {
   nowWaitingFor("the JVM to start");
@@ -36,6 +54,30 @@ ModelDescription unpack(const fs::path& fmu, const fs::path& directory) {
 }
 
 }  // namespace
+
+std::vector<NamedFile> filesOf(const ModelInput& input) {
+  std::vector<NamedFile> files;
+  for (const fs::path& file : input.model) {
+    if (fs::is_directory(file)) {
+      for (const fs::path& inside : filesBelow(file)) files.push_back({"the model", inside});
+    } else {
+      files.push_back({isModelFile(file) ? "the model" : "the FMU", file});
+    }
+  }
+  for (const fs::path& jar : input.jars) files.push_back({"--jar", jar});
+  return files;
+}
+
+fs::path fmuOf(const ModelInput& input, const std::function<JNIEnv*()>& jvm) {
+  if (isFmu(input)) return input.model[0];
+  // What is static is also put away when the model ends the process.
+  static const TemporaryDirectory scratch;
+  const PackedFmu fmu = packModel(input, {}, scratch.path(), jvm());
+  fs::path file = scratch.path() / fmu.file;
+  writeArchive(file, fmu.entries);
+  for (const std::string& warning : fmu.packed.warnings) warn(warning);
+  return file;
+}
 
 void addFmuOptions(CLI::App& command, FmuOptions& options) {
   command

@@ -2,18 +2,28 @@
 // model, unpacked, described, and with a JVM when its binary needs one.
 #pragma once
 
+#include <jni.h>
+
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
-#include "base/overwriting.h"
-#include "base/temporary_directory.h"
+#include "files/overwriting.h"
+#include "files/temporary_directory.h"
 #include "fmu_file/model_description.h"
 #include "packer/model_input.h"
 
 namespace CLI {
 class App;
 }
+
+// All files that an FMU is made of, or the FMU, for refuseOverwriting().
+std::vector<NamedFile> filesOf(const ModelInput& input);
+
+// The FMU that the files are, or the one that is made of them, which needs a JVM and lies in a
+// temporary directory until the process ends. Throws Failure.
+std::filesystem::path fmuOf(const ModelInput& input, const std::function<JNIEnv*()>& jvm);
 
 struct FmuOptions {
   ModelInput input;

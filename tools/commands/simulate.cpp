@@ -4,14 +4,16 @@
 #include <cstdio>
 #include <memory>
 
-#include "base/failure.h"
-#include "base/interrupts.h"
-#include "base/overwriting.h"
-#include "base/standard_streams.h"
-#include "base/text.h"
-#include "commands/command.h"
+#include "commands/commands.h"
+#include "commands/options.h"
 #include "commands/ready_fmu.h"
-#include "importer/simulation.h"
+#include "ending/failure.h"
+#include "ending/interrupts.h"
+#include "files/overwriting.h"
+#include "files/standard_streams.h"
+#include "runs/simulation.h"
+#include "words/numbers.h"
+#include "words/text.h"
 
 namespace fs = std::filesystem;
 

@@ -5,10 +5,11 @@
 #include <iostream>
 #include <memory>
 
-#include "base/failure.h"
-#include "base/spelling.h"
-#include "base/text.h"
+#include "ending/failure.h"
 #include "packer/model_input.h"
+#include "words/numbers.h"
+#include "words/spelling.h"
+#include "words/text.h"
 
 namespace {
 

@@ -3,8 +3,10 @@
 #include <array>
 #include <iostream>
 
-#include "base/text.h"
 #include "commands/fmu_facts.h"
+#include "words/layout.h"
+#include "words/numbers.h"
+#include "words/text.h"
 
 namespace {
 
@@ -16,7 +18,7 @@ std::string textOf(const std::optional<double>& value) {
   return value ? numberText(*value) : "";
 }
 
-std::string nameOf(const ScalarVariable& variable) {
+std::string shownName(const ScalarVariable& variable) {
   return variable.name;
 }
 
@@ -60,7 +62,7 @@ struct Column {
   bool right = false;
 };
 
-constexpr std::array<Column, 8> columns = {{{"Name", nameOf, 40},
+constexpr std::array<Column, 8> columns = {{{"Name", shownName, 40},
                                             {"Type", typeOf, 20},
                                             {"Start", startOf, 25, true},
                                             {"Range", rangeOf, 60},

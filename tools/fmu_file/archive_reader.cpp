@@ -11,10 +11,10 @@
 #include <functional>
 #include <string_view>
 
-#include "base/failure.h"
-#include "base/interrupts.h"
-#include "base/text.h"
+#include "ending/failure.h"
+#include "ending/interrupts.h"
 #include "fmu_file/libzip.h"
+#include "words/text.h"
 
 namespace fs = std::filesystem;
 

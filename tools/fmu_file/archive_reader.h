@@ -8,7 +8,7 @@
 // Each function throws Failure for an archive that is unreadable, truncated or encrypted,
 // has an entry that would leave its directory, a symbolic link, a name twice, or unpacks to more
 // than the limits that the source states; whichever entry is asked for, all are checked. So it does
-// when a signal asks the command to end (base/interrupts.h).
+// when a signal asks the command to end (ending/interrupts.h).
 
 // Unpacks the archive into `directory`, which is made when it does not exist and must be empty when
 // it does. Nothing outside of it is ever touched. After a failure it holds what was unpacked so

@@ -5,11 +5,12 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "base/failure.h"
-#include "base/interrupts.h"
-#include "base/safe_file.h"
-#include "base/text.h"
+#include "ending/failure.h"
+#include "ending/interrupts.h"
+#include "files/safe_file.h"
 #include "fmu_file/libzip.h"
+#include "words/numbers.h"
+#include "words/text.h"
 
 namespace fs = std::filesystem;
 

@@ -4,8 +4,9 @@
 #include <cmath>
 #include <unordered_map>
 
-#include "base/text.h"
 #include "fmu_file/description_xml.h"
+#include "words/numbers.h"
+#include "words/text.h"
 
 namespace {
 

@@ -2,8 +2,9 @@
 
 #include <algorithm>
 
-#include "base/failure.h"
-#include "base/text.h"
+#include "ending/failure.h"
+#include "words/numbers.h"
+#include "words/text.h"
 
 bool isTrue(const pugi::xml_attribute& attribute) {
   return parseBoolean(attribute.value()).value_or(false);

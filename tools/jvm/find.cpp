@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <sstream>
 
-#include "base/failure.h"
+#include "ending/failure.h"
 
 namespace fs = std::filesystem;
 

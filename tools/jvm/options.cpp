@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "base/installation.h"
+#include "files/installation.h"
 
 namespace fs = std::filesystem;
 

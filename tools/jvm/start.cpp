@@ -11,8 +11,8 @@
 #include <mutex>
 #include <sstream>
 
-#include "base/failure.h"
-#include "base/forced_end.h"
+#include "ending/failure.h"
+#include "ending/forced_end.h"
 
 namespace {
 

@@ -6,7 +6,9 @@
 #include <sstream>
 #include <string_view>
 
-#include "base/text.h"
+#include "words/layout.h"
+#include "words/numbers.h"
+#include "words/text.h"
 
 namespace fs = std::filesystem;
 

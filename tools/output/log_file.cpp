@@ -6,8 +6,8 @@
 #include <cerrno>
 #include <cstring>
 
-#include "base/failure.h"
-#include "base/safe_file.h"
+#include "ending/failure.h"
+#include "files/safe_file.h"
 
 LogFile::LogFile(const std::filesystem::path& file) : path(file) {
   const Destination destination(file);

@@ -13,11 +13,11 @@
 #include <string_view>
 #include <system_error>
 
-#include "base/failure.h"
-#include "base/file_content.h"
-#include "base/forced_end.h"
-#include "base/temporary_directory.h"
-#include "base/text.h"
+#include "ending/failure.h"
+#include "ending/forced_end.h"
+#include "files/file_content.h"
+#include "files/temporary_directory.h"
+#include "words/text.h"
 
 namespace fs = std::filesystem;
 
@@ -52,7 +52,7 @@ int runGnuplot(std::string argument, const fs::path& answers, const fs::path& co
   return status;
 }
 
-PictureKind kindOf(const fs::path& file) {
+PictureKind formatOf(const fs::path& file) {
   return file.extension() == ".svg" ? PictureKind::svg : PictureKind::png;
 }
 
@@ -91,12 +91,12 @@ void Picture::draw(const std::string& title, const std::vector<PlotLine>& lines)
     const fs::path script = directory.path() / "plot.gnuplot";
     const fs::path complaints = directory.path() / "complaints";
     std::ofstream stream(script);
-    stream << gnuplotScript(picture, kindOf(file), title, lines);
+    stream << gnuplotScript(picture, formatOf(file), title, lines);
     stream.close();
     if (!stream) fail(script.string() + " cannot be written: " + std::strerror(errno));
     if (runGnuplot(script.string(), "/dev/null", complaints) != 0)
       fail("gnuplot gave up: " + fileContent(complaints));
-    if (!isWhole(picture, kindOf(file))) fail("the picture is cut short, is the disk full?");
+    if (!isWhole(picture, formatOf(file))) fail("the picture is cut short, is the disk full?");
   });
   content.commit();
 }

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "base/safe_file.h"
+#include "files/safe_file.h"
 #include "output/gnuplot_script.h"
 
 // Of which a reader can still tell one from the other by the legend.

@@ -6,7 +6,8 @@
 #include <cmath>
 #include <cstdio>
 
-#include "base/text.h"
+#include "words/layout.h"
+#include "words/numbers.h"
 
 namespace {
 

@@ -5,9 +5,10 @@
 #include <unordered_set>
 #include <utility>
 
-#include "base/failure.h"
-#include "base/standard_streams.h"
-#include "base/text.h"
+#include "ending/failure.h"
+#include "files/standard_streams.h"
+#include "words/numbers.h"
+#include "words/text.h"
 
 namespace {
 

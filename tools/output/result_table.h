@@ -10,8 +10,8 @@
 #include <string_view>
 #include <vector>
 
-#include "base/forced_end.h"
-#include "base/safe_file.h"
+#include "ending/forced_end.h"
+#include "files/safe_file.h"
 #include "fmu_file/model_description.h"
 
 // A table's file as users give it: "-" is stdout, and "./-" a file.

@@ -1,6 +1,6 @@
 #include "packer/contents.h"
 
-#include "base/installation.h"
+#include "files/installation.h"
 #include "fmu_file/description_writer.h"
 #include "packer/identity.h"
 #include "packer/index_page.h"

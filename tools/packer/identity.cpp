@@ -6,8 +6,8 @@
 #include <array>
 #include <string_view>
 
-#include "base/failure.h"
-#include "base/file_content.h"
+#include "ending/failure.h"
+#include "files/file_content.h"
 
 namespace fs = std::filesystem;
 

@@ -4,7 +4,7 @@
 #include <sstream>
 #include <string_view>
 
-#include "base/text.h"
+#include "words/numbers.h"
 
 namespace {
 

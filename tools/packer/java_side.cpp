@@ -2,9 +2,9 @@
 
 #include <cmath>
 
-#include "base/failure.h"
-#include "base/installation.h"
-#include "base/text.h"
+#include "ending/failure.h"
+#include "files/installation.h"
+#include "words/numbers.h"
 
 namespace {
 

@@ -4,10 +4,10 @@
 #include <set>
 #include <system_error>
 
-#include "base/failure.h"
-#include "base/text.h"
+#include "ending/failure.h"
 #include "fmu_file/archive_writer.h"
 #include "packer/java_side.h"
+#include "words/text.h"
 
 namespace fs = std::filesystem;
 

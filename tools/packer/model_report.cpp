@@ -2,12 +2,12 @@
 
 #include <ctime>
 
-#include "base/failure.h"
-#include "base/text.h"
+#include "ending/failure.h"
 #include "fmu_file/archive_writer.h"
 #include "packer/identity.h"
 #include "packer/java_side.h"
 #include "packer/unit_warning.h"
+#include "words/text.h"
 
 namespace fs = std::filesystem;
 
@@ -54,7 +54,7 @@ void readVariables(JavaAnswer& report, ModelDescription& model, std::size_t firs
   }
 }
 
-ScalarVariable kindOf(const char* causality, const char* variability, const char* initial) {
+ScalarVariable declaredAs(const char* causality, const char* variability, const char* initial) {
   ScalarVariable kind;
   kind.causality = causality;
   kind.variability = variability;
@@ -79,11 +79,11 @@ PackedModel readReport(JavaAnswer report) {
   for (std::size_t i = 0; i < units; ++i) model.units.push_back(readUnit(report));
 
   // The library's layout: the outputs, their mirror, which importers do not see, and the rest.
-  readVariables(report, model, 0, kindOf("output", "continuous", "calculated"));
+  readVariables(report, model, 0, declaredAs("output", "continuous", "calculated"));
   const std::size_t outputs = model.variables.size();
-  readVariables(report, model, 2 * outputs, kindOf("input", "continuous", ""));
+  readVariables(report, model, 2 * outputs, declaredAs("input", "continuous", ""));
   readVariables(report, model, outputs + model.variables.size(),
-                kindOf("parameter", "tunable", "exact"));
+                declaredAs("parameter", "tunable", "exact"));
   const std::size_t warnings = report.count();
   for (std::size_t i = 0; i < warnings; ++i) packed.warnings.push_back(report.text());
   if (const std::string warning = unitWarning(model); !warning.empty())

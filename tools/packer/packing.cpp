@@ -1,6 +1,6 @@
 #include "packer/packing.h"
 
-#include "base/interrupts.h"
+#include "ending/interrupts.h"
 #include "packer/contents.h"
 
 namespace fs = std::filesystem;

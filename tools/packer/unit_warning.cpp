@@ -2,7 +2,7 @@
 
 #include <set>
 
-#include "base/text.h"
+#include "words/text.h"
 
 std::string unitWarning(const ModelDescription& model) {
   std::set<std::string> known = {""};

@@ -1,4 +1,4 @@
-#include "carried.h"
+#include "preload/carried.h"
 
 #include <alloca.h>
 #include <fcntl.h>
@@ -10,9 +10,9 @@
 #include <cstring>
 #include <string_view>
 
-#include "next.h"
-#include "preload.h"
-#include "program.h"
+#include "preload/next.h"
+#include "preload/preload.h"
+#include "preload/program.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "code_owner.h"
+#include "preload/code_owner.h"
 
 #include <dlfcn.h>
 #include <link.h>

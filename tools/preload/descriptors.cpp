@@ -1,4 +1,4 @@
-#include "descriptors.h"
+#include "preload/descriptors.h"
 
 #include <fcntl.h>
 #include <sys/eventfd.h>
@@ -10,8 +10,8 @@
 #include <cstdarg>
 #include <string_view>
 
-#include "code_owner.h"
-#include "next.h"
+#include "preload/code_owner.h"
+#include "preload/next.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "forks.h"
+#include "preload/forks.h"
 
 #include <pthread.h>
 #include <unistd.h>

@@ -1,5 +1,5 @@
 // The way into the process: between the dynamic loader and main().
-#include "preload.h"
+#include "preload/preload.h"
 
 #include <dlfcn.h>
 #include <unistd.h>
@@ -10,13 +10,13 @@
 #include <cstdio>
 #include <string_view>
 
-#include "base/failure.h"
-#include "carried.h"
-#include "code_owner.h"
-#include "descriptors.h"
-#include "forks.h"
+#include "ending/failure.h"
 #include "jvm/start.h"
-#include "threads.h"
+#include "preload/carried.h"
+#include "preload/code_owner.h"
+#include "preload/descriptors.h"
+#include "preload/forks.h"
+#include "preload/threads.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "program.h"
+#include "preload/program.h"
 
 #include <elf.h>
 #include <fcntl.h>

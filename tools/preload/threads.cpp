@@ -1,4 +1,4 @@
-#include "threads.h"
+#include "preload/threads.h"
 
 #include <dlfcn.h>
 #include <pthread.h>
@@ -13,9 +13,9 @@
 #include <initializer_list>
 #include <new>
 
-#include "code_owner.h"
-#include "forks.h"
-#include "next.h"
+#include "preload/code_owner.h"
+#include "preload/forks.h"
+#include "preload/next.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
 // Lines of cells, in whatever pieces they come.
-#include "importer/csv_lines.h"
+#include "tables/csv_lines.h"
 
 #include <gtest/gtest.h>
 
-#include "base/failure.h"
+#include "ending/failure.h"
 
 namespace {
 

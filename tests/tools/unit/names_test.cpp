@@ -5,8 +5,8 @@
 #include <regex>
 #include <set>
 
-#include "base/spelling.h"
 #include "packer/identity.h"
+#include "words/spelling.h"
 
 namespace {
 

@@ -1,4 +1,6 @@
 // Numbers as texts and back, and texts as a terminal shows them.
+#include "words/numbers.h"
+
 #include <gtest/gtest.h>
 
 #include <array>
@@ -6,7 +8,8 @@
 #include <cmath>
 #include <limits>
 
-#include "base/text.h"
+#include "words/layout.h"
+#include "words/text.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 
 #include <array>
 
-#include "base/failure.h"
-#include "importer/csv_reader.h"
+#include "ending/failure.h"
+#include "tables/csv_reader.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
 // Communication points and rows, for runs that are a whole number of steps.
-#include "importer/time_grid.h"
+#include "experiment/time_grid.h"
 
 #include <gtest/gtest.h>
 
 #include <limits>
 
-#include "base/failure.h"
+#include "ending/failure.h"
 
 namespace {
 

@@ -1,0 +1,29 @@
+// One run of an instance: from the setup of its experiment to the stop time. Who looks at the
+// values does so between the steps.
+#pragma once
+
+#include "experiment/experiment.h"
+
+class Run {
+ public:
+  // The instance is new or was reset. Both must outlive the object.
+  Run(Experiment& experiment, LoadedFmu& instance);
+
+  // All three throw Failure when the FMU refuses. After it the outputs at the start can be read.
+  void initialize();
+  bool goesOn() const { return stepsDone < experiment.grid.steps && !endedByFmu; }
+  // One communication step, while goesOn(). False when the FMU ended the run by itself within it;
+  // then the time is what it was. After it the inputs are those of the next step.
+  bool step();
+  void terminate();
+
+  double time() const { return experiment.grid.point(stepsDone); }
+  long long steps() const { return stepsDone; }
+  bool wasEndedByFmu() const { return endedByFmu; }
+
+ private:
+  Experiment& experiment;
+  LoadedFmu& instance;
+  long long stepsDone = 0;
+  bool endedByFmu = false;
+};

@@ -1,0 +1,292 @@
+#include "loaded_fmu/loaded_fmu.h"
+
+#include <array>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
+#include <type_traits>
+
+#include "ending/failure.h"
+#include "ending/interrupts.h"
+#include "loaded_fmu/message.h"
+#include "words/numbers.h"
+#include "words/text.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// By fmi2Status.
+constexpr std::array<const char*, 6> statusNames = {"fmi2OK",    "fmi2Warning", "fmi2Discard",
+                                                    "fmi2Error", "fmi2Fatal",   "fmi2Pending"};
+
+const char* statusName(fmi2Status status) {
+  const auto index = static_cast<std::size_t>(status);
+  return index < statusNames.size() ? statusNames[index] : "an unknown status";
+}
+
+constexpr const char* booleanName(bool value) {
+  return value ? "fmi2True" : "fmi2False";
+}
+
+// For people: without the last digits that start + i * interval leaves.
+std::string timeText(double time) {
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "%.10g", time);
+  return text.data();
+}
+
+std::string shown(fmi2Real value) {
+  return numberText(value);
+}
+std::string shown(fmi2Integer value) {
+  return std::to_string(value);
+}
+std::string shown(fmi2ValueReference value) {
+  return std::to_string(value);
+}
+std::string shown(fmi2String value) {
+  return value != nullptr ? "\"" + std::string(value) + "\"" : "NULL";
+}
+
+template <class Value>
+std::string arrayText(std::span<Value> values) {
+  std::string text;
+  for (const auto& value : values) text += (text.empty() ? "" : ", ") + shown(value);
+  return "[" + text + "]";
+}
+
+// The file URI of the FMU's resources, which RFC 3986 wants escaped.
+std::string resourceUri(const fs::path& directory) {
+  constexpr std::string_view unescaped =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~/";
+  std::string uri = "file://";
+  for (const char character : (fs::absolute(directory) / "resources").string()) {
+    if (unescaped.find(character) != std::string_view::npos) {
+      uri += character;
+    } else {
+      std::array<char, 4> escape{};
+      std::snprintf(escape.data(), escape.size(), "%%%02X", static_cast<unsigned char>(character));
+      uri += escape.data();
+    }
+  }
+  return uri;
+}
+
+}  // namespace
+
+LoadedFmu::LoadedFmu(const fs::path& directory, const ModelDescription& description,
+                     FmuLogging show)
+    : model(description),
+      logging(show),
+      callbacks{receive, std::calloc, std::free, nullptr, this},
+      functions(loadBinary(fmuBinary(directory, model))) {
+  begin("fmi2Instantiate");
+  const std::string version = functions.getVersion();
+  showCall("fmi2GetVersion()", version.c_str());
+  if (version != "2.0")
+    throw Failure("the FMU's binary implements FMI " + version + ", expected 2.0");
+
+  const std::string uri = resourceUri(directory);
+  const fmi2Boolean loggingOn = logging.messages ? fmi2True : fmi2False;
+  component = functions.instantiate(model.modelName.c_str(), fmi2CoSimulation, model.guid.c_str(),
+                                    uri.c_str(), &callbacks, fmi2False, loggingOn);
+  showCall("fmi2Instantiate(instanceName=" + shown(model.modelName.c_str()) +
+               ", fmuType=fmi2CoSimulation, fmuGUID=" + shown(model.guid.c_str()) +
+               ", fmuResourceLocation=" + shown(uri.c_str()) +
+               ", visible=fmi2False, loggingOn=" + booleanName(logging.messages) + ")",
+           component != nullptr ? "an instance" : "NULL");
+  if (component == nullptr) fail("fmi2Instantiate", "the FMU gave no reason");
+}
+
+LoadedFmu::~LoadedFmu() {
+  endRun();
+  if (!usable) return;
+  try {
+    begin("fmi2FreeInstance");
+    functions.freeInstance(component);
+    showCall("fmi2FreeInstance()", "");
+  } catch (const std::exception&) {  // of a binary in C++; nothing is expected of it any more
+  }
+}
+
+void LoadedFmu::endRun() noexcept {
+  try {
+    if (running) terminate();
+  } catch (const std::exception&) {  // another failure is on its way
+  }
+}
+
+void LoadedFmu::reset() {
+  endRun();
+  if (!usable) throw Failure("fmi2Terminate gave fmi2Fatal");
+  if (functions.reset == nullptr) throw Failure("the FMU's binary has no function fmi2Reset");
+  begin("fmi2Reset");
+  check(functions.reset(component), "fmi2Reset");
+}
+
+void LoadedFmu::setupExperiment(std::optional<double> tolerance, double startTime,
+                                double stopTime) {
+  time = startTime;
+  begin("fmi2SetupExperiment");
+  const fmi2Status status =
+      functions.setupExperiment(component, tolerance ? fmi2True : fmi2False,
+                                tolerance.value_or(0.0), startTime, fmi2True, stopTime);
+  check(status, "fmi2SetupExperiment",
+        std::string("toleranceDefined=") + booleanName(tolerance.has_value()) +
+            ", tolerance=" + shown(tolerance.value_or(0.0)) + ", startTime=" + shown(startTime) +
+            ", stopTimeDefined=fmi2True, stopTime=" + shown(stopTime));
+}
+
+void LoadedFmu::enterInitializationMode() {
+  begin("fmi2EnterInitializationMode");
+  check(functions.enterInitializationMode(component), "fmi2EnterInitializationMode");
+}
+
+void LoadedFmu::exitInitializationMode() {
+  begin("fmi2ExitInitializationMode");
+  check(functions.exitInitializationMode(component), "fmi2ExitInitializationMode");
+  running = true;
+}
+
+bool LoadedFmu::doStep(double communicationPoint, double stepSize) {
+  time = communicationPoint;
+  begin("fmi2DoStep");
+  const fmi2Status status = functions.doStep(component, communicationPoint, stepSize, fmi2True);
+  if (logging.calls)
+    showCall("fmi2DoStep(currentCommunicationPoint=" + shown(communicationPoint) +
+                 ", communicationStepSize=" + shown(stepSize) +
+                 ", noSetFMUStatePriorToCurrentPoint=fmi2True)",
+             statusName(status));
+  if (status == fmi2Discard && hasTerminated()) return false;
+  require(status, "fmi2DoStep");
+  time = communicationPoint + stepSize;
+  return true;
+}
+
+bool LoadedFmu::hasTerminated() {
+  fmi2Boolean value = fmi2False;
+  const fmi2Status status = functions.getBooleanStatus(component, fmi2Terminated, &value);
+  const bool terminated = value != fmi2False;
+  showCall(
+      std::string("fmi2GetBooleanStatus(s=fmi2Terminated, value=") + booleanName(terminated) + ")",
+      statusName(status));
+  if (status == fmi2Fatal) require(status, "fmi2GetBooleanStatus");
+  return status == fmi2OK && terminated;
+}
+
+void LoadedFmu::terminate() {
+  running = false;
+  begin("fmi2Terminate");
+  check(functions.terminate(component), "fmi2Terminate");
+}
+
+template <class Function, class Value>
+void LoadedFmu::exchange(const char* name, Function* function, References vr,
+                         std::span<Value> value) {
+  if (vr.empty()) return;
+  begin(name);
+  const fmi2Status status = function(component, vr.data(), vr.size(), value.data());
+  std::string arguments;
+  if (logging.calls) {
+    arguments = "vr=" + arrayText(vr);
+    // A get that failed has left nothing to show; what should be a text may not even be one.
+    if (std::is_const_v<Value> || status <= fmi2Warning) arguments += ", value=" + arrayText(value);
+  }
+  check(status, name, arguments);
+}
+
+void LoadedFmu::getReals(References vr, std::span<fmi2Real> value) {
+  exchange("fmi2GetReal", functions.getReal, vr, value);
+}
+void LoadedFmu::setReals(References vr, std::span<const fmi2Real> value) {
+  exchange("fmi2SetReal", functions.setReal, vr, value);
+}
+void LoadedFmu::getIntegers(References vr, std::span<fmi2Integer> value) {
+  exchange("fmi2GetInteger", functions.getInteger, vr, value);
+}
+void LoadedFmu::setIntegers(References vr, std::span<const fmi2Integer> value) {
+  exchange("fmi2SetInteger", functions.setInteger, vr, value);
+}
+void LoadedFmu::getBooleans(References vr, std::span<fmi2Boolean> value) {
+  exchange("fmi2GetBoolean", functions.getBoolean, vr, value);
+}
+void LoadedFmu::setBooleans(References vr, std::span<const fmi2Boolean> value) {
+  exchange("fmi2SetBoolean", functions.setBoolean, vr, value);
+}
+void LoadedFmu::getStrings(References vr, std::span<fmi2String> value) {
+  exchange("fmi2GetString", functions.getString, vr, value);
+}
+void LoadedFmu::setStrings(References vr, std::span<const fmi2String> value) {
+  exchange("fmi2SetString", functions.setString, vr, value);
+}
+
+void LoadedFmu::receive(fmi2ComponentEnvironment self, fmi2String, fmi2Status status,
+                        fmi2String category, fmi2String text, ...) {
+  va_list arguments;
+  va_start(arguments, text);
+  auto& instance = *static_cast<LoadedFmu*>(self);
+  // The FMU is C: nothing may be thrown through it, and a message is not worth ending for.
+  try {
+    std::string message = messageText(text, arguments, instance.model);
+    if (instance.logging.messages)
+      instance.showMessage(status, category != nullptr ? category : "", message);
+    if (status >= fmi2Discard && !message.empty()) {
+      const std::lock_guard lock(instance.hearing);
+      instance.lastError = std::move(message);
+    }
+  } catch (...) {
+  }
+  va_end(arguments);
+}
+
+void LoadedFmu::showMessage(fmi2Status status, const char* category,
+                            const std::string& text) const {
+  show(timeText(time) + " " + statusName(status) + " " + printable(category) + " " +
+       printable(text));
+}
+
+void LoadedFmu::show(const std::string& line) const {
+  if (logging.file != nullptr)
+    logging.file->write(line + "\n");
+  else
+    std::fprintf(stderr, "%s\n", line.c_str());
+}
+
+void LoadedFmu::showCall(const std::string& call, const char* result) const {
+  if (logging.calls) show(printable(call) + (*result != '\0' ? " -> " : "") + printable(result));
+}
+
+void LoadedFmu::begin(const char* function) {
+  {
+    const std::lock_guard lock(hearing);
+    lastError.clear();
+  }
+  nowWaitingFor(function, time);
+}
+
+void LoadedFmu::check(fmi2Status status, const char* function, const std::string& arguments) {
+  if (logging.calls) showCall(std::string(function) + "(" + arguments + ")", statusName(status));
+  require(status, function);
+}
+
+void LoadedFmu::require(fmi2Status status, const char* function) {
+  if (status == fmi2OK || status == fmi2Warning) return;
+  running = false;
+  usable = status != fmi2Fatal;
+  if (status == fmi2Pending)
+    throw Failure(std::string(function) +
+                  " is still computing when it returns, expected an FMU that steps synchronously");
+  fail(function, std::string("the FMU gave no reason but ") + statusName(status));
+}
+
+void LoadedFmu::fail(const char* function, const std::string& withoutReason) {
+  const std::lock_guard lock(hearing);
+  std::string reason = lastError.empty() ? withoutReason : printable(lastError);
+  // Many FMUs begin their messages with the name of the function.
+  const std::string prefix = std::string(function) + ": ";
+  if (reason.starts_with(prefix)) reason.erase(0, prefix.size());
+  const std::string place = component != nullptr ? " at t=" + timeText(time) : "";
+  throw Failure(function + place + " failed: " + reason);
+}

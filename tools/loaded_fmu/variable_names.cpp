@@ -1,0 +1,56 @@
+#include "loaded_fmu/variable_names.h"
+
+#include <vector>
+
+#include "ending/failure.h"
+#include "words/spelling.h"
+#include "words/text.h"
+
+namespace {
+
+std::string withArticle(const std::string& noun) {
+  return (std::string_view("aeiou").find(noun[0]) != std::string_view::npos ? "an " : "a ") + noun;
+}
+
+}  // namespace
+
+VariableNames::VariableNames(const ModelDescription& description) : model(description) {
+  for (const ScalarVariable& variable : model.variables) byName.emplace(variable.name, &variable);
+}
+
+const ScalarVariable& VariableNames::find(const std::string& name, const std::string& place,
+                                          const Filter& wanted) const {
+  if (const auto found = byName.find(name); found != byName.end()) return *found->second;
+  const std::string_view other = closest(name, wanted);
+  throw Failure(place + ": the FMU has no variable '" + printable(name) + "'" +
+                (other.empty() ? "; `zelvox info` lists those that it has"
+                               : ", did you mean '" + printable(other) + "'?"));
+}
+
+const ScalarVariable& VariableNames::findSettable(const std::string& name,
+                                                  const std::string& place) const {
+  const auto settable = [](const ScalarVariable& variable) {
+    return variable.causality == "input" || variable.causality == "parameter";
+  };
+  const ScalarVariable& variable = find(name, place, settable);
+  if (!settable(variable))
+    throw Failure(place + ": '" + variable.name + "' is " + roleOf(variable) +
+                  ", expected an input or a parameter");
+  return variable;
+}
+
+std::string_view VariableNames::closest(std::string_view name, const Filter& wanted) const {
+  std::vector<std::string_view> names;
+  for (const ScalarVariable& variable : model.variables) {
+    if (wanted(variable)) names.push_back(variable.name);
+  }
+  return closestName(name, names);
+}
+
+std::string roleOf(const ScalarVariable& variable) {
+  if (variable.causality == "parameter") return withArticle(variable.variability + " parameter");
+  return withArticle(variable.causality.ends_with("arameter") ? "calculated parameter"
+                     : variable.causality == "local"          ? "local variable"
+                     : variable.causality == "independent"    ? "independent variable"
+                                                              : variable.causality);
+}

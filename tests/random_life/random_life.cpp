@@ -12,7 +12,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <functional>
 #include <limits>
 #include <map>
 #include <memory>
@@ -160,12 +159,13 @@ JNIEnv* startJvm(const std::string& classPath, const std::string& lostMethod) {
 }
 
 void* library = nullptr;
-template <class Function>
-Function* fmi(const char* name) {
-  auto* const address = dlsym(library, name);
-  if (address == nullptr) fail(std::string("no function ") + name);
-  return reinterpret_cast<Function*>(address);
+void* symbol(const char* name) {
+  void* const address = dlsym(library, name);
+  return address != nullptr ? address : (fail(std::string("no function ") + name), nullptr);
 }
+
+// The library's function of that name: FMI(fmi2Reset)(c).
+#define FMI(function) reinterpret_cast<decltype(&function)>(symbol(#function))
 
 constexpr const char* guid = "{6F1C2D3A-8B4E-4F70-9A1D-2E5B7C9D0F13}";
 std::vector<fmi2Component> instances;
@@ -198,7 +198,7 @@ fmi2Status instantiate() {
   const fmi2String name =
       oneOf<fmi2String>({"a", "b", "a", "\xF0\x9F\x98\x80", "\xff\xc0", "", nullptr});
   const fmi2Type type = chance(3) ? fmi2ModelExchange : fmi2CoSimulation;
-  const auto instantiated = fmi<fmi2InstantiateTYPE>("fmi2Instantiate")(
+  const auto instantiated = FMI(fmi2Instantiate)(
       name, type, chance(20) ? oneOf<fmi2String>({"", nullptr, "{x}"}) : guid,
       oneOf<fmi2String>({"file:///tmp", nullptr, ""}), chance(60) ? nullptr : &callbacks, fmi2False,
       chance(2) ? fmi2True : fmi2False);
@@ -214,117 +214,82 @@ fmi2Status freeInstance() {
   if (!chance(4) || instances.empty()) return fmi2OK;
   const std::size_t index = below(instances.size());
   const std::size_t before = blocks.size();
-  fmi<fmi2FreeInstanceTYPE>("fmi2FreeInstance")(instances[index]);
+  FMI(fmi2FreeInstance)(instances[index]);
   if (before - blocks.size() != 8) fail("a freed instance kept memory");
   instances.erase(instances.begin() + static_cast<std::ptrdiff_t>(index));
   return fmi2OK;
 }
 
-template <class Element, class Function>
-fmi2Status values(const char* name) {
+template <class Function, class Element>
+fmi2Status values(Function* function, Element) {
   const std::size_t count = below(8);
   Array<fmi2ValueReference> references(count);
   Array<Element> elements(count);
   for (std::size_t i = 0; references.data != nullptr && i < count; ++i)
     references.data[i] = static_cast<fmi2ValueReference>(
         chance(10) ? oneOf<std::size_t>({12, 4294967295u, 2147483648u, 1000}) : below(12));
-  return fmi<Function>(name)(anyInstance(), references.data, count, elements.data);
+  return function(anyInstance(), references.data, count, elements.data);
 }
 
-// The functions whose only argument is the instance.
-fmi2Status simple(const char* name) {
-  return fmi<fmi2ResetTYPE>(name)(anyInstance());
-}
-
-template <class Value, class Function>
-fmi2Status status(const char* name) {
-  Array<Value> value(1);
+fmi2Status realStatus() {
   // Any number may come as a kind; calling through int keeps the enumeration's range out of it.
-  using AnyKind = fmi2Status(fmi2Component, int, Value*);
-  return reinterpret_cast<AnyKind*>(fmi<Function>(name))(
+  using AnyKind = fmi2Status(fmi2Component, int, fmi2Real*);
+  return reinterpret_cast<AnyKind*>(symbol("fmi2GetRealStatus"))(
       anyInstance(), chance(10) ? static_cast<int>(randomness()) : static_cast<int>(below(4)),
-      value.data);
+      Array<fmi2Real>(1).data);
 }
 
-template <class Function>
-fmi2Status states(const char* name, std::size_t count) {
-  Array<fmi2Real> array(count);
-  return fmi<Function>(name)(anyInstance(), array.data, chance(10) ? below(5000000000u) : count);
+// Most often the right length of an array of model exchange.
+std::size_t about(std::size_t count) {
+  return chance(10) ? below(5000000000u) : count;
 }
 
 // Takes a new instance as far as it goes, so that steps are reached often enough.
 fmi2Status live() {
   const fmi2Component c = anyInstance();
   if (c == nullptr) return fmi2OK;
-  for (const char* step :
-       {"fmi2Reset", "fmi2EnterInitializationMode", "fmi2ExitInitializationMode"})
-    fmi<fmi2ResetTYPE>(step)(c);
-  return fmi2OK;
+  FMI(fmi2Reset)(c);
+  FMI(fmi2EnterInitializationMode)(c);
+  return FMI(fmi2ExitInitializationMode)(c), fmi2OK;
 }
 
-using Call = std::function<fmi2Status()>;
-const std::vector<std::pair<const char*, Call>> calls = {
-    {"fmi2Instantiate", instantiate},
-    {"fmi2FreeInstance", freeInstance},
-    {"a life", live},  // third
-    {"fmi2Reset", [] { return chance(5) ? simple("fmi2Reset") : fmi2OK; }},
-    {"fmi2Terminate", [] { return chance(5) ? simple("fmi2Terminate") : fmi2OK; }},
-    {"fmi2EnterInitializationMode", [] { return simple("fmi2EnterInitializationMode"); }},
-    {"fmi2ExitInitializationMode", [] { return simple("fmi2ExitInitializationMode"); }},
-    {"fmi2EnterEventMode", [] { return simple("fmi2EnterEventMode"); }},
-    {"fmi2EnterContinuousTimeMode", [] { return simple("fmi2EnterContinuousTimeMode"); }},
-    {"fmi2CancelStep", [] { return chance(9) ? simple("fmi2CancelStep") : fmi2OK; }},
-    {"fmi2SetupExperiment",
-     [] {
-       return fmi<fmi2SetupExperimentTYPE>("fmi2SetupExperiment")(anyInstance(), oneOf({0, 1, 5}),
-                                                                  anyDouble(), anyDouble(),
-                                                                  oneOf({0, 1, -1}), anyDouble());
-     }},
-    {"fmi2SetDebugLogging",
-     [] {
-       const std::size_t count = below(3);
-       Array<fmi2String> names(count, oneOf<fmi2String>({"logAll", "logFmiCall", "?", nullptr}));
-       return fmi<fmi2SetDebugLoggingTYPE>("fmi2SetDebugLogging")(anyInstance(), oneOf({0, 1}),
-                                                                  count, names.data);
-     }},
-    {"fmi2GetReal", [] { return values<fmi2Real, fmi2GetRealTYPE>("fmi2GetReal"); }},
-    {"fmi2GetInteger", [] { return values<fmi2Integer, fmi2GetIntegerTYPE>("fmi2GetInteger"); }},
-    {"fmi2SetReal", [] { return values<fmi2Real, fmi2SetRealTYPE>("fmi2SetReal"); }},
-    {"fmi2DoStep",
-     [] {
-       return fmi<fmi2DoStepTYPE>("fmi2DoStep")(anyInstance(), anyDouble(),
-                                                chance(20) ? anyDouble() : 0.5, oneOf({0, 1}));
-     }},
-    {"fmi2GetRealStatus",
-     [] { return status<fmi2Real, fmi2GetRealStatusTYPE>("fmi2GetRealStatus"); }},
-    {"fmi2SetTime", [] { return fmi<fmi2SetTimeTYPE>("fmi2SetTime")(anyInstance(), anyDouble()); }},
-    {"fmi2NewDiscreteStates",
-     [] {
-       Array<fmi2EventInfo> info(1);
-       return fmi<fmi2NewDiscreteStatesTYPE>("fmi2NewDiscreteStates")(anyInstance(), info.data);
-     }},
-    {"fmi2CompletedIntegratorStep",
-     [] {
-       Array<fmi2Boolean> enter(1), terminate(1);
-       return fmi<fmi2CompletedIntegratorStepTYPE>("fmi2CompletedIntegratorStep")(
-           anyInstance(), fmi2True, enter.data, terminate.data);
-     }},
-    {"fmi2GetEventIndicators",
-     [] { return states<fmi2GetEventIndicatorsTYPE>("fmi2GetEventIndicators", 1); }},
-    {"fmi2GetDerivatives", [] { return states<fmi2GetDerivativesTYPE>("fmi2GetDerivatives", 0); }},
-    {"fmi2GetNominalsOfContinuousStates",
-     [] {
-       return states<fmi2GetNominalsOfContinuousStatesTYPE>("fmi2GetNominalsOfContinuousStates", 0);
-     }},
-    {"fmi2GetRealOutputDerivatives",
-     [] {
-       Array<fmi2Real> value(3);
-       return fmi<fmi2GetRealOutputDerivativesTYPE>("fmi2GetRealOutputDerivatives")(
-           anyInstance(), nullptr, 3, nullptr, value.data);
-     }},
-    {"fmi2GetFMUstate",
-     [] { return fmi<fmi2GetFMUstateTYPE>("fmi2GetFMUstate")(anyInstance(), nullptr); }},
+fmi2Status setDebugLogging() {
+  const std::size_t count = below(3);
+  Array<fmi2String> names(count, oneOf<fmi2String>({"logAll", "logFmiCall", "?", nullptr}));
+  return FMI(fmi2SetDebugLogging)(anyInstance(), oneOf({0, 1}), count, names.data);
+}
+
+struct Call {
+  const char* name;
+  fmi2Status (*call)();
 };
+// clang-format off
+#define CALL(function, ...) {#function, [] { return FMI(function)(anyInstance() __VA_OPT__(,) __VA_ARGS__); }}
+#define RARELY(in, function) {#function, [] { return chance(in) ? FMI(function)(anyInstance()) : fmi2OK; }}
+#define VALUES(function, value) {#function, [] { return values(FMI(function), value); }}
+const std::vector<Call> calls = {
+  {"fmi2Instantiate", instantiate},
+  {"fmi2FreeInstance", freeInstance},
+  {"a life", live},  // third
+  RARELY(5, fmi2Reset), RARELY(5, fmi2Terminate), RARELY(9, fmi2CancelStep),
+  CALL(fmi2EnterInitializationMode), CALL(fmi2ExitInitializationMode),
+  CALL(fmi2EnterEventMode), CALL(fmi2EnterContinuousTimeMode),
+  CALL(fmi2SetupExperiment, oneOf({0, 1, 5}), anyDouble(), anyDouble(), oneOf({0, 1, -1}), anyDouble()),
+  {"fmi2SetDebugLogging", setDebugLogging},
+  VALUES(fmi2GetReal, fmi2Real()), VALUES(fmi2GetInteger, fmi2Integer()),
+  VALUES(fmi2SetReal, fmi2Real()),
+  CALL(fmi2DoStep, anyDouble(), chance(20) ? anyDouble() : 0.5, oneOf({0, 1})),
+  {"fmi2GetRealStatus", realStatus},
+  CALL(fmi2SetTime, anyDouble()),
+  CALL(fmi2NewDiscreteStates, Array<fmi2EventInfo>(1).data),
+  CALL(fmi2CompletedIntegratorStep, fmi2True, Array<fmi2Boolean>(1).data, Array<fmi2Boolean>(1).data),
+  CALL(fmi2GetEventIndicators, Array<fmi2Real>(1).data, about(1)),
+  CALL(fmi2GetDerivatives, Array<fmi2Real>(0).data, about(0)),
+  CALL(fmi2GetNominalsOfContinuousStates, Array<fmi2Real>(0).data, about(0)),
+  CALL(fmi2GetRealOutputDerivatives, nullptr, 3, nullptr, Array<fmi2Real>(3).data),
+  CALL(fmi2GetFMUstate, nullptr),
+};
+// clang-format on
 
 long countJavaCalls(JNIEnv* env, bool stayCalm) {
   if (env->ExceptionCheck()) env->ExceptionClear();  // as an importer's own JNI code would

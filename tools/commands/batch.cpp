@@ -2,9 +2,7 @@
 // count of the runs that failed.
 #include "runs/batch.h"
 
-#include <CLI/CLI.hpp>
 #include <memory>
-#include <sstream>
 
 #include "commands/commands.h"
 #include "commands/options.h"
@@ -25,16 +23,10 @@ struct Options {
   bool show = false;
 };
 
-std::vector<std::string> separated(const std::string& list) {
-  std::vector<std::string> words;
-  std::istringstream stream(list);
-  for (std::string word; std::getline(stream, word, ',');) words.push_back(word);
-  return words;
-}
-
 void runBatch(Options& options) {
   BatchOptions& batch = options.batch;
-  batch.record = parseRecord(separated(options.record));
+  if (!options.record.empty())
+    batch.record = parseRecord(CLI::detail::split(options.record, ','));
   std::vector<NamedFile> read = filesOf(options.fmu);
   read.push_back({"--input-file", batch.experiment.inputFile});
   const bool toStdout = isStandardOutput(batch.outputFile);
@@ -43,7 +35,7 @@ void runBatch(Options& options) {
   catchInterrupts();
   if (toStdout) keepStandardOutputForResult();
   if (batch.runs == "-") keepStandardInputForRuns();
-  std::vector<std::string>& jvm = options.fmu.jvmOptions;
+  std::vector<std::string>& jvm = options.fmu.jvm.options;
   const std::vector<std::string> heap = smallHeapOptions(jvm);
   jvm.insert(jvm.begin(), heap.begin(), heap.end());
   ReadyFmu fmu(options.fmu);
@@ -104,45 +96,21 @@ void addBatchCommand(CLI::App& app) {
   CLI::App* const command =
       app.add_subcommand("batch", "Co-simulate an FMU many times, with a JVM in this process");
   command->footer(examples);
+  addOption(*command, "--runs", options->batch.runs, "CSV", "What differs in each run; - for stdin")
+      ->required();
   addFmuOptions(*command, options->fmu);
-  command->add_option("--runs", options->batch.runs, "What differs in each run; - for stdin")
-      ->required()
-      ->type_name("CSV");
   addExperimentOptions(*command, options->batch.experiment);
-
-  const std::string results = "Results";
-  command
-      ->add_option("--output-file", options->batch.outputFile, "The table to write; - for stdout")
-      ->required()
-      ->type_name("CSV")
-      ->group(results);
-  command
-      ->add_option(
-          "--record", options->record,
-          "What the table has of a run: all, or all,error, or some of minimum,maximum,mean,final "
-          "[final]")
-      ->type_name("LIST")
-      ->group(results);
-  command
-      ->add_flag("--fail-on-nan", options->batch.failOnNan,
-                 "A run fails when a recorded result is NaN or infinite [a warning]")
-      ->group(results);
-  command->add_flag("--quiet", options->batch.quiet, "No summary and no progress bar")
-      ->group(results);
-
-  command
-      ->add_flag("--dry-run", options->show,
-                 "Check everything and write the runs as they were understood; make none")
-      ->group(results);
-
-  const std::string insight = "Insight";
-  command
-      ->add_flag("--logging-on", options->batch.logging.messages,
-                 "Show the FMU's messages on stderr")
-      ->group(insight);
-  command
-      ->add_flag("--log-fmi-calls", options->batch.logging.calls, "Show every FMI call on stderr")
-      ->group(insight);
-
+  addOption(*command, "--output-file", options->batch.outputFile, "CSV",
+            "The table to write; - for stdout")
+      ->required();
+  addOption(*command, "--record", options->record, "LIST",
+            "What the table has of a run: all, or all,error, or some of minimum,maximum,mean,final "
+            "[final]");
+  command->add_flag("--fail-on-nan", options->batch.failOnNan,
+                    "A run fails when a recorded result is NaN or infinite [a warning]");
+  command->add_flag("--quiet", options->batch.quiet, "No summary and no progress bar");
+  command->add_flag("--dry-run", options->show,
+                    "Check everything and write the runs as they were understood; make none");
+  addLoggingOptions(*command, options->batch.logging);
   command->callback([options] { runBatch(*options); });
 }

@@ -7,7 +7,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -33,8 +32,7 @@ namespace fs = std::filesystem;
 namespace {
 
 struct Options {
-  std::vector<fs::path> classPath;
-  std::vector<std::string> jvmOptions;
+  JvmOptions jvm;
   bool printsJvm = false;
 };
 
@@ -219,7 +217,7 @@ void checkJvm(Report& report, const std::optional<JvmLocation>& location, const 
       JNIEnv* env = nullptr;
       child.tell([&] { return loadLibjvm(*location); });
       child.tell([&] {
-        env = startJvm(location->libjvm, jvmOptions(options.classPath, options.jvmOptions));
+        env = startJvm(location->libjvm, jvmOptions(options.jvm.classPath, options.jvm.options));
         return "Java " + systemProperty(env, "java.version") + ", " +
                systemProperty(env, "java.vm.name");
       });
@@ -238,7 +236,7 @@ void checkJvm(Report& report, const std::optional<JvmLocation>& location, const 
 // For the Python package, whose JVM is the same: its libjvm.so and its options, one a line.
 void printJvm(const Options& options) {
   std::puts(locateJvm().libjvm.c_str());
-  for (const std::string& option : jvmOptions(options.classPath, options.jvmOptions))
+  for (const std::string& option : jvmOptions(options.jvm.classPath, options.jvm.options))
     std::puts(option.c_str());
 }
 
@@ -277,7 +275,7 @@ void addDoctorCommand(CLI::App& app) {
   CLI::App* const command =
       app.add_subcommand("doctor", "Check the JVM and the installation, and say what to do");
   command->footer(examples);
-  addJvmOptions(*command, options->classPath, options->jvmOptions);
   command->add_flag("--print-jvm", options->printsJvm)->group("");
+  addJvmOptions(*command, options->jvm);
   command->callback([options] { options->printsJvm ? printJvm(*options) : examine(*options); });
 }

@@ -2,7 +2,6 @@
 // the program is tools/preload; here its environment is prepared.
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -22,8 +21,7 @@ namespace fs = std::filesystem;
 namespace {
 
 struct Options {
-  std::vector<fs::path> classPath;
-  std::vector<std::string> jvmOptions;
+  JvmOptions jvm;
   bool follow = false;
   bool mainThreadOnly = false;
   std::string program;
@@ -37,9 +35,9 @@ void setVariable(const char* name, const std::string& value) {
 std::string jvmOptionsFor(const Options& options) {
   // A crash of the program is reported to the user who sees it, and leaves no file.
   std::vector<std::string> users = {"-XX:ErrorFile=/dev/stderr"};
-  users.insert(users.end(), options.jvmOptions.begin(), options.jvmOptions.end());
+  users.insert(users.end(), options.jvm.options.begin(), options.jvm.options.end());
   std::string text;
-  for (const std::string& option : jvmOptions(options.classPath, users)) {
+  for (const std::string& option : jvmOptions(options.jvm.classPath, users)) {
     if (option.find('\n') != std::string::npos)
       throw Failure("the JVM option '" + printable(option) +
                         "' has a line break in it, which cannot be passed on",
@@ -135,15 +133,15 @@ void addExecCommand(CLI::App& app) {
   CLI::App* const command =
       app.add_subcommand("exec", "Run any importer of FMUs with a JVM in its process");
   command->footer(examples);
-  addJvmOptions(*command, options->classPath, options->jvmOptions);
   command->add_flag("--follow", options->follow, "Child processes start a JVM each, too");
   command->add_flag("--main-thread-only", options->mainThreadOnly,
                     "Leave the threads that the program starts without the JVM");
   // Only the program itself is an argument for CLI11: it would read a list into one like "[a,b]".
   // The rest, from the "--" on, is what CLI11 leaves alone.
-  command->add_option("command", options->program, "The program to run, with its arguments")
-      ->required()
-      ->type_name("-- COMMAND [ARGUMENT ...]");
+  addOption(*command, "command", options->program, "-- COMMAND [ARGUMENT ...]",
+            "The program to run, with its arguments")
+      ->required();
   command->prefix_command();
+  addJvmOptions(*command, options->jvm);
   command->callback([options, command] { exec(*options, argumentsOf(*command)); });
 }

@@ -1,5 +1,4 @@
 // `zelvox info`: what an FMU is and which variables it has, on one screen.
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <iostream>
@@ -16,9 +15,6 @@
 #include "ending/interrupts.h"
 #include "fmu_file/archive_reader.h"
 #include "fmu_file/description_reader.h"
-#include "jvm/find.h"
-#include "jvm/options.h"
-#include "jvm/start.h"
 #include "packer/model_input.h"
 #include "words/layout.h"
 #include "words/numbers.h"
@@ -141,8 +137,7 @@ void check(const fs::path& fmu, const std::string& name) {
 
 void info(const InfoOptions& options) {
   catchInterrupts();
-  const fs::path fmu =
-      fmuOf(options.input, [] { return startJvm(locateJvm().libjvm, jvmOptions({}, {})); });
+  const fs::path fmu = fmuOf(options.input, {});
   nowWaitingFor("the FMU to be read");
   if (options.check) return check(fmu, options.input.model[0].string());
   const FmuFacts facts = factsOf(fmu);
@@ -173,11 +168,7 @@ void addInfoCommand(CLI::App& app) {
       app.add_subcommand("info", "Show what an FMU of FMI 2.0 is and which variables it has");
   const auto options = std::make_shared<InfoOptions>();
   command->footer(examples);
-  command
-      ->add_option("fmu", options->input.model,
-                   "The FMU, a .fmu file of FMI 2.0; or a model, which is packed first")
-      ->required()
-      ->type_name("FMU");
+  addFmuArgument(*command, options->input);
   command->add_flag("--all", options->all, "Show every variable, and texts in full length");
   command->add_flag("--json", options->json, "Print everything for programs, as JSON");
   command

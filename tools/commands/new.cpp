@@ -1,5 +1,4 @@
 // `zelvox new`: a directory with a model that runs at once, for its author to change.
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -11,6 +10,7 @@
 
 #include "commands/commands.h"
 #include "commands/maven_pom.h"
+#include "commands/options.h"
 #include "ending/failure.h"
 #include "files/installation.h"
 #include "words/text.h"
@@ -173,9 +173,9 @@ void addNewCommand(CLI::App& app) {
   CLI::App* const command =
       app.add_subcommand("new", "Make a directory with a first model that runs");
   const auto options = std::make_shared<NewOptions>();
-  command->add_option("class", options->javaClass, "The class of the model, such as com.acme.Tank")
-      ->required()
-      ->type_name("CLASS");
+  addOption(*command, "class", options->javaClass, "CLASS",
+            "The class of the model, such as com.acme.Tank")
+      ->required();
   command->add_flag("--maven", options->maven,
                     "A Maven project, whose `mvn package` makes the FMU");
   command->footer(

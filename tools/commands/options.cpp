@@ -1,12 +1,15 @@
 #include "commands/options.h"
 
-#include <CLI/CLI.hpp>
-
 #include "experiment/experiment.h"
+#include "loaded_fmu/loaded_fmu.h"
 #include "packer/model_input.h"
 
+void beginGroup(CLI::App& command, const char* heading) {
+  command.option_defaults()->group(heading);
+}
+
 void addModelOptions(CLI::App& command, ModelInput& input) {
-  const std::string group = "A model";
+  beginGroup(command, "A model");
   // Maven and Gradle know the libraries as a class path, which may be empty.
   command
       .add_option_function<std::vector<std::string>>(
@@ -18,77 +21,45 @@ void addModelOptions(CLI::App& command, ModelInput& input) {
           "repeatable")
       ->delimiter(':')
       ->allow_extra_args(false)
-      ->type_name("FILE")
-      ->group(group);
-  command
-      .add_option("--model", input.javaClass,
-                  "The model's class [the one that META-INF/services/com.zelvox.qorbetta.Model "
-                  "names, or the only one]")
-      ->type_name("CLASS")
-      ->group(group);
-  command
-      .add_option(
-          "--release", input.release,
-          "The version of Java that .java files are compiled for [8, or the oldest that the "
-          "JDK knows]")
-      ->type_name("VERSION")
-      ->group(group);
+      ->type_name("FILE");
+  addOption(command, "--model", input.javaClass, "CLASS",
+            "The model's class [the one that META-INF/services/com.zelvox.qorbetta.Model "
+            "names, or the only one]");
+  addOption(command, "--release", input.release, "VERSION",
+            "The version of Java that .java files are compiled for [8, or the oldest that the "
+            "JDK knows]");
 }
 
 void addExperimentOptions(CLI::App& command, ExperimentOptions& experiment) {
-  const std::string run = "The run";
-  command
-      .add_option("--start-time", experiment.time.startTime,
-                  "Where the run starts [FMU's default, 0]")
-      ->type_name("SECONDS")
-      ->group(run);
-  command
-      .add_option("--stop-time", experiment.time.stopTime,
-                  "Where it ends [FMU's default, start + 1 or its step size]")
-      ->type_name("SECONDS")
-      ->group(run);
-  command
-      .add_option("--output-interval", experiment.time.outputInterval,
-                  "Distance of the rows [FMU's default, 1/500 of the run]")
-      ->type_name("SECONDS")
-      ->group(run);
-  command
-      .add_option(
-          "--step-size", experiment.time.stepSize,
-          "The step; the output interval is a whole multiple of it, and its default becomes "
-          "the nearest one [the output interval]")
-      ->type_name("SECONDS")
-      ->group(run);
-  command
-      .add_option("--start-value", experiment.startValues,
-                  "Value of an input or a parameter at the start, in the variable's unit or with "
-                  "one of its "
-                  "display units, as 'inflow=24000 L/min'; repeatable")
-      ->allow_extra_args(false)
-      ->type_name("NAME=VALUE")
-      ->group(run);
-  command.add_option("--input-file", experiment.inputFile, "Inputs over time, see below")
-      ->type_name("CSV")
-      ->group(run);
-  command
-      .add_option("--output-variable", experiment.outputVariables,
-                  "A variable for the result; repeatable [all outputs]")
-      ->allow_extra_args(false)
-      ->type_name("NAME")
-      ->group("Results");
+  beginGroup(command, "The run");
+  addOption(command, "--start-time", experiment.time.startTime, "SECONDS",
+            "Where the run starts [FMU's default, 0]");
+  addOption(command, "--stop-time", experiment.time.stopTime, "SECONDS",
+            "Where it ends [FMU's default, start + 1 or its step size]");
+  addOption(command, "--output-interval", experiment.time.outputInterval, "SECONDS",
+            "Distance of the rows [FMU's default, 1/500 of the run]");
+  addOption(command, "--step-size", experiment.time.stepSize, "SECONDS",
+            "The step; the output interval is a whole multiple of it, and its default becomes "
+            "the nearest one [the output interval]");
+  addOption(command, "--start-value", experiment.startValues, "NAME=VALUE",
+            "Value of an input or a parameter at the start, in the variable's unit or with one of "
+            "its display units, as 'inflow=24000 L/min'; repeatable");
+  addOption(command, "--input-file", experiment.inputFile, "CSV", "Inputs over time, see below");
+  beginGroup(command, "Results");
+  addOption(command, "--output-variable", experiment.outputVariables, "NAME",
+            "A variable for the result; repeatable [all outputs]");
 }
 
-void addJvmOptions(CLI::App& command, std::vector<std::filesystem::path>& classPath,
-                   std::vector<std::string>& jvmOptions) {
-  command
-      .add_option("--class-path", classPath, "Jars and directories behind zelvox.jar; repeatable")
-      ->allow_extra_args(false)
-      ->type_name("PATH")
-      ->group("The JVM");
-  command
-      .add_option("--jvm-option", jvmOptions,
-                  "An option as java takes it, such as -Xmx1g; repeatable")
-      ->allow_extra_args(false)
-      ->type_name("OPTION")
-      ->group("The JVM");
+void addLoggingOptions(CLI::App& command, FmuLogging& logging) {
+  beginGroup(command, "Insight");
+  command.add_flag("--logging-on", logging.messages, "Show the FMU's messages, on stderr");
+  command.add_flag("--log-fmi-calls", logging.calls, "Show every FMI call, on stderr");
+}
+
+void addJvmOptions(CLI::App& command, JvmOptions& jvm) {
+  beginGroup(command, "The JVM");
+  addOption(command, "--class-path", jvm.classPath, "PATH",
+            "Jars and directories behind zelvox.jar; repeatable");
+  addOption(command, "--jvm-option", jvm.options, "OPTION",
+            "An option as java takes it, such as -Xmx1g; repeatable");
 }

@@ -1,15 +1,32 @@
 // The options that several commands share: a model, an experiment, and the JVM of both.
 #pragma once
 
+#include <CLI/CLI.hpp>
 #include <filesystem>
 #include <string>
 #include <vector>
 
-namespace CLI {
-class App;
-}
 struct ExperimentOptions;
+struct FmuLogging;
 struct ModelInput;
+
+// The JVM that a command starts, as the user wants it.
+struct JvmOptions {
+  std::vector<std::filesystem::path> classPath;
+  std::vector<std::string> options;
+};
+
+// An option, or a positional argument, whose value the help calls `type`. An option for a list is
+// repeatable: each one takes one value, so that what stands behind it is left to the command.
+template <class Value>
+CLI::Option* addOption(CLI::App& command, const char* name, Value& value, const char* type,
+                       const char* description) {
+  CLI::Option* const option = command.add_option(name, value, description)->type_name(type);
+  return name[0] == '-' ? option->allow_extra_args(false) : option;
+}
+
+// The options and flags that are added from now on stand under this heading of the help.
+void beginGroup(CLI::App& command, const char* heading);
 
 // The options of a model that is given by its files: --jar, --model and --release.
 void addModelOptions(CLI::App& command, ModelInput& input);
@@ -17,6 +34,8 @@ void addModelOptions(CLI::App& command, ModelInput& input);
 // The times of a run, start values, inputs and the variables of the result.
 void addExperimentOptions(CLI::App& command, ExperimentOptions& experiment);
 
+// --logging-on and --log-fmi-calls.
+void addLoggingOptions(CLI::App& command, FmuLogging& logging);
+
 // The options --class-path and --jvm-option, for the commands whose JVM also runs models.
-void addJvmOptions(CLI::App& command, std::vector<std::filesystem::path>& classPath,
-                   std::vector<std::string>& jvmOptions);
+void addJvmOptions(CLI::App& command, JvmOptions& jvm);

@@ -1,7 +1,6 @@
 // `zelvox pack`: from the files of a Java model to an FMU that carries it. The model is compiled
 // and asked in a JVM of this process, from jars that lie as they will lie in the FMU: what the
 // model finds only beside the original files is missed here and not at the importer.
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iostream>
 #include <memory>
@@ -15,9 +14,6 @@
 #include "files/overwriting.h"
 #include "files/safe_file.h"
 #include "files/temporary_directory.h"
-#include "jvm/find.h"
-#include "jvm/options.h"
-#include "jvm/start.h"
 #include "packer/packing.h"
 #include "words/text.h"
 
@@ -28,7 +24,7 @@ namespace {
 struct PackOptions {
   ModelInput input;
   fs::path output;
-  std::vector<std::string> jvmOptions;
+  JvmOptions jvm;
 };
 
 std::string countOf(const ModelDescription& model, const std::string& causality) {
@@ -51,8 +47,7 @@ void pack(const PackOptions& options) {
     warn(options.output.string() + " will be an FMU, and tools expect a name that ends with .fmu");
   catchInterrupts();
   const TemporaryDirectory staged;
-  nowWaitingFor("the JVM to start");
-  JNIEnv* const env = startJvm(locateJvm().libjvm, jvmOptions({}, options.jvmOptions));
+  JNIEnv* const env = startJvm(options.jvm);
   const PackedFmu fmu = packModel(options.input, options.output, staged.path(), env);
   const ModelDescription& model = fmu.packed.description;
   if (options.output.empty()) refuseOverwriting(read, {{"the FMU", fmu.file}});
@@ -69,18 +64,13 @@ void pack(const PackOptions& options) {
 void addPackCommand(CLI::App& app) {
   CLI::App* const command = app.add_subcommand("pack", "Make an FMU of a Java model");
   const auto options = std::make_shared<PackOptions>();
-  command
-      ->add_option("model", options->input.model,
-                   "The model: .java files, a directory of sources or classes, or a jar")
-      ->type_name("FILE");
-  command->add_option("-o,--output-file", options->output, "The FMU to write [the model's name]")
-      ->type_name("FILE");
+  addOption(*command, "model", options->input.model, "FILE",
+            "The model: .java files, a directory of sources or classes, or a jar");
+  addOption(*command, "-o,--output-file", options->output, "FILE",
+            "The FMU to write [the model's name]");
+  addOption(*command, "--jvm-option", options->jvm.options, "OPTION",
+            "An option for the JVM that asks the model, such as -Xmx4g");
   addModelOptions(*command, options->input);
-  command
-      ->add_option("--jvm-option", options->jvmOptions,
-                   "An option for the JVM that asks the model, such as -Xmx4g")
-      ->type_name("OPTION")
-      ->allow_extra_args(false);
   command->footer(
       "The model tells its names, units, descriptions, start values and default experiment\n"
       "itself. An FMU that exists is replaced, but only when all went well.\n\n"

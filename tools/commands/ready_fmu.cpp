@@ -1,8 +1,5 @@
 #include "commands/ready_fmu.h"
 
-#include <CLI/CLI.hpp>
-
-#include "commands/options.h"
 #include "ending/failure.h"
 #include "ending/interrupts.h"
 #include "files/file_content.h"
@@ -35,11 +32,6 @@ bool isFmu(const ModelInput& input) {
   return true;
 }
 
-JNIEnv* startJvmWith(const FmuOptions& options) {
-  nowWaitingFor("the JVM to start");
-  return startJvm(locateJvm().libjvm, jvmOptions(options.classPath, options.jvmOptions));
-}
-
 ModelDescription unpack(const fs::path& fmu, const fs::path& directory) {
   nowWaitingFor("the FMU to be unpacked");
   unpackArchive(fmu, directory);
@@ -68,45 +60,49 @@ std::vector<NamedFile> filesOf(const ModelInput& input) {
   return files;
 }
 
-fs::path fmuOf(const ModelInput& input, const std::function<JNIEnv*()>& jvm) {
+JNIEnv* startJvm(const JvmOptions& options) {
+  nowWaitingFor("the JVM to start");
+  return startJvm(locateJvm().libjvm, jvmOptions(options.classPath, options.options));
+}
+
+fs::path fmuOf(const ModelInput& input, const JvmOptions& jvm) {
   if (isFmu(input)) return input.model[0];
   // What is static is also put away when the model ends the process.
   static const TemporaryDirectory scratch;
-  const PackedFmu fmu = packModel(input, {}, scratch.path(), jvm());
+  const PackedFmu fmu = packModel(input, {}, scratch.path(), startJvm(jvm));
   fs::path file = scratch.path() / fmu.file;
   writeArchive(file, fmu.entries);
   for (const std::string& warning : fmu.packed.warnings) warn(warning);
   return file;
 }
 
+void addFmuArgument(CLI::App& command, ModelInput& input) {
+  addOption(command, "fmu", input.model, "FMU",
+            "The FMU, a .fmu file of FMI 2.0; or a model, which is packed first")
+      ->required();
+}
+
 void addFmuOptions(CLI::App& command, FmuOptions& options) {
-  command
-      .add_option("fmu", options.input.model,
-                  "The FMU, a .fmu file of FMI 2.0; or a model, which is packed first")
-      ->required()
-      ->type_name("FMU");
+  addFmuArgument(command, options.input);
   addModelOptions(command, options.input);
-  addJvmOptions(command, options.classPath, options.jvmOptions);
+  addJvmOptions(command, options.jvm);
 }
 
 std::vector<NamedFile> filesOf(const FmuOptions& options) {
   std::vector<NamedFile> files = filesOf(options.input);
-  for (const fs::path& path : options.classPath) files.push_back({"--class-path", path});
+  for (const fs::path& path : options.jvm.classPath) files.push_back({"--class-path", path});
   return files;
 }
 
 ReadyFmu::ReadyFmu(const FmuOptions& given)
     : options(given),
-      model(unpack(fmuOf(options.input,
-                         [this] {
-                           hasJvm = true;
-                           return startJvmWith(options);
-                         }),
-                   directory.path())) {}
+      fmu(fmuOf(options.input, options.jvm)),
+      hasJvm(fmu != options.input.model[0]),
+      model(unpack(fmu, directory.path())) {}
 
 void ReadyFmu::startJvmIfNeeded() {
   if (hasJvm) return;
   if (!needsJvm(fmuBinary(directory.path(), model))) return;
   hasJvm = true;
-  startJvmWith(options);
+  startJvm(options.jvm);
 }

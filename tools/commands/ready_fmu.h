@@ -5,33 +5,34 @@
 #include <jni.h>
 
 #include <filesystem>
-#include <functional>
 #include <string>
 #include <vector>
 
+#include "commands/options.h"
 #include "files/overwriting.h"
 #include "files/temporary_directory.h"
 #include "fmu_file/model_description.h"
 #include "packer/model_input.h"
 
-namespace CLI {
-class App;
-}
-
 // All files that an FMU is made of, or the FMU, for refuseOverwriting().
 std::vector<NamedFile> filesOf(const ModelInput& input);
 
-// The FMU that the files are, or the one that is made of them, which needs a JVM and lies in a
-// temporary directory until the process ends. Throws Failure.
-std::filesystem::path fmuOf(const ModelInput& input, const std::function<JNIEnv*()>& jvm);
+// The JVM of this process. Throws Failure.
+JNIEnv* startJvm(const JvmOptions& options);
+
+// The FMU that the files are, or the one that is made of them, for which the JVM is started; it
+// lies in a temporary directory until the process ends. Throws Failure.
+std::filesystem::path fmuOf(const ModelInput& input, const JvmOptions& jvm);
 
 struct FmuOptions {
   ModelInput input;
-  std::vector<std::filesystem::path> classPath;
-  std::vector<std::string> jvmOptions;
+  JvmOptions jvm;
 };
 
-// The FMU as a positional argument, and what addModelOptions() and addJvmOptions() add.
+// The FMU, or a model, as a positional argument.
+void addFmuArgument(CLI::App& command, ModelInput& input);
+
+// This argument, and what addModelOptions() and addJvmOptions() add.
 void addFmuOptions(CLI::App& command, FmuOptions& options);
 
 // All files that are read, for refuseOverwriting().
@@ -55,6 +56,7 @@ class ReadyFmu {
  private:
   const FmuOptions& options;
   const TemporaryDirectory directory;
-  bool hasJvm = false;
+  const std::filesystem::path fmu;
+  bool hasJvm;
   const ModelDescription model;
 };

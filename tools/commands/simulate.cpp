@@ -1,6 +1,5 @@
 // `zelvox simulate`: co-simulates one FMU with the JVM in this process, from the options to the
 // summary.
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <memory>
 
@@ -91,39 +90,16 @@ void addSimulateCommand(CLI::App& app) {
   command->footer(examples);
   addFmuOptions(*command, options->fmu);
   addExperimentOptions(*command, options->run.experiment);
-
-  const std::string results = "Results";
-  command
-      ->add_option("--output-file", options->run.outputFile,
-                   "Write the result as a table; - for stdout")
-      ->type_name("CSV")
-      ->group(results);
-  command
-      ->add_option("--plot-file", options->run.plotFile,
-                   "Draw the result (.svg or .png; needs gnuplot)")
-      ->type_name("FILE")
-      ->group(results);
-  command
-      ->add_flag("--fail-on-nan", options->run.failOnNan,
-                 "End with exit code 1 when a result is NaN or infinite [a warning]")
-      ->group(results);
-  command->add_flag("--quiet", options->run.quiet, "No summary and no progress bar")
-      ->group(results);
-
-  const std::string insight = "Insight";
-  command
-      ->add_flag("--logging-on", options->run.logging.messages,
-                 "Show the FMU's messages, on stderr")
-      ->group(insight);
-  command->add_flag("--log-fmi-calls", options->run.logging.calls, "Show every FMI call, on stderr")
-      ->group(insight);
-
-  command
-      ->add_option("--log-file", options->run.logFile,
-                   "Write them to a file instead, line by line; alone it takes the messages")
-      ->type_name("FILE")
-      ->group(insight);
-
+  addOption(*command, "--output-file", options->run.outputFile, "CSV",
+            "Write the result as a table; - for stdout");
+  addOption(*command, "--plot-file", options->run.plotFile, "FILE",
+            "Draw the result (.svg or .png; needs gnuplot)");
+  command->add_flag("--fail-on-nan", options->run.failOnNan,
+                    "End with exit code 1 when a result is NaN or infinite [a warning]");
+  command->add_flag("--quiet", options->run.quiet, "No summary and no progress bar");
+  addLoggingOptions(*command, options->run.logging);
+  addOption(*command, "--log-file", options->run.logFile, "FILE",
+            "Write them to a file instead, line by line; alone it takes the messages");
   command->callback([options] {
     FmuLogging& logging = options->run.logging;
     if (!options->run.logFile.empty() && !logging.calls) logging.messages = true;

@@ -21,16 +21,6 @@ constexpr std::array<Row, 5> combinations = {{
     {"tunable",    "AB--B-"},
     {"discrete",   "--DCC-"},
     {"continuous", "--DCCE"}}};
-
-struct Initial {
-  char letter;
-  std::array<std::string_view, 3> allowed;  // the default first
-};
-
-constexpr std::array<Initial, 3> initials = {{
-    {'A', {"exact"}},
-    {'B', {"calculated", "approx"}},
-    {'C', {"calculated", "exact", "approx"}}}};
 // clang-format on
 
 char letterOf(std::string_view causality, std::string_view variability) {
@@ -44,13 +34,16 @@ char letterOf(std::string_view causality, std::string_view variability) {
 
 std::vector<std::string_view> allowedInitial(std::string_view causality,
                                              std::string_view variability) {
-  const auto found =
-      std::ranges::find(initials, letterOf(causality, variability), &Initial::letter);
-  std::vector<std::string_view> allowed;
-  if (found == initials.end()) return allowed;
-  std::ranges::copy_if(found->allowed, std::back_inserter(allowed),
-                       [](std::string_view initial) { return !initial.empty(); });
-  return allowed;
+  switch (letterOf(causality, variability)) {
+    case 'A':
+      return {"exact"};
+    case 'B':
+      return {"calculated", "approx"};
+    case 'C':
+      return {"calculated", "exact", "approx"};
+    default:
+      return {};
+  }
 }
 
 bool isAllowed(std::string_view causality, std::string_view variability) {

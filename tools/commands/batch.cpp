@@ -25,8 +25,7 @@ struct Options {
 
 void runBatch(Options& options) {
   BatchOptions& batch = options.batch;
-  if (!options.record.empty())
-    batch.record = parseRecord(CLI::detail::split(options.record, ','));
+  if (!options.record.empty()) batch.record = parseRecord(CLI::detail::split(options.record, ','));
   std::vector<NamedFile> read = filesOf(options.fmu);
   read.push_back({"--input-file", batch.experiment.inputFile});
   const bool toStdout = isStandardOutput(batch.outputFile);

@@ -3,7 +3,6 @@
 #include <dlfcn.h>
 #include <poll.h>
 #include <sys/prctl.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -31,114 +30,92 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct Options {
-  JvmOptions jvm;
-  bool printsJvm = false;
-};
-
-// A check gives what it found, or throws Failure with what to do.
-using Check = std::function<std::string()>;
+constexpr int patience = 10;  // seconds; JVMs start in a tenth of one
 
 // What cannot be checked because of an earlier failure.
 struct NotTried : Failure {
   NotTried() : Failure("not tried without a JVM that runs") {}
 };
 
-constexpr std::size_t longestMessage = 4000;
-constexpr int patience = 10;  // seconds; JVMs start in a tenth of one
+struct Check {
+  const char* subject;
+  std::function<std::string()> find;  // gives what it found, or throws Failure with what to do
+  bool optional = false;              // not everybody needs it: that it fails is nobody's fault
+};
+
+// Why the child that makes the checks says no more; empty when it has said whether the next one is
+// `fine`.
+std::string reasonForSilence(pid_t child, int answers, char& fine) {
+  pollfd waiting{answers, POLLIN, 0};
+  int ready = 0;
+  while ((ready = poll(&waiting, 1, patience * 1000)) < 0 && errno == EINTR) {
+  }
+  if (ready > 0 && read(answers, &fine, 1) == 1) return "";
+  if (ready == 0) kill(child, SIGKILL);
+  int status = 0;
+  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  }
+  const std::string another = "; try another JVM: set JAVA_HOME";
+  if (ready == 0) return "gave no answer within " + std::to_string(patience) + " s" + another;
+  if (!WIFSIGNALED(status)) return "ended without a reason";
+  return "crashed (" + std::string(strsignal(WTERMSIG(status))) + ")" + another;
+}
 
 class Report {
  public:
-  // Not everybody needs what is optional: that it fails is nobody's fault.
-  void add(const char* subject, const Check& check, bool optional = false) {
+  // Whether all is well.
+  bool add(const Check& check) {
     try {
-      line("ok", subject, check());
+      line("ok", check, check.find());
     } catch (const NotTried& reason) {
-      line("-", subject, reason.what());
+      line("-", check, reason.what());
     } catch (const std::exception& problem) {
-      line(optional ? "-" : "FAILED", subject, problem.what());
-      allFine = allFine && optional;
+      return fail(check, problem.what());
+    }
+    return true;
+  }
+
+  // For checks that may end the process as they like, or never end: makes them in a child, whose
+  // lines stand here, too. What is behind one without an end is not tried.
+  void addFromChild(const std::vector<Check>& checks) {
+    std::array<int, 2> ends{};
+    const pid_t child = pipe(ends.data()) == 0 ? fork() : -1;
+    if (child < 0) throw Failure(std::strerror(errno));
+    if (child == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGKILL);
+      for (const Check& check : checks) {
+        const char fine = add(check) ? 1 : 0;
+        if (write(ends[1], &fine, 1) != 1) break;
+      }
+      _exit(0);
+    }
+    close(ends[1]);
+    std::string silence;
+    for (const Check& check : checks) {
+      char fine = 1;
+      if (!silence.empty())
+        line("-", check, NotTried().what());
+      else if (silence = reasonForSilence(child, ends[0], fine); !silence.empty())
+        fail(check, silence);
+      allFine = allFine && fine != 0;
     }
   }
 
   bool fine() const { return allFine; }
 
  private:
-  static void line(const char* verdict, const char* subject, const std::string& finding) {
-    std::printf("%-7s %-18s %s\n", verdict, subject, printable(finding).c_str());
+  bool fail(const Check& check, const std::string& reason) {
+    line(check.optional ? "-" : "FAILED", check, reason);
+    allFine = allFine && check.optional;
+    return check.optional;
+  }
+
+  static void line(const char* verdict, const Check& check, const std::string& finding) {
+    std::printf("%-7s %-18s %s\n", verdict, check.subject, printable(finding).c_str());
     std::fflush(stdout);
   }
 
   bool allFine = true;
-};
-
-// A child process that runs checks, and may end as it likes, or never.
-class Child {
- public:
-  // To be called once; without it nothing is tried.
-  void start(const std::function<void()>& checks) {
-    std::array<int, 2> ends{};
-    if (socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends.data()) != 0)
-      throw Failure(std::strerror(errno));
-    process = fork();
-    if (process < 0) throw Failure(std::strerror(errno));
-    socket = ends[process == 0 ? 1 : 0];
-    close(ends[process == 0 ? 0 : 1]);
-    if (process > 0) return;
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    checks();
-    _exit(0);
-  }
-
-  // In the child: tells what the check found or why it failed.
-  void tell(const Check& check) {
-    std::string message;
-    try {
-      message = passed + check();
-    } catch (const std::exception& problem) {
-      message = failed + std::string(problem.what());
-    }
-    if (send(socket, message.data(), std::min(message.size(), longestMessage), 0) < 0) _exit(1);
-  }
-
-  // In the parent: what the next check found. Throws what the check threw, or Failure when there is
-  // no answer, and NotTried from then on.
-  std::string answer() {
-    if (process == 0) throw NotTried();
-    pollfd waiting{socket, POLLIN, 0};
-    int ready = 0;
-    while ((ready = poll(&waiting, 1, patience * 1000)) < 0 && errno == EINTR) {
-    }
-    std::string message(longestMessage, '\0');
-    const ssize_t length = ready > 0 ? recv(socket, message.data(), message.size(), 0) : 0;
-    if (length <= 0) failWithoutAnswer(ready == 0);
-    message.resize(static_cast<std::size_t>(length));
-    hasFailed = message[0] == failed;
-    if (hasFailed) throw Failure(message.substr(1));
-    return message.substr(1);
-  }
-
- private:
-  [[noreturn]] void failWithoutAnswer(bool late) {
-    if (late) kill(process, SIGKILL);
-    int status = 0;
-    while (waitpid(process, &status, 0) < 0 && errno == EINTR) {
-    }
-    process = 0;
-    if (late)
-      throw Failure("gave no answer within " + std::to_string(patience) +
-                    " s; try another JVM: set JAVA_HOME");
-    if (WIFSIGNALED(status))
-      throw Failure("crashed (" + std::string(strsignal(WTERMSIG(status))) +
-                    "); try another JVM: set JAVA_HOME");
-    if (hasFailed) throw NotTried();
-    throw Failure("ended without a reason");
-  }
-
-  static constexpr char passed = '+', failed = '-';
-  pid_t process = 0;  // 0: there is none, or none any more
-  int socket = -1;
-  bool hasFailed = false;  // the check before
 };
 
 // "17.0.15 (Debian)" from the file that every JDK has since 8; empty without one.
@@ -186,7 +163,7 @@ std::string findZelvoxSim(JNIEnv* env) {
   return "com.zelvox.qorbetta.ZelvoxSim on the class path";
 }
 
-std::string loadZelvox() {
+std::string loadZelvox(JNIEnv*) {
   void* const library = dlopen(zelvoxLibrary().c_str(), RTLD_NOW);
   if (library == nullptr) throw Failure(dlerror());
   const auto version = reinterpret_cast<fmi2GetVersionTYPE*>(dlsym(library, "fmi2GetVersion"));
@@ -208,56 +185,52 @@ std::string findCompiler(JNIEnv* env) {
   return "in this JVM, for models in .java files";
 }
 
-void checkJvm(Report& report, const std::optional<JvmLocation>& location, const Options& options) {
-  Child child;
-  if (location) {
-    if (const std::string version = versionOf(*location); !version.empty())
-      report.add("version", [&] { return version; });
-    child.start([&] {
-      JNIEnv* env = nullptr;
-      child.tell([&] { return loadLibjvm(*location); });
-      child.tell([&] {
-        env = startJvm(location->libjvm, jvmOptions(options.jvm.classPath, options.jvm.options));
-        return "Java " + systemProperty(env, "java.version") + ", " +
-               systemProperty(env, "java.vm.name");
-      });
-      if (env == nullptr) return;
-      child.tell([&] { return findZelvoxSim(env); });
-      child.tell(loadZelvox);
-      child.tell([&] { return findCompiler(env); });
-    });
-  }
-  const Check next = [&] { return child.answer(); };
-  for (const char* const subject : {"libjvm.so", "JVM starts", "ZelvoxSim", "library"})
-    report.add(subject, next);
-  report.add("compiler", next, true);
+void checkJvm(Report& report, const std::optional<JvmLocation>& location,
+              const JvmOptions& wanted) {
+  JNIEnv* env = nullptr;
+  const auto inJvm = [&](std::string (*find)(JNIEnv*)) {
+    return [&env, find] { return env != nullptr ? find(env) : throw NotTried(); };
+  };
+  if (location && !versionOf(*location).empty())
+    report.add({"version", [&] { return versionOf(*location); }});
+  report.addFromChild(
+      {{"libjvm.so", [&] { return location ? loadLibjvm(*location) : throw NotTried(); }},
+       {"JVM starts",
+        [&] {
+          if (!location) throw NotTried();
+          env = startJvm(location->libjvm, jvmOptions(wanted.classPath, wanted.options));
+          return "Java " + systemProperty(env, "java.version") + ", " +
+                 systemProperty(env, "java.vm.name");
+        }},
+       {"ZelvoxSim", inJvm(findZelvoxSim)},
+       {"library", inJvm(loadZelvox)},
+       {"compiler", inJvm(findCompiler), true}});
 }
 
 // For the Python package, whose JVM is the same: its libjvm.so and its options, one a line.
-void printJvm(const Options& options) {
+void printJvm(const JvmOptions& wanted) {
   std::puts(locateJvm().libjvm.c_str());
-  for (const std::string& option : jvmOptions(options.jvm.classPath, options.jvm.options))
+  for (const std::string& option : jvmOptions(wanted.classPath, wanted.options))
     std::puts(option.c_str());
 }
 
-void examine(const Options& options) {
+void examine(const JvmOptions& wanted) {
   Report report;
   std::optional<JvmLocation> location;
-  report.add("JVM", [&] {
-    location = locateJvm();
-    return location->javaHome.string() + " (" + location->reason + ")";
-  });
-  report.add("zelvox.jar", [] { return zelvoxJar().string(); });
-  report.add("zelvox.so", [] { return zelvoxLibrary().string(); });
-  report.add("zelvox-preload.so", [] { return preloadLibrary().string(); });
-  checkJvm(report, location, options);
-  report.add(
-      "gnuplot",
-      [] {
-        checkGnuplot();
-        return std::string("draws what --plot-file names");
-      },
-      true);
+  report.add({"JVM", [&] {
+                location = locateJvm();
+                return location->javaHome.string() + " (" + location->reason + ")";
+              }});
+  report.add({"zelvox.jar", [] { return zelvoxJar().string(); }});
+  report.add({"zelvox.so", [] { return zelvoxLibrary().string(); }});
+  report.add({"zelvox-preload.so", [] { return preloadLibrary().string(); }});
+  checkJvm(report, location, wanted);
+  report.add({"gnuplot",
+              [] {
+                checkGnuplot();
+                return std::string("draws what --plot-file names");
+              },
+              true});
   if (!report.fine()) throw Failure("not everything is as it should be, see above");
 }
 
@@ -271,11 +244,11 @@ The exit code is 0 if all is well, and 1 otherwise.)";
 }  // namespace
 
 void addDoctorCommand(CLI::App& app) {
-  auto options = std::make_shared<Options>();
+  const auto jvm = std::make_shared<JvmOptions>();
   CLI::App* const command =
       app.add_subcommand("doctor", "Check the JVM and the installation, and say what to do");
   command->footer(examples);
-  command->add_flag("--print-jvm", options->printsJvm)->group("");
-  addJvmOptions(*command, options->jvm);
-  command->callback([options] { options->printsJvm ? printJvm(*options) : examine(*options); });
+  const CLI::Option* const print = command->add_flag("--print-jvm")->group("");
+  addJvmOptions(*command, *jvm);
+  command->callback([=] { print->count() > 0 ? printJvm(*jvm) : examine(*jvm); });
 }

@@ -77,13 +77,7 @@ Json jsonOf(const ScalarVariable& variable) {
 std::string jsonOf(const FmuFacts& facts) {
   const ModelDescription& model = facts.model;
   Json object = {{"fmiVersion", "2.0"}, {"modelName", model.modelName}, {"guid", model.guid}};
-  setUnlessEmpty(object, "description", model.description);
-  setUnlessEmpty(object, "author", model.author);
-  setUnlessEmpty(object, "version", model.version);
-  setUnlessEmpty(object, "copyright", model.copyright);
-  setUnlessEmpty(object, "license", model.license);
-  setUnlessEmpty(object, "generationTool", model.generationTool);
-  setUnlessEmpty(object, "generationDateAndTime", model.generationDateAndTime);
+  for (const auto& [name, member] : headTexts) setUnlessEmpty(object, name, model.*member);
   object["kinds"] = Json::array();
   if (model.coSimulation) object["kinds"].push_back("CoSimulation");
   if (model.modelExchange) object["kinds"].push_back("ModelExchange");
@@ -94,10 +88,7 @@ std::string jsonOf(const FmuFacts& facts) {
   object["size"] = facts.size;
   object["files"] = facts.files;
   Json experiment = Json::object();
-  setIfGiven(experiment, "startTime", model.startTime);
-  setIfGiven(experiment, "stopTime", model.stopTime);
-  setIfGiven(experiment, "stepSize", model.stepSize);
-  setIfGiven(experiment, "tolerance", model.tolerance);
+  for (const auto& [name, member] : experimentNumbers) setIfGiven(experiment, name, model.*member);
   object["DefaultExperiment"] = std::move(experiment);
   object["UnitDefinitions"] = Json::array();
   for (const UnitDefinition& unit : model.units) object["UnitDefinitions"].push_back(jsonOf(unit));

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <array>
 #include <iostream>
+#include <span>
 
 #include "commands/fmu_facts.h"
 #include "words/layout.h"
@@ -14,16 +15,24 @@ constexpr std::size_t rowsOfATable = 8;
 // One name that is as long as a book leaves the table narrow.
 constexpr std::size_t widestColumn = 80;
 
+struct Column {
+  const char* head;
+  std::size_t widest;  // unless everything is shown
+  bool right = false;
+};
+
+constexpr std::array<Column, 8> columns = {{{"Name", 40},
+                                            {"Type", 20},
+                                            {"Start", 25, true},
+                                            {"Range", 60},
+                                            {"Nominal", 25, true},
+                                            {"Unit", 20},
+                                            {"Shown in", 20},
+                                            {"Description", 60}}};
+using Row = std::array<std::string, columns.size()>;
+
 std::string textOf(const std::optional<double>& value) {
   return value ? numberText(*value) : "";
-}
-
-std::string shownName(const ScalarVariable& variable) {
-  return variable.name;
-}
-
-std::string typeOf(const ScalarVariable& variable) {
-  return variable.type;
 }
 
 std::string startOf(const ScalarVariable& variable) {
@@ -38,81 +47,49 @@ std::string rangeOf(const ScalarVariable& variable) {
          textOf(variable.max);
 }
 
-// 1 is what everybody assumes.
-std::string nominalOf(const ScalarVariable& variable) {
-  return variable.nominal == 1.0 ? "" : textOf(variable.nominal);
+// What all variables would say alike is left out: a nominal value of 1, and the type of reals where
+// there are no others.
+Row rowOf(const ScalarVariable& variable, bool onlyReal) {
+  return {variable.name,
+          onlyReal ? "" : variable.type,
+          startOf(variable),
+          rangeOf(variable),
+          variable.nominal == 1.0 ? "" : textOf(variable.nominal),
+          variable.unit,
+          variable.displayUnit ? variable.displayUnit->name : "",
+          variable.description};
 }
 
-std::string unitOf(const ScalarVariable& variable) {
-  return variable.unit;
-}
-
-std::string displayUnitOf(const ScalarVariable& variable) {
-  return variable.displayUnit ? variable.displayUnit->name : "";
-}
-
-std::string descriptionOf(const ScalarVariable& variable) {
-  return variable.description;
-}
-
-struct Column {
-  const char* head;
-  std::string (*textOf)(const ScalarVariable&);
-  std::size_t widest;  // unless everything is shown
-  bool right = false;
-};
-
-constexpr std::array<Column, 8> columns = {{{"Name", shownName, 40},
-                                            {"Type", typeOf, 20},
-                                            {"Start", startOf, 25, true},
-                                            {"Range", rangeOf, 60},
-                                            {"Nominal", nominalOf, 25, true},
-                                            {"Unit", unitOf, 20},
-                                            {"Shown in", displayUnitOf, 20},
-                                            {"Description", descriptionOf, 60}}};
-
-using Variables = std::vector<const ScalarVariable*>;
-
-std::vector<std::string> cellsOf(const Column& column, const Variables& variables, bool all) {
-  std::vector<std::string> cells;
-  for (const ScalarVariable* variable : variables) {
-    const std::string text = printable(column.textOf(*variable));
-    cells.push_back(all ? text : shortened(text, column.widest));
-  }
-  return cells;
-}
-
-// Adds the column to the lines, which it keeps as long as each other.
-void append(std::vector<std::string>& lines, const Column& column,
-            const std::vector<std::string>& cells) {
-  std::size_t width = widthOf(column.head);
-  for (const std::string& cell : cells)
-    width = std::max(width, std::min(widthOf(cell), widestColumn));
-  lines[0] += "  " + padded(column.head, width, column.right);
-  for (std::size_t i = 0; i < cells.size(); ++i)
-    lines[i + 1] += "  " + padded(cells[i], width, column.right);
-}
-
-void printRows(const Variables& variables, bool all) {
-  std::vector<std::string> lines(variables.size() + 1);
+void printRows(std::span<const ScalarVariable* const> variables, bool all) {
   const bool onlyReal = std::ranges::all_of(variables, [](auto v) { return v->type == "Real"; });
-  for (const Column& column : columns) {
-    const std::vector<std::string> cells = cellsOf(column, variables, all);
-    const bool says = std::ranges::any_of(cells, [](auto& cell) { return !cell.empty(); });
-    if (says && !(column.textOf == typeOf && onlyReal)) append(lines, column, cells);
+  std::vector<Row> rows;
+  for (const ScalarVariable* const variable : variables) rows.push_back(rowOf(*variable, onlyReal));
+  std::vector<std::string> lines(rows.size() + 1);
+  for (std::size_t i = 0; i < columns.size(); ++i) {
+    const auto& [head, widest, right] = columns[i];
+    std::size_t width = 0;
+    for (Row& row : rows) {
+      row[i] = printable(row[i]);
+      if (!all) row[i] = shortened(row[i], widest);
+      width = std::max(width, std::min(widthOf(row[i]), widestColumn));
+    }
+    if (width == 0) continue;
+    width = std::max(width, widthOf(head));
+    lines[0] += "  " + padded(head, width, right);
+    for (std::size_t j = 0; j < rows.size(); ++j)
+      lines[j + 1] += "  " + padded(rows[j][i], width, right);
   }
   for (const std::string& line : lines)
     std::cout << line.substr(0, line.find_last_not_of(' ') + 1) << "\n";
 }
 
-void printTable(const char* title, Variables variables, bool all) {
+void printTable(const char* title, const std::vector<const ScalarVariable*>& variables, bool all) {
   const std::size_t count = variables.size();
   if (count == 0) return;
-  if (!all && count > rowsOfATable + 1) variables.resize(rowsOfATable);
+  const std::size_t shown = all || count <= rowsOfATable + 1 ? count : rowsOfATable;
   std::cout << "\n" << title << " (" << count << ")\n";
-  printRows(variables, all);
-  if (variables.size() < count)
-    std::cout << "  ... and " << count - variables.size() << " more (--all shows them)\n";
+  printRows(std::span(variables).first(shown), all);
+  if (shown < count) std::cout << "  ... and " << count - shown << " more (--all shows them)\n";
 }
 
 struct Table {
@@ -134,12 +111,12 @@ void printVariables(const ModelDescription& model, bool all) {
   std::size_t shown = 0;
   for (const Table& table : tables) {
     if (!table.always && !all) continue;
-    Variables variables;
+    std::vector<const ScalarVariable*> variables;
     for (const ScalarVariable& variable : model.variables) {
       if (variable.causality == table.causality) variables.push_back(&variable);
     }
     shown += variables.size();
-    printTable(table.title, std::move(variables), all);
+    printTable(table.title, variables, all);
   }
   if (shown < model.variables.size())
     std::cout << "\n" << model.variables.size() - shown << " internal (--all shows them)\n";

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <fstream>
 #include <functional>
+#include <map>
 #include <string_view>
 
 #include "ending/failure.h"
@@ -64,40 +65,22 @@ void goOn(const fs::path& archive) {
   if (interrupted() != 0) refuse(archive, "was not read to its end");
 }
 
-// How many files and directories `path` adds when `other` is there, the path before it in order.
-std::uint64_t addedBy(std::string_view path, std::string_view other) {
-  const auto endsStep = [](std::string_view text, std::size_t i) {
-    return i == text.size() || text[i] == '/';
-  };
-  auto added = static_cast<std::uint64_t>(std::ranges::count(path, '/')) + 1;
-  for (std::size_t i = 0; i <= std::min(path.size(), other.size()); ++i) {
-    if (i > 0 && endsStep(path, i) && endsStep(other, i)) --added;
-    if (i == path.size() || i == other.size() || path[i] != other[i]) break;
-  }
-  return added;
-}
-
 // Refuses names that stand for the same file, or for a file and a directory, and more files and
 // directories than can be unpacked within seconds.
 void checkTree(const fs::path& archive, const std::vector<Entry>& entries) {
-  std::vector<const Entry*> sorted;
-  for (const Entry& entry : entries) sorted.push_back(&entry);
-  // With '/' before every other character, what is below a path follows directly behind it.
-  const auto rank = [](char c) { return c == '/' ? 0 : static_cast<unsigned char>(c); };
-  std::ranges::sort(sorted, [&rank](const Entry* a, const Entry* b) {
-    return std::ranges::lexicographical_compare(a->path, b->path, {}, rank, rank);
-  });
-  std::uint64_t count = sorted.empty() ? 0 : addedBy(sorted.front()->path, "");
-  for (std::size_t i = 1; i < sorted.size(); ++i) {
-    const Entry& entry = *sorted[i - 1];
-    const std::string& next = sorted[i]->path;
-    if (next == entry.path) refuseEntry(archive, entry.path, "is there twice");
-    if (!entry.isDirectory && next.starts_with(entry.path + '/')) {
-      refuseEntry(archive, entry.path, "is both a file and a directory");
-    }
-    count += addedBy(next, entry.path);
+  std::map<std::string_view, bool> directories;  // false for a file
+  for (const Entry& entry : entries) {
+    if (!directories.emplace(entry.path, entry.isDirectory).second)
+      refuseEntry(archive, entry.path, "is there twice");
   }
-  if (count > mostEntries) refuseCount(archive, count);
+  for (const Entry& entry : entries) {
+    const std::string_view path = entry.path;
+    for (std::size_t end = path.find('/'); end != path.npos; end = path.find('/', end + 1)) {
+      const auto [above, isImplied] = directories.emplace(path.substr(0, end), true);
+      if (!above->second) refuseEntry(archive, above->first, "is both a file and a directory");
+    }
+  }
+  if (directories.size() > mostEntries) refuseCount(archive, directories.size());
 }
 
 Entry checkedEntry(zip_t* archive, const fs::path& path, std::uint64_t index) {

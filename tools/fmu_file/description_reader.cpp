@@ -20,7 +20,8 @@ class Reader {
     if (version != "2.0") fail(root, "expected an FMU of FMI 2.0, got FMI " + inQuotes(version));
     ModelDescription model;
     readHead(root, model);
-    readExperiment(root.child("DefaultExperiment"), model);
+    for (const auto& [name, member] : experimentNumbers)
+      model.*member = number(root.child("DefaultExperiment"), name);
     for (const pugi::xml_node unit : root.child("UnitDefinitions").children("Unit")) {
       model.units.push_back(readUnit(unit));
     }
@@ -38,13 +39,7 @@ class Reader {
   void readHead(const pugi::xml_node& root, ModelDescription& model) {
     model.modelName = required(root, "modelName");
     model.guid = required(root, "guid");
-    model.description = root.attribute("description").value();
-    model.author = root.attribute("author").value();
-    model.version = root.attribute("version").value();
-    model.license = root.attribute("license").value();
-    model.copyright = root.attribute("copyright").value();
-    model.generationTool = root.attribute("generationTool").value();
-    model.generationDateAndTime = root.attribute("generationDateAndTime").value();
+    for (const auto& [name, member] : headTexts) model.*member = root.attribute(name).value();
     const pugi::xml_node coSimulation = root.child("CoSimulation");
     const pugi::xml_node modelExchange = root.child("ModelExchange");
     model.coSimulation = !coSimulation.empty();
@@ -55,13 +50,6 @@ class Reader {
     model.needsExecutionTool = isTrue(kind.attribute("needsExecutionTool"));
     model.variableStepSize =
         isTrue(coSimulation.attribute("canHandleVariableCommunicationStepSize"));
-  }
-
-  void readExperiment(const pugi::xml_node& experiment, ModelDescription& model) {
-    model.startTime = number(experiment, "startTime");
-    model.stopTime = number(experiment, "stopTime");
-    model.stepSize = number(experiment, "stepSize");
-    model.tolerance = number(experiment, "tolerance");
   }
 
   UnitDefinition readUnit(const pugi::xml_node& node) {

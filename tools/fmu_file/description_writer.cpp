@@ -26,13 +26,7 @@ void writeHead(pugi::xml_node root, const ModelDescription& model) {
   set(root, "fmiVersion", "2.0");
   set(root, "modelName", model.modelName);
   set(root, "guid", model.guid);
-  setUnlessEmpty(root, "description", model.description);
-  setUnlessEmpty(root, "author", model.author);
-  setUnlessEmpty(root, "version", model.version);
-  setUnlessEmpty(root, "copyright", model.copyright);
-  setUnlessEmpty(root, "license", model.license);
-  setUnlessEmpty(root, "generationTool", model.generationTool);
-  setUnlessEmpty(root, "generationDateAndTime", model.generationDateAndTime);
+  for (const auto& [name, member] : headTexts) setUnlessEmpty(root, name, model.*member);
   set(root, "variableNamingConvention", "flat");
 
   pugi::xml_node coSimulation = root.append_child("CoSimulation");
@@ -98,12 +92,9 @@ void writeLogCategories(pugi::xml_node root) {
 }
 
 void writeExperiment(pugi::xml_node root, const ModelDescription& model) {
-  if (!model.startTime && !model.stopTime && !model.tolerance && !model.stepSize) return;
   pugi::xml_node experiment = root.append_child("DefaultExperiment");
-  set(experiment, "startTime", model.startTime);
-  set(experiment, "stopTime", model.stopTime);
-  set(experiment, "tolerance", model.tolerance);
-  set(experiment, "stepSize", model.stepSize);
+  for (const auto& [name, member] : experimentNumbers) set(experiment, name, model.*member);
+  if (experiment.first_attribute().empty()) root.remove_child(experiment);
 }
 
 void writeVariables(pugi::xml_node root, const ModelDescription& model) {

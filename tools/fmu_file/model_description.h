@@ -62,6 +62,28 @@ struct ModelDescription {
   std::vector<ScalarVariable> variables;
 };
 
+// What stands in texts and numbers at its head, by the names that FMI gives them.
+template <class Value>
+struct NamedMember {
+  const char* name;
+  Value ModelDescription::*member;
+};
+
+inline constexpr std::array<NamedMember<std::string>, 7> headTexts = {
+    {{"description", &ModelDescription::description},
+     {"author", &ModelDescription::author},
+     {"version", &ModelDescription::version},
+     {"copyright", &ModelDescription::copyright},
+     {"license", &ModelDescription::license},
+     {"generationTool", &ModelDescription::generationTool},
+     {"generationDateAndTime", &ModelDescription::generationDateAndTime}}};
+
+inline constexpr std::array<NamedMember<std::optional<double>>, 4> experimentNumbers = {
+    {{"startTime", &ModelDescription::startTime},
+     {"stopTime", &ModelDescription::stopTime},
+     {"tolerance", &ModelDescription::tolerance},
+     {"stepSize", &ModelDescription::stepSize}}};
+
 // The name of the unit in which people see the values of a variable, and a value in it.
 inline const std::string& shownUnit(const ScalarVariable& variable) {
   return variable.displayUnit ? variable.displayUnit->name : variable.unit;

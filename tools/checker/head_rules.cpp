@@ -26,13 +26,6 @@ constexpr std::array<Platform, 6> platforms = {{{"linux32", ".so"},
                                                 {"darwin32", ".dylib"},
                                                 {"darwin64", ".dylib"}}};
 
-bool isCIdentifier(std::string_view text) {
-  const auto letter = [](unsigned char c) { return c == '_' || (c < 0x80 && std::isalpha(c)); };
-  return !text.empty() && letter(static_cast<unsigned char>(text[0])) &&
-         std::ranges::all_of(
-             text, [&letter](unsigned char c) { return letter(c) || (c >= '0' && c <= '9'); });
-}
-
 // A list below the root whose elements have to differ in their names.
 struct Namespace {
   const char* list;
@@ -44,18 +37,6 @@ constexpr std::array<Namespace, 5> namespaces = {{{"UnitDefinitions", "Unit"},
                                                   {"LogCategories", "Category"},
                                                   {"VendorAnnotations", "Tool"},
                                                   {"ModelVariables", "ScalarVariable"}}};
-
-void checkUniqueIn(const pugi::xml_node& list, const char* element, const Report& report) {
-  std::set<std::string_view> names;
-  for (const pugi::xml_node node : list.children(element)) {
-    const pugi::xml_attribute name = node.attribute("name");
-    if (name && !names.insert(name.value()).second)
-      report(node, "there is another " + std::string(element) +
-                       " of this name, expected a name of its own");
-  }
-}
-
-}  // namespace
 
 void checkEncoding(const Subject& description, const Report& report) {
   const pugi::xml_node declaration = description.xml.firstNode();
@@ -83,7 +64,7 @@ void checkKinds(const Subject& description, const Report& report) {
     const pugi::xml_node node = description.root.child(kind);
     if (node.next_sibling(kind)) report(node.next_sibling(kind), "expected only one");
     const pugi::xml_attribute identifier = node.attribute("modelIdentifier");
-    if (identifier && !isCIdentifier(identifier.value()))
+    if (identifier && !isIdentifier(identifier.value()))
       report(node, "modelIdentifier is " + inQuotes(identifier.value()) +
                        ", expected a name of C: letters, digits and _, no digit first");
     if (isTrue(node.attribute("canSerializeFMUstate")) &&
@@ -152,5 +133,21 @@ void checkUniqueNames(const Subject& description, const Report& report) {
     if (description.types.contains(variable.name))
       report(variable.node, "a type has the same name, expected another one");
     checkUniqueIn(variable.node.child("Annotations"), "Tool", report);
+  }
+}
+
+}  // namespace
+
+const std::vector<NamedCheck> headRules = {
+    {"encoding", checkEncoding}, {"version", checkVersion},       {"kind", checkKinds},
+    {"binary", checkBinaries},   {"experiment", checkExperiment}, {"unique", checkUniqueNames}};
+
+void checkUniqueIn(const pugi::xml_node& list, const char* element, const Report& report) {
+  std::set<std::string_view> names;
+  for (const pugi::xml_node node : list.children(element)) {
+    const pugi::xml_attribute name = node.attribute("name");
+    if (name && !names.insert(name.value()).second)
+      report(node, "there is another " + std::string(element) +
+                       " of this name, expected a name of its own");
   }
 }

@@ -1,10 +1,11 @@
 // The elements of a model description, with their attributes and children, as one table.
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <map>
 
-#include "checker/attribute_values.h"
 #include "checker/rules.h"
+#include "words/numbers.h"
 #include "words/spelling.h"
 #include "words/text.h"
 
@@ -90,6 +91,50 @@ constexpr std::array<Element, 36> elements = {{
      ""}}};
 // clang-format on
 
+bool isOneOf(std::string_view text, const std::vector<std::string_view>& choices) {
+  return std::ranges::find(choices, text) != choices.end();
+}
+
+bool isNumber(std::string_view text) {
+  // XML Schema spells them so and not otherwise.
+  if (text == "INF" || text == "-INF" || text == "NaN") return true;
+  return parseNumber(text) && text.find_first_of("iInN") == text.npos;
+}
+
+bool isDate(std::string_view text) {
+  constexpr std::string_view form = "0000-00-00T00:00:00";
+  if (text.size() < form.size()) return false;
+  for (std::size_t i = 0; i < form.size(); ++i) {
+    const bool digit = text[i] >= '0' && text[i] <= '9';
+    if (form[i] == '0' ? !digit : text[i] != form[i]) return false;
+  }
+  return text.find_first_not_of("0123456789.:Z+-", form.size()) == text.npos;
+}
+
+// What the attribute should hold; empty when it does. The kind is number, int (32 bits), index
+// (from 0 on), date, boolean, indexes (a list), values with `|` between them, or `kinds|` and such
+// values (a list of them).
+std::string expectedValue(std::string_view text, std::string_view kind) {
+  const auto words = wordsOf(text);
+  auto choices = wordsOf(kind, '|');
+  const std::string_view value = trimmed(text);
+  const auto isIndex = [](std::string_view word) {
+    return parseWhole<std::uint32_t>(word).has_value();
+  };
+  if (kind == "number") return isNumber(value) ? "" : "a number";
+  if (kind == "int") return parseWhole<std::int32_t>(value) ? "" : "a whole number of 32 bits";
+  if (kind == "index") return isIndex(value) ? "" : "a whole number from 0 on";
+  if (kind == "date") return isDate(value) ? "" : "a time such as 2009-12-08T14:33:22Z";
+  if (kind == "boolean") return parseBoolean(value) ? "" : "true or false";
+  if (kind == "indexes")
+    return std::ranges::all_of(words, isIndex) ? "" : "indexes with blanks between";
+  const bool list = choices[0] == "kinds";
+  if (list) choices.erase(choices.begin());
+  const auto allowed = [&choices](std::string_view word) { return isOneOf(word, choices); };
+  const bool right = list ? std::ranges::all_of(words, allowed) : allowed(text);
+  return right ? "" : "one of " + joined(choices, ", ");
+}
+
 void checkAttributes(const pugi::xml_node& node, const Element& element, const Report& report) {
   std::map<std::string_view, std::string_view> known;  // with what they hold
   for (const std::string_view word : wordsOf(element.attributes)) {
@@ -165,10 +210,7 @@ std::vector<pugi::xml_node> checkChildren(const pugi::xml_node& node, const Elem
   }
   for (std::size_t i = 0; i < children.size(); ++i) {
     if (!children[i].atLeastOne || counts[i] > 0) continue;
-    std::string names;
-    for (const std::string_view name : children[i].names)
-      names += (names.empty() ? "" : " or ") + std::string(name);
-    report(node, "has no element " + names + ", which is required");
+    report(node, "has no element " + joined(children[i].names, " or ") + ", which is required");
   }
   return allowed;
 }
@@ -186,10 +228,12 @@ void checkElement(const pugi::xml_node& node, const Elements& known, const Repor
     checkElement(child, known, report);
 }
 
-}  // namespace
-
 void checkSchema(const Subject& description, const Report& report) {
   Elements known;
   for (const Element& element : elements) known.emplace(element.name, &element);
   checkElement(description.root, known, report);
 }
+
+}  // namespace
+
+const std::vector<NamedCheck> schemaRules = {{"schema", checkSchema}};

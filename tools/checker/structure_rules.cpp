@@ -21,13 +21,12 @@ std::set<std::size_t> checkList(const Subject& description, const char* list,
                                 const Report& report) {
   std::set<std::size_t> listed;
   for (const pugi::xml_node unknown : unknownsOf(description, list)) {
-    const auto index = parseWhole<std::size_t>(unknown.attribute("index").value());
-    if (!index) continue;
+    const char* const index = unknown.attribute("index").value();
+    if (!parseWhole<std::size_t>(index)) continue;
     const auto* const variable = description.variable(index);
     if (variable == nullptr) {
-      report(unknown, "expected the index of a variable, 1 to " +
-                          std::to_string(description.variables.size()));
-    } else if (!listed.insert(*index).second) {
+      report(unknown, "expected " + description.anyIndex());
+    } else if (!listed.insert(description.indexOf(*variable)).second) {
       report(unknown, inQuotes(variable->name) + " is listed a second time");
     } else if (!wanted(*variable)) {
       report(unknown, inQuotes(variable->name) + " is listed, expected only " + expected);
@@ -58,12 +57,10 @@ bool isOutput(const SubjectVariable& variable) {
 Wanted initialUnknown(const Subject& description) {
   std::set<const SubjectVariable*> dynamic;
   for (const pugi::xml_node unknown : unknownsOf(description, "Derivatives")) {
-    const auto* const derivative =
-        description.variable(parseWhole<std::size_t>(unknown.attribute("index").value()));
+    const auto* const derivative = description.variable(unknown.attribute("index").value());
     if (derivative == nullptr) continue;
     dynamic.insert(derivative);
-    dynamic.insert(description.variable(
-        parseWhole<std::size_t>(derivative->value.attribute("derivative").value())));
+    dynamic.insert(description.variable(derivative->value.attribute("derivative").value()));
   }
   return [dynamic](const SubjectVariable& variable) {
     return variable.causality == "calculatedParameter" ||
@@ -85,7 +82,7 @@ void checkKnowns(const pugi::xml_node& unknown, bool initially, const Subject& d
   for (const std::string_view word : wordsOf(unknown.attribute("dependencies").value())) {
     const auto index = parseWhole<std::size_t>(word);
     if (!index) continue;
-    const auto* const known = description.variable(index);
+    const auto* const known = description.variable(word);
     if (known == nullptr) {
       report(unknown, "depends on the index " + std::to_string(*index) +
                           ", expected that of a variable, 1 to " +
@@ -112,14 +109,11 @@ void checkKindsOf(const pugi::xml_node& unknown, const Subject& description, con
     report(unknown, "has " + counted(std::ssize(words), "dependenciesKind") +
                         ", expected one for each of the " + std::to_string(dependencies) +
                         " dependencies");
-  const auto* const variable =
-      description.variable(parseWhole<std::size_t>(unknown.attribute("index").value()));
+  const auto* const variable = description.variable(unknown.attribute("index").value());
   const auto isOther = [](std::string_view word) { return word != "dependent"; };
   if (variable != nullptr && variable->type != "Real" && std::ranges::any_of(words, isOther))
     report(unknown, inQuotes(variable->name) + " is no Real, expected only the kind dependent");
 }
-
-}  // namespace
 
 void checkOutputs(const Subject& description, const Report& report) {
   const auto listed =
@@ -159,3 +153,10 @@ void checkDependencies(const Subject& description, const Report& report) {
     }
   }
 }
+
+}  // namespace
+
+const std::vector<NamedCheck> structureRules = {{"outputs", checkOutputs},
+                                                {"derivatives", checkDerivatives},
+                                                {"initial-unknowns", checkInitialUnknowns},
+                                                {"dependencies", checkDependencies}};

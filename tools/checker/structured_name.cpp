@@ -1,17 +1,11 @@
 #include "checker/structured_name.h"
 
-#include <algorithm>
-
 namespace {
 
 constexpr std::string_view digits = "0123456789";
 constexpr std::string_view letters = "_abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
 constexpr std::string_view quotable = "!#$%&()*+,-./:;<>=?@[]^{}|~ ";
 constexpr std::string_view escapable = "'\"?\\abfnrtv";
-
-bool isIn(std::string_view set, char c) {
-  return set.find(c) != set.npos;
-}
 
 // Each function takes what it is called after from the front, and says whether it was there.
 class Name {
@@ -32,9 +26,8 @@ class Name {
   }
 
   bool plain() {
-    if (rest.empty() || !isIn(letters, rest.front())) return false;
-    while (!rest.empty() && (isIn(letters, rest.front()) || isIn(digits, rest.front())))
-      rest.remove_prefix(1);
+    if (!oneOf(letters)) return false;
+    while (oneOf(letters) || oneOf(digits)) continue;
     return true;
   }
 
@@ -42,13 +35,9 @@ class Name {
   bool quoted() {
     bool empty = true;
     for (; !text("'"); empty = false) {
-      const bool escaped = text("\\");
-      if (rest.empty()) return false;
-      const char c = rest.front();
-      if (!(escaped ? isIn(escapable, c)
-                    : isIn(letters, c) || isIn(digits, c) || isIn(quotable, c)))
-        return false;
-      rest.remove_prefix(1);
+      const bool right =
+          text("\\") ? oneOf(escapable) : oneOf(letters) || oneOf(digits) || oneOf(quotable);
+      if (!right) return false;
     }
     return !empty;
   }
@@ -62,9 +51,13 @@ class Name {
   }
 
   bool number() {
-    const std::size_t end = std::min(rest.find_first_not_of(digits), rest.size());
-    rest.remove_prefix(end);
-    return end > 0;
+    if (!oneOf(digits)) return false;
+    while (oneOf(digits)) continue;
+    return true;
+  }
+
+  bool oneOf(std::string_view set) {
+    return !rest.empty() && set.find(rest.front()) != set.npos && text(rest.substr(0, 1));
   }
 
   bool text(std::string_view wanted) {

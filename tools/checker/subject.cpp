@@ -16,22 +16,17 @@ pugi::xml_node typeIn(const pugi::xml_node& node) {
   return {};
 }
 
-std::string_view valueOr(const pugi::xml_node& node, const char* attribute,
-                         std::string_view otherwise) {
-  const pugi::xml_attribute found = node.attribute(attribute);
-  return found.empty() ? otherwise : found.value();
-}
-
 SubjectVariable checkedVariable(const pugi::xml_node& node, const Subject& description) {
   SubjectVariable variable;
   variable.node = node;
   variable.value = typeIn(node);
   variable.type = variable.value.name();
   variable.name = node.attribute("name").value();
-  variable.causality = valueOr(node, "causality", "local");
-  variable.variability = valueOr(node, "variability", "continuous");
+  variable.causality = node.attribute("causality").as_string("local");
+  variable.variability = node.attribute("variability").as_string("continuous");
+  const pugi::xml_attribute initial = node.attribute("initial");
   variable.initial =
-      valueOr(node, "initial", defaultInitial(variable.causality, variable.variability));
+      initial ? initial.value() : defaultInitial(variable.causality, variable.variability);
   const auto type = description.types.find(variable.value.attribute("declaredType").value());
   if (type != description.types.end())
     variable.declared = type->second.child(variable.value.name());
@@ -61,12 +56,17 @@ Subject::Subject(std::string_view content, const std::vector<std::string>& allFi
   }
 }
 
-const SubjectVariable* Subject::variable(std::optional<std::size_t> index) const {
+const SubjectVariable* Subject::variable(std::string_view text) const {
+  const auto index = parseWhole<std::size_t>(text);
   return index && *index >= 1 && *index <= variables.size() ? &variables[*index - 1] : nullptr;
 }
 
+std::string Subject::anyIndex() const {
+  return "the index of a variable, 1 to " + std::to_string(variables.size());
+}
+
 std::string_view SubjectVariable::text(const char* attribute) const {
-  return valueOr(value, attribute, declared.attribute(attribute).value());
+  return value.attribute(attribute).as_string(declared.attribute(attribute).value());
 }
 
 std::optional<double> SubjectVariable::number(const char* attribute) const {

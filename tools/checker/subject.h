@@ -35,8 +35,10 @@ struct Subject {
   std::unordered_map<std::string_view, pugi::xml_node> units, types;
   std::set<std::size_t> states;  // indexes of the variables that others are the derivatives of
 
-  // The variable with an index as FMI counts; null when there is none.
-  const SubjectVariable* variable(std::optional<std::size_t> index) const;
+  // The variable whose index, as FMI counts, is in the text; null when there is none.
+  const SubjectVariable* variable(std::string_view index) const;
+  // Of a variable, as what is expected.
+  std::string anyIndex() const;
   std::size_t indexOf(const SubjectVariable& one) const {
     return static_cast<std::size_t>(&one - variables.data()) + 1;
   }

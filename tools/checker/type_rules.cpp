@@ -31,8 +31,6 @@ void checkOrder(const pugi::xml_node& value, const std::optional<double>& min,
     report(value, "nominal is " + numberText(*nominal) + ", expected more than 0");
 }
 
-}  // namespace
-
 void checkUnits(const Subject& description, const Report& report) {
   for (const auto& [name, type] : description.types) {
     const pugi::xml_node real = type.child("Real");
@@ -58,13 +56,11 @@ void checkDeclaredTypes(const Subject& description, const Report& report) {
 
 void checkEnumerations(const Subject& description, const Report& report) {
   for (const auto& [typeName, type] : description.types) {
-    std::set<std::string_view> names;
+    const pugi::xml_node items = type.child("Enumeration");
+    checkUniqueIn(items, "Item", report);
     std::set<double> values;
-    for (const pugi::xml_node item : type.child("Enumeration").children("Item")) {
-      const pugi::xml_attribute name = item.attribute("name");
+    for (const pugi::xml_node item : items.children("Item")) {
       const auto value = parseNumber(item.attribute("value").value());
-      if (name && !names.insert(name.value()).second)
-        report(item, "there is another Item of this name, expected a name of its own");
       if (value && !values.insert(*value).second)
         report(item, "another Item has the value " + numberText(*value) +
                          ", too, expected one of its own");
@@ -81,3 +77,10 @@ void checkRanges(const Subject& description, const Report& report) {
   for (const SubjectVariable& variable : description.variables)
     checkOrder(variable.value, variable.number("min"), variable.number("max"), report);
 }
+
+}  // namespace
+
+const std::vector<NamedCheck> typeRules = {{"unit", checkUnits},
+                                           {"type", checkDeclaredTypes},
+                                           {"enumeration", checkEnumerations},
+                                           {"range", checkRanges}};

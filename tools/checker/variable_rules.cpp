@@ -11,13 +11,6 @@
 
 namespace {
 
-std::string alternatives(const std::vector<std::string_view>& words) {
-  std::string list;
-  for (const std::string_view word : words)
-    list += (list.empty() ? "" : " or ") + std::string(word);
-  return list;
-}
-
 std::string reasonForStart(const SubjectVariable& variable) {
   return variable.causality == "input" || variable.causality == "independent"
              ? "causality is " + std::string(variable.causality)
@@ -70,8 +63,6 @@ void checkAlias(const SubjectVariable& one, const SubjectVariable& other, bool s
   }
 }
 
-}  // namespace
-
 void checkNames(const Subject& description, const Report& report) {
   const std::string_view convention =
       description.root.attribute("variableNamingConvention").value();
@@ -105,7 +96,7 @@ void checkCombinations(const Subject& description, const Report& report) {
       report(variable.node, both + " is not allowed");
     } else if (initial && std::ranges::find(allowed, initial.value()) == allowed.end()) {
       report(variable.node, "initial is " + inQuotes(initial.value()) + ", expected " +
-                                (allowed.empty() ? "none" : alternatives(allowed)) + " for " +
+                                (allowed.empty() ? "none" : joined(allowed, " or ")) + " for " +
                                 both);
     }
     if (variable.causality != "independent") continue;
@@ -156,11 +147,10 @@ void checkStates(const Subject& description, const Report& report) {
              "is the derivative of this one");
     const pugi::xml_attribute attribute = variable.value.attribute("derivative");
     if (!attribute) continue;
-    const auto* const state = description.variable(parseWhole<std::size_t>(attribute.value()));
+    const auto* const state = description.variable(attribute.value());
     if (state == nullptr)
-      report(variable.node, "derivative is " + inQuotes(attribute.value()) +
-                                ", expected the index of a variable, 1 to " +
-                                std::to_string(description.variables.size()));
+      report(variable.node, "derivative is " + inQuotes(attribute.value()) + ", expected " +
+                                description.anyIndex());
     else if (state == &variable || state->type != "Real" || state->variability != "continuous")
       report(variable.node, "is the derivative of " + inQuotes(state->name) +
                                 ", expected another variable, a continuous Real");
@@ -168,3 +158,11 @@ void checkStates(const Subject& description, const Report& report) {
       report(variable.node, "is a derivative, expected it to be continuous");
   }
 }
+
+}  // namespace
+
+const std::vector<NamedCheck> variableRules = {{"name", checkNames},
+                                               {"combination", checkCombinations},
+                                               {"start", checkStarts},
+                                               {"alias", checkAliases},
+                                               {"derivative", checkStates}};

@@ -71,12 +71,6 @@ std::vector<std::string> platformsOf(const std::vector<std::string>& files) {
   return {platforms.begin(), platforms.end()};
 }
 
-std::string commaSeparated(const std::vector<std::string>& names) {
-  std::string text;
-  for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
-  return text.empty() ? "none" : text;
-}
-
 std::string sizeText(std::uintmax_t bytes) {
   const auto size = static_cast<double>(bytes);
   char text[32];
@@ -110,7 +104,8 @@ void print(const FmuFacts& facts, bool all) {
   printFact("Kind", fmuKind(model));
   printFact("Needs", needsOf(facts));
   printFact("Experiment", experimentOf(model));
-  printFact("Platforms", commaSeparated(facts.platforms));
+  printFact("Platforms",
+            facts.platforms.empty() ? "none" : CLI::detail::join(facts.platforms, ", "));
   printFact("Made by",
             model.generationTool +
                 (model.generationDateAndTime.empty() ? "" : ", " + model.generationDateAndTime));

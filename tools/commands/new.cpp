@@ -1,6 +1,4 @@
 // `zelvox new`: a directory with a model that runs at once, for its author to change.
-#include <algorithm>
-#include <array>
 #include <cstdio>
 #include <fstream>
 #include <memory>
@@ -89,19 +87,7 @@ constexpr std::string_view taken =
     "DefaultExperiment FieldModel Input Math ModelInfo Output Override Parameter UnitDefinition ";
 
 bool isJavaName(const std::string& name) {
-  const auto isLetter = [](char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
-  };
-  return !name.empty() && isLetter(name[0]) &&
-         std::ranges::all_of(name, [&](char c) { return isLetter(c) || (c >= '0' && c <= '9'); }) &&
-         taken.find(" " + name + " ") == taken.npos;
-}
-
-std::string replaced(std::string text, std::string_view word, const std::string& by) {
-  for (std::size_t at = 0; (at = text.find(word, at)) != text.npos; at += by.size()) {
-    text.replace(at, word.size(), by);
-  }
-  return text;
+  return isIdentifier(name) && taken.find(" " + name + " ") == taken.npos;
 }
 
 void write(const fs::path& file, const std::string& text) {
@@ -140,7 +126,7 @@ void create(const NewOptions& options) {
               " cannot be the class of a new model, expected a name such as com.acme.Tank",
           ExitCode::usage);
   }
-  const std::string package = replaced(packages.string(), "/", ".");
+  const std::string package = CLI::detail::find_and_replace(packages.string(), "/", ".");
   const fs::path repository = options.maven ? mavenRepository() : fs::path();
   const fs::path directory = name;
   std::error_code error;
@@ -148,20 +134,22 @@ void create(const NewOptions& options) {
     throw Failure(name + (error ? " cannot be made: " + error.message()
                                 : " is there already, and nothing is overwritten"));
   }
-  const std::string source =
-      (package.empty() ? "" : "package " + package + ";\n\n") + replaced(model, "@class@", name);
+  const std::string source = (package.empty() ? "" : "package " + package + ";\n\n") +
+                             CLI::detail::find_and_replace(model, "@class@", name);
   const std::string file = name + ".java";
   if (options.maven) {
     write(directory / "src/main/java" / packages / file, source);
-    std::string project = replaced(mavenPom, "@class@", name);
-    project = replaced(project, "@group@", package.empty() ? name : package);
-    project = replaced(project, "@command@", thisProgram().string());
-    project = replaced(project, "@repository@", repository.string());
-    write(directory / "pom.xml", replaced(project, "@version@", ZELVOX_VERSION));
+    std::string project = CLI::detail::find_and_replace(mavenPom, "@class@", name);
+    project = CLI::detail::find_and_replace(project, "@group@", package.empty() ? name : package);
+    project = CLI::detail::find_and_replace(project, "@command@", thisProgram().string());
+    project = CLI::detail::find_and_replace(project, "@repository@", repository.string());
+    write(directory / "pom.xml",
+          CLI::detail::find_and_replace(project, "@version@", ZELVOX_VERSION));
   } else {
     write(directory / file, source);
   }
-  write(directory / "README.md", replaced(options.maven ? mavenReadme : readme, "@class@", name));
+  write(directory / "README.md",
+        CLI::detail::find_and_replace(options.maven ? mavenReadme : readme, "@class@", name));
   std::printf("Made %s; now try\n  cd %s && %s --plot-file %s.svg\n", name.c_str(), name.c_str(),
               options.maven ? "zelvox simulate src/main/java" : ("zelvox simulate " + file).c_str(),
               name.c_str());

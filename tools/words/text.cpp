@@ -57,6 +57,19 @@ std::string sentence(std::string_view text) {
   return shortened(printable(text.substr(0, bytesOfASentence)), 600);
 }
 
+std::string joined(const std::vector<std::string_view>& words, std::string_view separator) {
+  std::string text;
+  for (const std::string_view word : words) text.append(text.empty() ? "" : separator).append(word);
+  return text;
+}
+
+bool isIdentifier(std::string_view text) {
+  constexpr std::string_view characters =
+      "0123456789_abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
+  return !text.empty() && characters.find(text[0], 10) != text.npos &&
+         text.find_first_not_of(characters) == text.npos;
+}
+
 std::string counted(long long count, const std::string& noun) {
   return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 // The text without the blanks around it, which XML means nothing by.
 std::string_view trimmed(std::string_view text);
@@ -21,6 +22,12 @@ std::string inQuotes(std::string_view text);
 // What is said to somebody at a terminal, whatever texts it was made of: printable, and not so long
 // that nobody reads it.
 std::string sentence(std::string_view text);
+
+// The words with the separator between them.
+std::string joined(const std::vector<std::string_view>& words, std::string_view separator);
+
+// Letters of ASCII, digits and underscores, no digit first: a name of C, which Java takes as well.
+bool isIdentifier(std::string_view text);
 
 // "1 input", "2 inputs".
 std::string counted(long long count, const std::string& noun);

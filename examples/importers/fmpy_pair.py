@@ -22,7 +22,6 @@ class Slave:
         self.set(parameter, value)
         self.fmu.setupExperiment(startTime=0.0)
         self.fmu.enterInitializationMode()
-        self.fmu.exitInitializationMode()
 
     def set(self, name, value):
         self.fmu.setReal([self.references[name]], [value])
@@ -35,6 +34,9 @@ def main(tank_file, motor_file, output_file):
     tank, motor = Slave(tank_file), Slave(motor_file)
     tank.begin("drain", 2.0)  # 1/s
     motor.begin("J", 2e-4)  # kg.m2
+    motor.set("voltage", tank.get("level"))
+    for slave in tank, motor:
+        slave.fmu.exitInitializationMode()
     with open(output_file, "w", newline="") as file:
         table = csv.writer(file)
         table.writerow(["time", "level", "speed", "current"])

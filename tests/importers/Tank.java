@@ -1,38 +1,28 @@
-import com.zelvox.qorbetta.Model;
-import com.zelvox.qorbetta.ModelDescription;
+import com.zelvox.qorbetta.*;
 
-/** A tank that drains. Its level is what drives the motor, so that both depend on the right one. */
-public class Tank implements Model {
-    private static final double FULL = 12; // m
+/**
+ * A tank that drains. Its level drives the motor, so that both depend on the right one. Neither its first value nor
+ * what it makes of `drain` is a start value.
+ */
+@DefaultExperiment(stopTime = 0.5, stepSize = 1e-3)
+public class Tank extends FieldModel {
+    @Output double level;
+    @Parameter(description = "share of the water that leaves each second") double drain = 1;
 
-    private double drain;
-    private double level;
+    private double[] rates;
 
     @Override
-    public ModelDescription describe() {
-        return ModelDescription.named("Tank")
-                .input("inflow", "m/s", "height that flows in each second", 0)
-                .output("level", "m", "height of the water", FULL)
-                .parameter("drain", "1/s", "share of the water that leaves each second", 1)
-                .experiment(0, 0.5, 1e-3)
-                .build();
+    public void setUp(double startTime, double stopTime) {
+        rates = new double[] {drain};
     }
 
     @Override
-    public void set(int parameter, double value) {
-        drain = value;
+    protected void initialize() {
+        level = 12;
     }
 
     @Override
-    public void initialize(double[] inputs, double[] outputs) {
-        level = FULL;
-        outputs[0] = level;
-    }
-
-    @Override
-    public void step(double time, double stepSize, double[] inputs, double[] outputs) {
-        double end = inputs[0] / drain; // where the level goes
-        level = end + (level - end) * Math.exp(-drain * stepSize);
-        outputs[0] = level;
+    protected void step(double time, double stepSize) {
+        level *= Math.exp(-rates[0] * stepSize);
     }
 }

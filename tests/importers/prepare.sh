@@ -1,22 +1,25 @@
 #!/usr/bin/env bash
 # Packs the models, makes the references and fetches the importers: prepare.sh WORK_DIRECTORY
-# ZELVOX MOTOR_JAR TANK_JAR. What was fetched leaves NAME.ready in the work directory.
+# ZELVOX MOTOR_JAR. What was fetched leaves NAME.ready in the work directory.
 set -euo pipefail
-work=$1 zelvox=$2 motor=$3 tank=$4
+work=$1 zelvox=$2 motor=$3
 tests=$(cd "$(dirname "$0")" && pwd)
 examples=$tests/../../examples/importers
 
-mkdir -p "$work"
+mkdir -p "$work/first"
 cd "$work"
 rm -f ./*.ready
 "$zelvox" pack --jar "$motor" -o motor.fmu
-"$zelvox" pack --jar "$tank" --model Tank -o tank.fmu
-for model in source controller; do "$zelvox" pack "$tests/${model^}.java" -o $model.fmu; done
+"$zelvox" pack "$tests/Tank.java" -o tank.fmu
 # The motor alone, and the tank whose level is the motor's voltage.
 "$zelvox" simulate motor.fmu --start-value voltage=12 --start-value load=0.01 --output-file alone.csv
 "$zelvox" simulate tank.fmu --start-value drain=2 --output-file tank.csv
 sed 's/level/voltage/' tank.csv >voltage.csv
 "$zelvox" simulate motor.fmu --start-value J=2e-4 --input-file voltage.csv --output-file driven.csv
+# And the tank with something else in place of the motor.
+cp tank.fmu tank.csv first
+"$zelvox" pack "$tests/Follower.java" -o first/motor.fmu
+"$zelvox" simulate first/motor.fmu --start-value J=2e-4 --input-file voltage.csv --output-file first/driven.csv
 
 # What cannot be fetched is told by the cases that need it.
 fetch() { # fetch NAME COMMAND...

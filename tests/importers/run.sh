@@ -1,22 +1,18 @@
 #!/usr/bin/env bash
 # Runs the examples with importers that nobody here wrote, and compares with `zelvox simulate`.
 #
-#   run.sh CASE WORK_DIRECTORY ZELVOX ZELVOX_JAR
+#   run.sh CASE WORK_DIRECTORY ZELVOX ZELVOX_JAR LIBJVM HOST ZELVOX_SO HOST_CLASS_PATH
 #
 # needs what prepare.sh made in the work directory. What could not be fetched is skipped (exit code
 # 77), and is a failure where CI=true promises a network.
 set -euo pipefail
-case=$1 work=$2 zelvox=$3 jar=$4
+case=$1 work=$2 zelvox=$3 jar=$4 libjvm=$5 host=$6 zelvox_so=$7 host_class_path=$8
 here=$(cd "$(dirname "$0")" && pwd)
 examples=$here/../../examples/importers
 python=$work/python/bin/python
-pair=("$work/tank.fmu" "$work/motor.fmu")
-result=$work/$case.csv
-cd "$work"
-rm -f "$result"
 
 need() { # need NAME WHAT
-  [ -f "$1.ready" ] && return
+  [ -f "$work/$1.ready" ] && return
   echo "skipped: could not fetch $2"
   [ "${CI:-}" = true ] && exit 1
   exit 77
@@ -26,9 +22,18 @@ compare() { python3 "$here/compare.py" "$@"; }
 
 case $case in
   fmi4j) need fmi4j "FMI4j from Maven Central" ;;
+  host) ;;
   jnifmuapi | *maestro) need into-cps "jnifmuapi and Maestro from Maven Central" ;;
   *) need python "FMPy, libcosimpy and ecospy from PyPI" ;;
 esac
+cd "$work"
+if [[ $case = first-* ]]; then
+  cd first
+  case=${case#first-}
+fi
+pair=("$PWD/tank.fmu" "$PWD/motor.fmu")
+result=$PWD/$case.csv
+rm -f "$result"
 case $case in
   validation) "$python" -m fmpy validate motor.fmu ;;
   schema)
@@ -47,12 +52,13 @@ case $case in
     PYTHONPATH=$here/../../python ZELVOX_PROGRAM=$zelvox \
       "$python" -B "$examples/${case%-jpype}_motor.py" motor.fmu "$result" --start-jvm
     ;;
+  host) "$host" "$libjvm" "$zelvox_so" "$host_class_path" "$result" ;;
   fmi4j)
     javac -d fmi4j -cp "fmi4j/*" "$examples/fmi4j/Motor.java"
     java -cp "$jar:fmi4j:fmi4j/*" Motor motor.fmu "$result"
     ;;
 
-  # A tank that drives a motor.
+  # A tank that drives a motor; in the directory `first` something whose first values depend on the tank's.
   fmpy-pair) in_jvm "$python" "$examples/fmpy_pair.py" "${pair[@]}" "$result" ;;
   libcosim-osp)
     cp "$examples/libcosim/OspSystemStructure.xml" .
@@ -71,8 +77,8 @@ case $case in
     java -cp "$jar:into-cps:into-cps/*" Pair "${pair[@]}" "$result"
     ;;
   maestro)
-    java -cp "$jar:into-cps/*" org.intocps.maestro.Main import sg1 --interpret \
-      --fmu-search-path="$work" -output="$work/maestro" "$examples/into-cps/multimodel.json"
+    java -cp "$jar:$work/into-cps/*" org.intocps.maestro.Main import sg1 --interpret \
+      --fmu-search-path="$PWD" -output="$PWD/maestro" "$examples/into-cps/multimodel.json"
     mv maestro/outputs.csv "$result"
     ;;
   fmi-sim) # knows no systems: what the tank wrote is the motor's input
@@ -91,14 +97,6 @@ case $case in
       co-simulation --init-values J=2e-4 "${steps[@]}"
     ;;
 
-  # A source that drives a controller, before the first step.
-  first-maestro)
-    java -cp "$jar:into-cps/*" org.intocps.maestro.Main import sg1 --interpret \
-      --fmu-search-path="$work" -output="$work/$case" "$here/first_values.json"
-    grep -qx '0.0,1.0,4.0' $case/outputs.csv && grep -qx '0.5,1.0,3.995' $case/outputs.csv
-    ;;
-  first-*) in_jvm "$python" "$here/first_values.py" "${case#first-}" source.fmu controller.fmu ;;
-
   # Three tanks. Ecos names instances after the file and goes on after an error.
   ecos-three)
     mkdir -p three # not among what Maestro looks through at the same time
@@ -109,8 +107,8 @@ case $case in
     ;;
 esac
 case $case in
-  validation | schema | ecos-three | first-*) ;;
-  fmpy-command | *-exec | *-jpype | fmi4j) compare "$result" alone.csv ;;
+  validation | schema | ecos-three) ;;
+  fmpy-command | *-exec | *-jpype | host | fmi4j) compare "$result" alone.csv ;;
   fmi-sim) compare drained.csv tank.csv && compare "$result" driven.csv ;;
   *) compare "$result" tank.csv driven.csv ;;
 esac

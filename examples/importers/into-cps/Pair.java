@@ -2,15 +2,12 @@ import java.io.File;
 import java.io.PrintWriter;
 import java.util.HashMap;
 import java.util.Map;
-import javax.xml.parsers.DocumentBuilderFactory;
 import org.intocps.fmi.Fmi2Status;
 import org.intocps.fmi.IFmiComponent;
 import org.intocps.fmi.IFmu;
 import org.intocps.fmi.IFmuCallback;
 import org.intocps.fmi.jnifmuapi.Factory;
-import org.w3c.dom.Document;
-import org.w3c.dom.Element;
-import org.w3c.dom.NodeList;
+import org.intocps.maestro.fmi.Fmi2ModelDescription;
 
 /**
  * Runs two models in jnifmuapi, the importer below INTO-CPS Maestro; the level in a tank is the
@@ -63,17 +60,11 @@ public class Pair {
 
         Slave(String file, String name) throws Exception {
             fmu = Factory.create(new File(file));
-            Document description = DocumentBuilderFactory.newInstance().newDocumentBuilder()
-                    .parse(fmu.getModelDescription());
-            NodeList variables = description.getElementsByTagName("ScalarVariable");
-            for (int i = 0; i < variables.getLength(); i++) {
-                Element variable = (Element) variables.item(i);
-                references.put(variable.getAttribute("name"),
-                        new long[] {Long.parseLong(variable.getAttribute("valueReference"))});
-            }
+            Fmi2ModelDescription description = new Fmi2ModelDescription(fmu.getModelDescription());
+            description.getScalarVariables().forEach(variable ->
+                    references.put(variable.name, new long[] {variable.valueReference}));
             fmu.load();
-            String guid = description.getDocumentElement().getAttribute("guid");
-            component = fmu.instantiate(guid, name, false, false, this);
+            component = fmu.instantiate(description.getGuid(), name, false, false, this);
         }
 
         void begin(String parameter, double value) throws Exception {

@@ -1,5 +1,5 @@
-// What an importer brings: a JVM, zelvox.so, and instances of the double in java/, which are as
-// large as their names say.
+// What an importer brings: a JVM, and instances of the double in java/, which are as large as their
+// names say.
 #pragma once
 
 #include <jni.h>
@@ -14,25 +14,11 @@
 // well.
 [[noreturn]] void fail(const std::string& sentence);
 
-void startJvm(std::vector<std::string> options);
-JavaVM* jvm();
+// The calling thread is attached to it from then on.
+JNIEnv* startJvm(std::vector<std::string> options);
 
-// Attaches the calling thread, if it is not, for good.
-JNIEnv* attachForGood();
-
-struct Library {
-  fmi2InstantiateTYPE* instantiate;
-  fmi2FreeInstanceTYPE* freeInstance;
-  fmi2SetupExperimentTYPE* setupExperiment;
-  fmi2EnterInitializationModeTYPE* enterInitializationMode;
-  fmi2ExitInitializationModeTYPE* exitInitializationMode;
-  fmi2SetRealTYPE* setReal;
-  fmi2GetRealTYPE* getReal;
-  fmi2DoStepTYPE* doStep;
-};
-
-// Loaded at the first use, which must come after startJvm.
-const Library& library();
+// As the library looks it up at every call.
+JavaVM* findJvm();
 
 // Formats every message as an importer does, and keeps the last one.
 void logMessage(fmi2ComponentEnvironment, fmi2String instanceName, fmi2Status status,

@@ -3,7 +3,9 @@
 //   memory [SHARE]    does 1/SHARE of the work
 //
 // The Java heap is bounded and touched from the start, so that what grows can only be native.
-#include <chrono>
+#include <unistd.h>
+
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -16,12 +18,10 @@
 namespace {
 
 long residentKilobytes() {
-  std::ifstream status("/proc/self/status");
-  for (std::string word; status >> word;) {
-    long kilobytes = 0;
-    if (word == "VmRSS:" && status >> kilobytes) return kilobytes;
-  }
-  fail("the kernel does not tell the resident memory");
+  long all = 0, resident = 0;
+  if (!(std::ifstream("/proc/self/statm") >> all >> resident))
+    fail("the kernel does not tell the resident memory");
+  return resident * (sysconf(_SC_PAGESIZE) / 1024);
 }
 
 using Work = std::function<void(long times)>;
@@ -40,7 +40,7 @@ void watch(const char* what, long times, const Work& work) {
 }
 
 void step(fmi2Component component, long times) {
-  for (long i = 0; i < times; ++i) check(library().doStep(component, 0.0, 1.0, fmi2True));
+  for (long i = 0; i < times; ++i) check(fmi2DoStep(component, 0.0, 1.0, fmi2True));
 }
 
 // The work on a thread that the JVM does not know, so that every operation attaches and detaches.
@@ -64,13 +64,14 @@ int main(int argc, char* argv[]) {
   watch("step that attaches and detaches", 200'000 / share, unattached(steps));
   watch("only attach and detach", 200'000 / share, unattached([](long times) {
           for (long i = 0; i < times; ++i) {
-            attachForGood();
-            jvm()->DetachCurrentThread();
+            void* env = nullptr;
+            findJvm()->AttachCurrentThread(&env, nullptr);
+            findJvm()->DetachCurrentThread();
           }
         }));
-  library().freeInstance(component);
+  fmi2FreeInstance(component);
   watch("instantiate and free", 10'000 / share, [&](long times) {
-    for (long i = 0; i < times; ++i) library().freeInstance(startInstance(name, false));
+    for (long i = 0; i < times; ++i) fmi2FreeInstance(startInstance(name, false));
   });
   // The second one's connection replaces the object of the first.
   watch("the same with two alive", 10'000 / share, [&](long times) {
@@ -79,8 +80,8 @@ int main(int argc, char* argv[]) {
       const fmi2Component second = startInstance(otherName, false);
       step(first, 1);
       step(second, 1);
-      library().freeInstance(first);
-      library().freeInstance(second);
+      fmi2FreeInstance(first);
+      fmi2FreeInstance(second);
     }
   });
   return 0;

@@ -6,10 +6,11 @@ against one `zelvox simulate` for each, and how much memory many runs take. Prin
 
 Builds the release. Both run the DC motor, reset between two runs, in a process whose JVM is warm: each round is a
 handful of runs that the process gets at once, and the time until it has answered all of them. The time beside the
-steps is that of a run extrapolated to no steps, from runs of two lengths. FMPy comes into a virtual environment below
-build/; without the network its column stays empty."""
+steps is that of a run extrapolated to no steps, from runs of two lengths. Without fmpy and JPype1 in the Python that
+runs this, their row is left out."""
 
 import argparse
+import importlib.util
 import os
 import statistics
 import subprocess
@@ -17,7 +18,7 @@ import sys
 import tempfile
 import time
 from pathlib import Path
-from typing import Callable, Iterator, List, Optional, Tuple
+from subprocess import PIPE
 
 ROOT = Path(__file__).resolve().parent.parent
 BUILD = ROOT / "build/release"
@@ -46,126 +47,88 @@ for line in sys.stdin:
 """
 
 
-def say(text: str) -> None:
-    print(text, file=sys.stderr, flush=True)
+def rows(first, count):
+    return [f"{i % 24},{0.5 + i % 1000 * 1e-3:.3f}\n" for i in range(first, first + count)]
 
 
-def rows(first: int, count: int) -> Iterator[str]:
-    for i in range(first, first + count):
-        yield f"{i % 24},{0.5 + i % 1000 * 1e-3:.3f}\n"
-
-
-def seconds_per_run(command: List[str], header: str, warm: int, rounds: int, size: int) -> float:
-    """The median over the rounds, in a process that answers each line of its input with one line."""
-    with subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True) as process:
-        assert process.stdin and process.stdout
-        process.stdin.write(header)
-        process.stdin.flush()
-        process.stdout.readline()
-        times, sent = [], 0
-        for count in [size] * (warm // size) + [size] * rounds:
-            begin = time.perf_counter()
-            process.stdin.write("".join(rows(sent, count)))
-            process.stdin.flush()
-            for _ in range(count):
-                if not process.stdout.readline():
-                    raise SystemExit(f"{command[0]} ended early")
-            times.append((time.perf_counter() - begin) / count)
-            sent += count
-        process.stdin.close()
-    return statistics.median(times[warm // size:])
-
-
-def per_run(command: Callable[[float], List[str]], header: str, warm: int, rounds: int,
-            size: int) -> Tuple[float, float]:
-    """Seconds of a long run, and of a run beside its steps."""
-    short, long = (seconds_per_run(command(steps * STEP), header, warm, rounds, size) for steps in (SHORT, LONG))
+def per_run(command, header, warm, rounds, size):
+    """Seconds of a long run, and of a run beside its steps, as medians over the rounds. The command, for a stop time,
+    answers each line of its input with one line."""
+    medians = []
+    for steps in (SHORT, LONG):
+        times = []
+        with subprocess.Popen(command(steps * STEP), stdin=PIPE, stdout=PIPE, text=True, bufsize=1) as process:
+            process.stdin.write(header)
+            process.stdout.readline()
+            for number in range(warm // size + rounds):
+                begin = time.perf_counter()
+                process.stdin.write("".join(rows(number * size, size)))
+                process.stdin.flush()
+                if not all(process.stdout.readline() for _ in range(size)):
+                    raise SystemExit("a process ended early")
+                times.append((time.perf_counter() - begin) / size)
+        medians.append(statistics.median(times[warm // size:]))
+    short, long = medians
     return long, short - SHORT * (long - short) / (LONG - SHORT)
 
 
-def fmpy_python() -> Optional[str]:
-    directory = ROOT / "build/batch-fmpy"
-    python = directory / "bin/python"
-    try:
-        subprocess.run([sys.executable, "-m", "venv", directory], check=True, stdout=subprocess.DEVNULL)
-        subprocess.run([python, "-m", "pip", "install", "--quiet", "--retries", "1", "--timeout", "30",
-                        "fmpy==0.3.32", "JPype1==1.7.1"], check=True)
-    except subprocess.CalledProcessError:
-        say("FMPy cannot be fetched and is left out")
-        return None
-    return str(python)
+def alone(fmu, directory):
+    """Seconds of a long run by `zelvox simulate`."""
+    begin = time.perf_counter()
+    subprocess.run([ZELVOX, "simulate", fmu, "--start-value=voltage=12", "--start-value=R=0.7", "--quiet",
+                    f"--stop-time={LONG * STEP}", f"--output-file={directory / 'alone.csv'}"], check=True)
+    return time.perf_counter() - begin
 
 
-def resident_kilobytes(fmu: Path, directory: Path, count: int) -> int:
-    """The largest resident memory of a process with so many runs."""
-    runs = directory / "runs.csv"
-    with runs.open("w", encoding="utf-8") as table:
-        table.write("voltage,R\n")
-        table.writelines(rows(0, count))
-    process = subprocess.Popen([str(ZELVOX), "batch", str(fmu), "--runs", str(runs), "--output-file",
-                                str(directory / "results.csv"), "--stop-time", str(SHORT * STEP), "--quiet"])
+def resident_kilobytes(fmu, directory, count):
+    """The largest resident memory of a process with so many short runs."""
+    table = directory / "runs.csv"
+    table.write_text("voltage,R\n" + "".join(rows(0, count)))
+    process = subprocess.Popen([ZELVOX, "batch", fmu, f"--runs={table}", f"--output-file={directory / 'results.csv'}",
+                                f"--stop-time={SHORT * STEP}", "--quiet"])
     _, status, usage = os.wait4(process.pid, 0)
     if status != 0:
         raise SystemExit("zelvox batch failed")
     return usage.ru_maxrss
 
 
-def microseconds(seconds: float) -> str:
-    return f"{seconds * 1e6:.0f} µs"
-
-
-def main() -> None:
+def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--quick", action="store_true", help="few and short rounds")
     quick = parser.parse_args().quick
     rounds, warm, size = (5, 2000, 200) if quick else (51, 20000, 1000)
+    for make in (["--preset", "release"], ["--build", "--preset", "release"]):
+        subprocess.run(["cmake", *make], cwd=ROOT, check=True, stdout=subprocess.DEVNULL)
 
-    say("Building the release")
-    subprocess.run(["cmake", "--preset", "release"], cwd=ROOT, check=True, stdout=subprocess.DEVNULL)
-    subprocess.run(["cmake", "--build", "--preset", "release"], cwd=ROOT, check=True, stdout=subprocess.DEVNULL)
     with tempfile.TemporaryDirectory() as name:
         directory = Path(name)
         fmu = directory / "motor.fmu"
         subprocess.run([ZELVOX, "pack", "--jar", BUILD / "examples/dcmotor/dcmotor.jar", "-o", fmu], check=True,
                        stdout=subprocess.DEVNULL)
 
-        def batch(record: str) -> Callable[[float], List[str]]:
-            return lambda stop: [str(ZELVOX), "batch", str(fmu), "--runs", "-", "--output-file", "-", "--record", record,
-                                 "--stop-time", str(stop)]
+        def batch(record):
+            return per_run(lambda stop: [ZELVOX, "batch", fmu, "--runs=-", "--output-file=-", f"--record={record}",
+                                         f"--stop-time={stop}"], "voltage,R\n", warm, rounds, size)
 
-        results = []
-        for what, record in (("zelvox batch", "final"),
-                             ("zelvox batch, with statistics of every point", "minimum,maximum,mean,final")):
-            say(what)
-            results.append((what, *per_run(batch(record), "voltage,R\n", warm, rounds, size)))
-        python = fmpy_python()
-        if python:
-            say("FMPy")
-            jar = next(BUILD.glob("**/zelvox.jar"))
+        results = [("zelvox batch", *batch("final")),
+                   ("zelvox batch, with statistics of every point", *batch("minimum,maximum,mean,final"))]
+        if all(map(importlib.util.find_spec, ("fmpy", "jpype"))):
+            jar = BUILD / "java/zelvox.jar"
             results.append(("FMPy, one instance that is reset", *per_run(
-                lambda stop: [python, "-c", FMPY, str(fmu), str(jar), str(stop), str(STEP)], "", warm // 20, rounds,
+                lambda stop: [sys.executable, "-c", FMPY, fmu, jar, str(stop), str(STEP)], "", warm // 20, rounds,
                 size // 20)))
-        say("zelvox simulate")
-        alone = []
-        for _ in range(3 if quick else 21):
-            begin = time.perf_counter()
-            subprocess.run([ZELVOX, "simulate", fmu, "--start-value=voltage=12", "--start-value=R=0.7", "--quiet",
-                            f"--stop-time={LONG * STEP}", f"--output-file={directory / 'alone.csv'}"], check=True)
-            alone.append(time.perf_counter() - begin)
-        say("Memory")
-        memory = [(count, resident_kilobytes(fmu, directory, count))
-                  for count in ((1000, 10_000) if quick else (1000, 10_000, 100_000))]
+        one = statistics.median(alone(fmu, directory) for _ in range(3 if quick else 21))
+        counts = [1000, 10_000] if quick else [1000, 10_000, 100_000]
+        memory = [resident_kilobytes(fmu, directory, count) for count in counts]
 
     fastest = results[0][1]
-    print(f"| the DC motor, {LONG} steps | a run | beside its steps | over zelvox batch |")
-    print("|---|---:|---:|---:|")
+    print(f"| the DC motor, {LONG} steps | a run | beside its steps | over zelvox batch |\n|---|---:|---:|---:|")
     for what, whole, beside in results:
-        print(f"| {what} | {microseconds(whole)} | {microseconds(beside)} | {whole / fastest:.1f} |")
-    one = statistics.median(alone)
-    print(f"| one `zelvox simulate` for each | {microseconds(one)} | | {one / fastest:.0f} |")
-    print("\n| runs of one `zelvox batch` | " + " | ".join(f"{count}" for count, _ in memory) + " |")
-    print("|---|" + "---:|" * len(memory))
-    print("| largest resident memory in kB | " + " | ".join(f"{size}" for _, size in memory) + " |")
+        print(f"| {what} | {whole * 1e6:.0f} µs | {beside * 1e6:.0f} µs | {whole / fastest:.1f} |")
+    print(f"| one `zelvox simulate` for each | {one * 1e6:.0f} µs | | {one / fastest:.0f} |\n")
+    print("| runs of one `zelvox batch` |", *(f"{count} |" for count in counts))
+    print("|---|" + "---:|" * len(counts))
+    print("| largest resident memory in kB |", *(f"{size} |" for size in memory))
 
 
 if __name__ == "__main__":

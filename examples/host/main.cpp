@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iomanip>
+#include <memory>
 #include <stdexcept>
 #include <string>
 
@@ -82,84 +83,47 @@ void check(fmi2Status status, const char* function) {
   if (status > fmi2Warning) fail(std::string(function) + " failed: " + lastFmuMessage);
 }
 
-// One instance from its instantiation to its release.
-class Motor {
- public:
-  explicit Motor(void* library)
-      : doStep(find<fmi2DoStepTYPE>(library, "fmi2DoStep")),
-        getReal(find<fmi2GetRealTYPE>(library, "fmi2GetReal")),
-        setReal(find<fmi2SetRealTYPE>(library, "fmi2SetReal")),
-        freeInstance(find<fmi2FreeInstanceTYPE>(library, "fmi2FreeInstance")),
-        library(library),
-        component(find<fmi2InstantiateTYPE>(library, "fmi2Instantiate")(
-            "motor", fmi2CoSimulation, guid, "", &callbacks, fmi2False, fmi2False)) {
-    if (component == nullptr) fail("fmi2Instantiate failed: " + lastFmuMessage);
-  }
-  ~Motor() { freeInstance(component); }
-  Motor(const Motor&) = delete;
-  Motor& operator=(const Motor&) = delete;
-
-  void initialize(double stopTime) {
-    check(find<fmi2SetupExperimentTYPE>(library, "fmi2SetupExperiment")(component, fmi2False, 0.0,
-                                                                        0.0, fmi2True, stopTime),
-          "fmi2SetupExperiment");
-    run("fmi2EnterInitializationMode");
-    run("fmi2ExitInitializationMode");
-  }
-
-  template <std::size_t n>
-  void set(const std::array<fmi2ValueReference, n>& references,
-           const std::array<double, n>& values) {
-    check(setReal(component, references.data(), n, values.data()), "fmi2SetReal");
-  }
-
-  template <std::size_t n>
-  std::array<double, n> get(const std::array<fmi2ValueReference, n>& references) {
-    std::array<double, n> values{};
-    check(getReal(component, references.data(), n, values.data()), "fmi2GetReal");
-    return values;
-  }
-
-  void step(double time) { check(doStep(component, time, stepSize, fmi2True), "fmi2DoStep"); }
-
-  void terminate() { run("fmi2Terminate"); }
-
- private:
-  // The functions whose only argument is the instance.
-  void run(const char* function) {
-    check(find<fmi2TerminateTYPE>(library, function)(component), function);
-  }
-
-  // Must outlive the instance. calloc gives zero-filled memory, also for zero elements.
-  static constexpr fmi2CallbackFunctions callbacks = {logMessage, std::calloc, std::free, nullptr,
-                                                      nullptr};
-
-  fmi2DoStepTYPE* doStep;
-  fmi2GetRealTYPE* getReal;
-  fmi2SetRealTYPE* setReal;
-  fmi2FreeInstanceTYPE* freeInstance;
-  void* library;
-  fmi2Component component;
-};
-
 void run(const char* libjvm, const char* libraryFile, const char* classPath, const char* csvFile) {
   startJvm(libjvm, classPath);
-  Motor motor(load(libraryFile));
+  void* const library = load(libraryFile);
+  const auto setReal = find<fmi2SetRealTYPE>(library, "fmi2SetReal");
+  const auto getReal = find<fmi2GetRealTYPE>(library, "fmi2GetReal");
+  const auto doStep = find<fmi2DoStepTYPE>(library, "fmi2DoStep");
+
+  // The callbacks must outlive the instance. calloc gives zero-filled memory, also for zero
+  // elements.
+  const fmi2CallbackFunctions callbacks = {logMessage, std::calloc, std::free, nullptr, nullptr};
+  const std::unique_ptr<void, fmi2FreeInstanceTYPE*> instance(
+      find<fmi2InstantiateTYPE>(library, "fmi2Instantiate")("motor", fmi2CoSimulation, guid, "",
+                                                            &callbacks, fmi2False, fmi2False),
+      find<fmi2FreeInstanceTYPE>(library, "fmi2FreeInstance"));
+  const fmi2Component motor = instance.get();
+  if (motor == nullptr) fail("fmi2Instantiate failed: " + lastFmuMessage);
+  // The functions whose only argument is the instance.
+  const auto call = [&](const char* function) {
+    check(find<fmi2TerminateTYPE>(library, function)(motor), function);
+  };
+
+  check(find<fmi2SetupExperimentTYPE>(library, "fmi2SetupExperiment")(motor, fmi2False, 0.0, 0.0,
+                                                                      fmi2True, steps * stepSize),
+        "fmi2SetupExperiment");
+  call("fmi2EnterInitializationMode");
+  call("fmi2ExitInitializationMode");
   std::ofstream csv(csvFile);
   csv << std::setprecision(17) << "time,speed,current\n";
-
-  motor.initialize(steps * stepSize);
+  std::array<double, 2> outputs{};
   for (int i = 0; i <= steps; ++i) {
     if (i > 0) {
-      motor.set(inputReferences, {12.0, 0.01});  // V, N.m; they may change from step to step
-      motor.step((i - 1) * stepSize);
+      const std::array<double, 2> inputs = {12.0, 0.01};  // V, N.m; they may change at every step
+      check(setReal(motor, inputReferences.data(), inputs.size(), inputs.data()), "fmi2SetReal");
+      check(doStep(motor, (i - 1) * stepSize, stepSize, fmi2True), "fmi2DoStep");
     }
-    const auto [speed, current] = motor.get(outputReferences);
-    csv << i * stepSize << ',' << speed << ',' << current << '\n';
-    if (i == steps) std::printf("%d points, at the end %.6f rad/s\n", steps + 1, speed);
+    check(getReal(motor, outputReferences.data(), outputs.size(), outputs.data()), "fmi2GetReal");
+    csv << i * stepSize << ',' << outputs[0] << ',' << outputs[1] << '\n';
   }
-  motor.terminate();
+  call("fmi2Terminate");
   if (!csv.flush()) fail(std::string("cannot write ") + csvFile);
+  std::printf("%d points, at the end %.6f rad/s\n", steps + 1, outputs[0]);
 }
 
 }  // namespace

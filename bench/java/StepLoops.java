@@ -1,8 +1,6 @@
 import com.acme.DcMotor;
 import com.zelvox.qorbetta.Model;
-import com.zelvox.qorbetta.Variable;
 import com.zelvox.qorbetta.ZelvoxSim;
-import java.util.List;
 
 /**
  * What ZelvoxSim adds to the step of a model: steps the demonstration model through it and directly,
@@ -24,10 +22,6 @@ public final class StepLoops {
     private double sink;
 
     private StepLoops() throws Exception {
-        List<Variable> parameters = model.describe().parameters();
-        for (int i = 0; i < parameters.size(); i++) {
-            model.set(i, parameters.get(i).start());
-        }
         model.initialize(inputs, outputs);
         String name = new String(NAME);
         if (!sim.doInstantiate(name, "") || !sim.doSetupExperiment(name, 0, false, 0)
@@ -73,12 +67,12 @@ public final class StepLoops {
     public static void main(String[] arguments) throws Exception {
         StepLoops loops = new StepLoops();
         for (int round = -1000; round < Integer.parseInt(arguments[0]); round++) {
-            boolean throughFirst = (round & 1) == 0;
-            double first = loops.timed(throughFirst);
-            double second = loops.timed(!throughFirst);
+            double[] times = new double[2]; // through ZelvoxSim and directly, by turns first
+            int first = round & 1;
+            times[first] = loops.timed(first == 0);
+            times[1 - first] = loops.timed(first == 1);
             if (round >= 0) {
-                System.out.println("a step of the demonstration model in ZelvoxSim\t"
-                        + (throughFirst ? first + "\t" + second : second + "\t" + first));
+                System.out.println("a step of the demonstration model in ZelvoxSim\t" + times[0] + "\t" + times[1]);
             }
         }
     }

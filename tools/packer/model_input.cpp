@@ -72,8 +72,7 @@ void compile(const ModelInput& input, const Parts& parts, const fs::path& classe
     for (const fs::path& file : *list) question.push_back(file.string());
   }
   fs::create_directories(classes);
-  const std::string problem = askJava(env, "ModelCompiler", question).text();
-  if (!problem.empty()) throw Failure(printable(problem));
+  askJava(env, "ModelCompiler", question);
 }
 
 void packClasses(const std::vector<fs::path>& directories, const fs::path& jar) {

@@ -12,7 +12,8 @@
 
 struct PackedModel {
   std::string javaClass;
-  ModelDescription description;       // without a GUID
+  std::string xml;                    // the modelDescription.xml, with an empty GUID and date
+  ModelDescription description;       // what stands in it
   std::vector<std::string> warnings;  // sentences for the author
 };
 

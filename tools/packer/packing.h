@@ -1,4 +1,5 @@
-// The road from the files of a model to an FMU that can be written.
+// The road from the files of a model to an FMU that can be written, and what lies in it, file by
+// file.
 #pragma once
 
 #include <jni.h>

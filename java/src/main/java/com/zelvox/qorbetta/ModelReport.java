@@ -5,22 +5,19 @@ import java.math.BigDecimal;
 import java.math.MathContext;
 import java.nio.charset.StandardCharsets;
 import java.util.Arrays;
-import java.util.Collections;
+import java.util.LinkedHashMap;
 import java.util.List;
-import java.util.Set;
+import java.util.Map;
+import java.util.stream.Stream;
 
 /**
  * Tells the packer, which is no Java program, what the model in some jars says about itself.
  *
  * <p>Question and answer are lists of texts in UTF-8, each followed by a NUL, which no text holds.
  * The question: the directory of the jars, the model's class or nothing for the only one, what the
- * user named as the model, how many of the jars may hold it, the jars' file names, those first. The answer: a sentence that says what is
- * wrong, alone; or nothing, the class, name, description, author, version, licence, copyright, start
- * time, stop time, step size, tolerance, and then units, outputs, inputs and parameters. Each of these
- * four begins with its count; a unit is its name, eight exponents, factor and offset, and the count of
- * its display units with name, factor and offset of each as FMI has them: from the unit, not from the
- * base units; a variable its name, unit, display unit, description, start, min, max and nominal. Last
- * comes a count of sentences with what the author of a model with fields should hear.
+ * user named as the model, how many of the jars may hold it, the jars' file names, those first. The
+ * answer: a sentence that says what is wrong, alone; or nothing, the class, the modelDescription.xml
+ * of the model, without what only the packer knows, and sentences with what the author should hear.
  */
 final class ModelReport {
     private final StringBuilder texts = new StringBuilder();
@@ -74,8 +71,9 @@ final class ModelReport {
         try {
             ModelDescription description = describe(model);
             report.addDescription(description);
-            report.addAll(model instanceof FieldModel
-                    ? ((FieldModel) model).overlooked() : Collections.emptySet());
+            if (model instanceof FieldModel) {
+                ((FieldModel) model).overlooked().forEach(report::add);
+            }
             handOverParameters(model, description.parameters());
         } finally {
             free(model);
@@ -126,36 +124,88 @@ final class ModelReport {
                 "the model " + model.getName() + " " + what + ": " + ModelFinder.reason(e));
     }
 
-    private void addDescription(ModelDescription description) {
-        add(description.name());
-        add(description.description());
-        add(description.author());
-        add(description.version());
-        add(description.license());
-        add(description.copyright());
-        add(description.startTime());
-        add(description.stopTime());
-        add(description.stepSize());
-        add(description.tolerance());
-        add(description.units().size());
-        description.units().forEach(this::add);
-        addVariables(description.outputs());
-        addVariables(description.inputs());
-        addVariables(description.parameters());
+    /** The elements and attributes that FMI 2.0 gives a model for co-simulation, in its order. */
+    private void addDescription(ModelDescription model) {
+        texts.append("<?xml version=\"1.0\" encoding=\"UTF-8\"?>");
+        begin("fmiModelDescription", "fmiVersion", "2.0", "modelName", model.name(),
+                "description", model.description(), "author", model.author(),
+                "version", model.version(), "copyright", model.copyright(),
+                "license", model.license());
+        element("CoSimulation", "needsExecutionTool", false,
+                "canHandleVariableCommunicationStepSize", true, "canInterpolateInputs", false,
+                "maxOutputDerivativeOrder", "0",
+                "canRunAsynchronuously", false, // the name is misspelled in the standard
+                "canBeInstantiatedOnlyOncePerProcess", false,
+                "canNotUseMemoryManagementFunctions", false, "canGetAndSetFMUstate", false,
+                "canSerializeFMUstate", false, "providesDirectionalDerivative", false);
+        addUnits(model);
+        begin("LogCategories"); // those that the library knows
+        addCategory("logAll", "Everything");
+        addCategory("logError", "Errors; they are sent even when this category is off");
+        addCategory("logFmiCall", "Every call of an FMI function with its arguments");
+        addCategory("logEvent", "Events");
+        end("LogCategories");
+        if (!Double.isNaN(model.stopTime())) {
+            element("DefaultExperiment", "startTime", model.startTime(), "stopTime", model.stopTime(),
+                    "tolerance", model.tolerance(), "stepSize", model.stepSize());
+        }
+        // The library's layout: the outputs, their mirror, which importers do not see, and the rest.
+        int outputs = model.outputs().size();
+        begin("ModelVariables");
+        addVariables(model.outputs(), 0, "output", "continuous", "calculated");
+        addVariables(model.inputs(), 2 * outputs, "input", "continuous", "");
+        addVariables(model.parameters(), 2 * outputs + model.inputs().size(),
+                "parameter", "tunable", "exact");
+        end("ModelVariables");
+        // An output depends on everything that the model has, as nobody knows better: hence no
+        // dependencies.
+        begin("ModelStructure");
+        for (String list : outputs > 0 ? new String[] {"Outputs", "InitialUnknowns"} : new String[0]) {
+            begin(list);
+            for (int i = 1; i <= outputs; i++) {
+                element("Unknown", "index", String.valueOf(i));
+            }
+            end(list);
+        }
+        end("ModelStructure");
+        end("fmiModelDescription");
+        texts.append('\0');
     }
 
-    private void add(Unit unit) {
-        add(unit.name());
-        for (int exponent : unit.exponents()) {
-            add(exponent);
+    /** Those that the model defines, and the names of the others that its variables use. */
+    private void addUnits(ModelDescription model) {
+        Map<String, Unit> units = new LinkedHashMap<>();
+        model.units().forEach(unit -> units.put(unit.name(), unit));
+        Stream.of(model.outputs(), model.inputs(), model.parameters()).flatMap(List::stream)
+                .filter(variable -> !variable.unit().isEmpty())
+                .forEach(variable -> units.putIfAbsent(variable.unit(), null));
+        if (units.isEmpty()) {
+            return;
         }
-        add(unit.factor());
-        add(unit.offset());
-        add(unit.displayUnits().size());
-        for (Unit display : unit.displayUnits()) {
-            add(display.name());
-            add(quotient(unit.factor(), display.factor(), unit.factor()));
-            add(quotient(unit.offset() - display.offset(), display.factor(), display.offset()));
+        begin("UnitDefinitions");
+        units.forEach((name, unit) -> {
+            begin("Unit", "name", name);
+            if (unit != null) {
+                addDefinition(unit);
+            }
+            end("Unit");
+        });
+        end("UnitDefinitions");
+    }
+
+    private void addDefinition(Unit unit) {
+        Object[] base = {"kg", 0, "m", 0, "s", 0, "A", 0, "K", 0, "mol", 0, "cd", 0, "rad", 0,
+            "factor", unless(1, unit.factor()), "offset", unless(0, unit.offset())};
+        int[] exponents = unit.exponents();
+        for (int i = 0; i < exponents.length; i++) {
+            base[2 * i + 1] = exponents[i] == 0 ? "" : exponents[i];
+        }
+        element("BaseUnit", base);
+        for (Unit display : unit.displayUnits()) { // FMI goes from the unit, not from the base units
+            element("DisplayUnit", "name", display.name(),
+                    "factor", unless(1, quotient(unit.factor(), display.factor(), unit.factor())),
+                    "offset", unless(0, quotient(unit.offset() - display.offset(),
+                            display.factor(), display.offset())));
         }
     }
 
@@ -167,23 +217,53 @@ final class ModelReport {
         return Math.abs(plain - exact) <= error ? plain : exact;
     }
 
-    private void addVariables(List<Variable> variables) {
-        add(variables.size());
+    private void addCategory(String name, String description) {
+        element("Category", "name", name, "description", description);
+    }
+
+    private void addVariables(List<Variable> variables, int first, String causality,
+            String variability, String initial) {
+        int reference = first;
         for (Variable variable : variables) {
-            add(variable.name());
-            add(variable.unit());
-            add(variable.displayUnit());
-            add(variable.description());
-            add(variable.start());
-            add(variable.min());
-            add(variable.max());
-            add(variable.nominal());
+            begin("ScalarVariable", "name", variable.name(), "valueReference", reference++,
+                    "description", variable.description(), "causality", causality,
+                    "variability", variability, "initial", initial);
+            // What is calculated has no start.
+            element("Real", "unit", variable.unit(), "displayUnit", variable.displayUnit(),
+                    "min", variable.min(), "max", variable.max(),
+                    "nominal", unless(1, variable.nominal()),
+                    "start", initial.equals("calculated") ? "" : variable.start());
+            end("ScalarVariable");
         }
     }
 
-    private void addAll(Set<String> list) {
-        add(list.size());
-        list.forEach(this::add);
+    /** Nothing in place of what FMI takes for granted. */
+    private static Object unless(double usual, double value) {
+        return value == usual ? "" : value;
+    }
+
+    private void element(String name, Object... attributes) {
+        begin(name, attributes);
+        end(name);
+    }
+
+    /** @param attributes names and values; what is empty, infinite or no number is left out */
+    private void begin(String element, Object... attributes) {
+        texts.append('<').append(element);
+        for (int i = 0; i < attributes.length; i += 2) {
+            String value = attributes[i + 1].toString();
+            if (!value.isEmpty() && !(attributes[i + 1] instanceof Double
+                    && !Double.isFinite((Double) attributes[i + 1]))) {
+                texts.append(' ').append(attributes[i]).append("=\"")
+                        .append(value.replace("&", "&amp;").replace("<", "&lt;").replace("\"", "&quot;")
+                                .replace("\n", "&#10;").replace("\t", "&#9;")).append('"');
+            }
+        }
+        texts.append('>');
+    }
+
+    private void end(String element) {
+        texts.append("</").append(element).append('>');
     }
 
     private void add(Object text) {

@@ -52,7 +52,6 @@ InputSignals::InputSignals(const ModelDescription& model, CsvTable columns)
 }
 
 void InputSignals::writeTo(LoadedFmu& instance, double time, double tolerance) {
-  if (table.rows.empty()) return;
   const auto next = std::ranges::upper_bound(table.times, time + tolerance);
   const auto index = static_cast<std::size_t>(next - table.times.begin());
   const std::vector<double>& after = table.rows[std::min(index, table.rows.size() - 1)];
@@ -66,5 +65,5 @@ void InputSignals::writeTo(LoadedFmu& instance, double time, double tolerance) {
     values.values[column] =
         interpolated[column] ? std::lerp(before[column], after[column], fraction) : before[column];
   }
-  values.writeTo(instance);
+  instance.set(values);
 }

@@ -4,13 +4,11 @@
 // is valid from then on, so that two of them make a jump.
 #pragma once
 
-#include "loaded_fmu/variable_values.h"
+#include "loaded_fmu/loaded_fmu.h"
 #include "tables/csv_reader.h"
 
 class InputSignals {
  public:
-  // No inputs at all.
-  InputSignals() : InputSignals(ModelDescription(), CsvTable()) {}
   // Throws Failure with the place in the table for a column that names no input or tunable
   // parameter, or has values that the variable cannot hold. The variables of `model` must outlive
   // the object.

@@ -6,27 +6,40 @@
 #include "fmi2FunctionTypes.h"
 #include "fmu_file/model_description.h"
 
-// The functions of a binary. Every FMU has them; only those that repeat a run need `reset`, which
-// is null where it is missing.
+// Throws Failure when the library, loaded by loadBinary(), has no such function.
+void* functionOf(void* library, const char* name);
+
+template <class Type>
+struct FmuFunction {
+  FmuFunction(void* library, const char* its)
+      : name(its), call(reinterpret_cast<Type*>(functionOf(library, its))) {}
+  const char* name;
+  Type* call;
+};
+
+// The functions that a binary needs to be run. Those that repeat a run need `fmi2Reset` as well.
 struct FmuFunctions {
-  fmi2GetVersionTYPE* getVersion;
-  fmi2InstantiateTYPE* instantiate;
-  fmi2FreeInstanceTYPE* freeInstance;
-  fmi2ResetTYPE* reset;
-  fmi2SetupExperimentTYPE* setupExperiment;
-  fmi2EnterInitializationModeTYPE* enterInitializationMode;
-  fmi2ExitInitializationModeTYPE* exitInitializationMode;
-  fmi2TerminateTYPE* terminate;
-  fmi2DoStepTYPE* doStep;
-  fmi2GetBooleanStatusTYPE* getBooleanStatus;
-  fmi2GetRealTYPE* getReal;
-  fmi2GetIntegerTYPE* getInteger;
-  fmi2GetBooleanTYPE* getBoolean;
-  fmi2GetStringTYPE* getString;
-  fmi2SetRealTYPE* setReal;
-  fmi2SetIntegerTYPE* setInteger;
-  fmi2SetBooleanTYPE* setBoolean;
-  fmi2SetStringTYPE* setString;
+  void* library;
+
+  FmuFunction<fmi2GetVersionTYPE> getVersion{library, "fmi2GetVersion"};
+  FmuFunction<fmi2InstantiateTYPE> instantiate{library, "fmi2Instantiate"};
+  FmuFunction<fmi2FreeInstanceTYPE> freeInstance{library, "fmi2FreeInstance"};
+  FmuFunction<fmi2SetupExperimentTYPE> setupExperiment{library, "fmi2SetupExperiment"};
+  FmuFunction<fmi2EnterInitializationModeTYPE> enterInitializationMode{
+      library, "fmi2EnterInitializationMode"};
+  FmuFunction<fmi2ExitInitializationModeTYPE> exitInitializationMode{library,
+                                                                     "fmi2ExitInitializationMode"};
+  FmuFunction<fmi2TerminateTYPE> terminate{library, "fmi2Terminate"};
+  FmuFunction<fmi2DoStepTYPE> doStep{library, "fmi2DoStep"};
+  FmuFunction<fmi2GetBooleanStatusTYPE> getBooleanStatus{library, "fmi2GetBooleanStatus"};
+  FmuFunction<fmi2GetRealTYPE> getReal{library, "fmi2GetReal"};
+  FmuFunction<fmi2GetIntegerTYPE> getInteger{library, "fmi2GetInteger"};
+  FmuFunction<fmi2GetBooleanTYPE> getBoolean{library, "fmi2GetBoolean"};
+  FmuFunction<fmi2GetStringTYPE> getString{library, "fmi2GetString"};
+  FmuFunction<fmi2SetRealTYPE> setReal{library, "fmi2SetReal"};
+  FmuFunction<fmi2SetIntegerTYPE> setInteger{library, "fmi2SetInteger"};
+  FmuFunction<fmi2SetBooleanTYPE> setBoolean{library, "fmi2SetBoolean"};
+  FmuFunction<fmi2SetStringTYPE> setString{library, "fmi2SetString"};
 };
 
 // The binary of an unpacked FMU for this platform. Throws Failure when there is none.
@@ -37,5 +50,6 @@ std::filesystem::path fmuBinary(const std::filesystem::path& directory,
 // of its own does neither, and could not if there was another one.
 bool needsJvm(const std::filesystem::path& binary);
 
-// Loads the binary and finds its functions. Throws Failure when it cannot be loaded or lacks one.
-FmuFunctions loadBinary(const std::filesystem::path& binary);
+// Throws Failure when it cannot be loaded. Never unloaded: an FMU may have started threads that
+// still run its code.
+void* loadBinary(const std::filesystem::path& binary);

@@ -1,11 +1,13 @@
 #include "loaded_fmu/loaded_fmu.h"
 
 #include <array>
+#include <concepts>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 #include "ending/failure.h"
 #include "ending/interrupts.h"
@@ -40,21 +42,32 @@ std::string timeText(double time) {
 std::string shown(fmi2Real value) {
   return numberText(value);
 }
-std::string shown(fmi2Integer value) {
-  return std::to_string(value);
-}
-std::string shown(fmi2ValueReference value) {
+std::string shown(std::integral auto value) {
   return std::to_string(value);
 }
 std::string shown(fmi2String value) {
   return value != nullptr ? "\"" + std::string(value) + "\"" : "NULL";
 }
 
-template <class Value>
-std::string arrayText(std::span<Value> values) {
+std::string arrayText(const auto& values) {
   std::string text;
   for (const auto& value : values) text += (text.empty() ? "" : ", ") + shown(value);
   return "[" + text + "]";
+}
+
+Cell cellOf(fmi2Real number) {
+  return number;
+}
+Cell cellOf(fmi2String text) {
+  return std::string(text != nullptr ? text : "");
+}
+
+void fill(fmi2String& text, const Cell& cell) {
+  text = std::get<std::string>(cell).c_str();
+}
+template <class Number>
+void fill(Number& number, const Cell& cell) {
+  number = static_cast<Number>(std::get<double>(cell));
 }
 
 // The file URI of the FMU's resources, which RFC 3986 wants escaped.
@@ -81,31 +94,32 @@ LoadedFmu::LoadedFmu(const fs::path& directory, const ModelDescription& descript
     : model(description),
       logging(show),
       callbacks{receive, std::calloc, std::free, nullptr, this},
-      functions(loadBinary(fmuBinary(directory, model))) {
-  begin("fmi2Instantiate");
-  const std::string version = functions.getVersion();
+      functions{loadBinary(fmuBinary(directory, model))} {
+  begin(functions.instantiate.name);
+  const std::string version = functions.getVersion.call();
   showCall("fmi2GetVersion()", version.c_str());
   if (version != "2.0")
     throw Failure("the FMU's binary implements FMI " + version + ", expected 2.0");
 
   const std::string uri = resourceUri(directory);
   const fmi2Boolean loggingOn = logging.messages ? fmi2True : fmi2False;
-  component = functions.instantiate(model.modelName.c_str(), fmi2CoSimulation, model.guid.c_str(),
-                                    uri.c_str(), &callbacks, fmi2False, loggingOn);
+  component =
+      functions.instantiate.call(model.modelName.c_str(), fmi2CoSimulation, model.guid.c_str(),
+                                 uri.c_str(), &callbacks, fmi2False, loggingOn);
   showCall("fmi2Instantiate(instanceName=" + shown(model.modelName.c_str()) +
                ", fmuType=fmi2CoSimulation, fmuGUID=" + shown(model.guid.c_str()) +
                ", fmuResourceLocation=" + shown(uri.c_str()) +
                ", visible=fmi2False, loggingOn=" + booleanName(logging.messages) + ")",
            component != nullptr ? "an instance" : "NULL");
-  if (component == nullptr) fail("fmi2Instantiate", "the FMU gave no reason");
+  if (component == nullptr) fail(functions.instantiate.name, "the FMU gave no reason");
 }
 
 LoadedFmu::~LoadedFmu() {
   endRun();
   if (!usable) return;
   try {
-    begin("fmi2FreeInstance");
-    functions.freeInstance(component);
+    begin(functions.freeInstance.name);
+    functions.freeInstance.call(component);
     showCall("fmi2FreeInstance()", "");
   } catch (const std::exception&) {  // of a binary in C++; nothing is expected of it any more
   }
@@ -118,108 +132,107 @@ void LoadedFmu::endRun() noexcept {
   }
 }
 
+template <class Type, class... Arguments>
+void LoadedFmu::run(const FmuFunction<Type>& function, const std::string& shownArguments,
+                    Arguments... arguments) {
+  begin(function.name);
+  check(function.call(component, arguments...), function.name, shownArguments);
+}
+
 void LoadedFmu::reset() {
   endRun();
   if (!usable) throw Failure("fmi2Terminate gave fmi2Fatal");
-  if (functions.reset == nullptr) throw Failure("the FMU's binary has no function fmi2Reset");
-  begin("fmi2Reset");
-  check(functions.reset(component), "fmi2Reset");
+  run(FmuFunction<fmi2ResetTYPE>(functions.library, "fmi2Reset"), "");
 }
 
 void LoadedFmu::setupExperiment(std::optional<double> tolerance, double startTime,
                                 double stopTime) {
   time = startTime;
-  begin("fmi2SetupExperiment");
-  const fmi2Status status =
-      functions.setupExperiment(component, tolerance ? fmi2True : fmi2False,
-                                tolerance.value_or(0.0), startTime, fmi2True, stopTime);
-  check(status, "fmi2SetupExperiment",
-        std::string("toleranceDefined=") + booleanName(tolerance.has_value()) +
-            ", tolerance=" + shown(tolerance.value_or(0.0)) + ", startTime=" + shown(startTime) +
-            ", stopTimeDefined=fmi2True, stopTime=" + shown(stopTime));
+  run(functions.setupExperiment,
+      std::string("toleranceDefined=") + booleanName(tolerance.has_value()) +
+          ", tolerance=" + shown(tolerance.value_or(0.0)) + ", startTime=" + shown(startTime) +
+          ", stopTimeDefined=fmi2True, stopTime=" + shown(stopTime),
+      tolerance ? fmi2True : fmi2False, tolerance.value_or(0.0), startTime, fmi2True, stopTime);
 }
 
 void LoadedFmu::enterInitializationMode() {
-  begin("fmi2EnterInitializationMode");
-  check(functions.enterInitializationMode(component), "fmi2EnterInitializationMode");
+  run(functions.enterInitializationMode, "");
 }
 
 void LoadedFmu::exitInitializationMode() {
-  begin("fmi2ExitInitializationMode");
-  check(functions.exitInitializationMode(component), "fmi2ExitInitializationMode");
+  run(functions.exitInitializationMode, "");
   running = true;
 }
 
 bool LoadedFmu::doStep(double communicationPoint, double stepSize) {
   time = communicationPoint;
-  begin("fmi2DoStep");
-  const fmi2Status status = functions.doStep(component, communicationPoint, stepSize, fmi2True);
+  begin(functions.doStep.name);
+  const fmi2Status status =
+      functions.doStep.call(component, communicationPoint, stepSize, fmi2True);
   if (logging.calls)
     showCall("fmi2DoStep(currentCommunicationPoint=" + shown(communicationPoint) +
                  ", communicationStepSize=" + shown(stepSize) +
                  ", noSetFMUStatePriorToCurrentPoint=fmi2True)",
              statusName(status));
   if (status == fmi2Discard && hasTerminated()) return false;
-  require(status, "fmi2DoStep");
+  require(status, functions.doStep.name);
   time = communicationPoint + stepSize;
   return true;
 }
 
 bool LoadedFmu::hasTerminated() {
   fmi2Boolean value = fmi2False;
-  const fmi2Status status = functions.getBooleanStatus(component, fmi2Terminated, &value);
+  const fmi2Status status = functions.getBooleanStatus.call(component, fmi2Terminated, &value);
   const bool terminated = value != fmi2False;
   showCall(
       std::string("fmi2GetBooleanStatus(s=fmi2Terminated, value=") + booleanName(terminated) + ")",
       statusName(status));
-  if (status == fmi2Fatal) require(status, "fmi2GetBooleanStatus");
+  if (status == fmi2Fatal) require(status, functions.getBooleanStatus.name);
   return status == fmi2OK && terminated;
 }
 
 void LoadedFmu::terminate() {
   running = false;
-  begin("fmi2Terminate");
-  check(functions.terminate(component), "fmi2Terminate");
+  run(functions.terminate, "");
 }
 
-template <class Function, class Value>
-void LoadedFmu::exchange(const char* name, Function* function, References vr,
-                         std::span<Value> value) {
+template <class Type, class Value>
+void LoadedFmu::exchange(const FmuFunction<Type>& function,
+                         const std::vector<fmi2ValueReference>& vr, std::span<Value> value) {
   if (vr.empty()) return;
-  begin(name);
-  const fmi2Status status = function(component, vr.data(), vr.size(), value.data());
+  begin(function.name);
+  const fmi2Status status = function.call(component, vr.data(), vr.size(), value.data());
   std::string arguments;
   if (logging.calls) {
     arguments = "vr=" + arrayText(vr);
     // A get that failed has left nothing to show; what should be a text may not even be one.
     if (std::is_const_v<Value> || status <= fmi2Warning) arguments += ", value=" + arrayText(value);
   }
-  check(status, name, arguments);
+  check(status, function.name, arguments);
 }
 
-void LoadedFmu::getReals(References vr, std::span<fmi2Real> value) {
-  exchange("fmi2GetReal", functions.getReal, vr, value);
+void LoadedFmu::get(VariableGroup& group) {
+  const auto get = [&](const auto& function, auto& part) {
+    exchange(function, part.references, std::span(part.values));
+    for (std::size_t i = 0; i < part.values.size(); ++i)
+      group.values[part.positions[i]] = cellOf(part.values[i]);
+  };
+  get(functions.getReal, group.reals);
+  get(functions.getInteger, group.integers);
+  get(functions.getBoolean, group.booleans);
+  get(functions.getString, group.strings);
 }
-void LoadedFmu::setReals(References vr, std::span<const fmi2Real> value) {
-  exchange("fmi2SetReal", functions.setReal, vr, value);
-}
-void LoadedFmu::getIntegers(References vr, std::span<fmi2Integer> value) {
-  exchange("fmi2GetInteger", functions.getInteger, vr, value);
-}
-void LoadedFmu::setIntegers(References vr, std::span<const fmi2Integer> value) {
-  exchange("fmi2SetInteger", functions.setInteger, vr, value);
-}
-void LoadedFmu::getBooleans(References vr, std::span<fmi2Boolean> value) {
-  exchange("fmi2GetBoolean", functions.getBoolean, vr, value);
-}
-void LoadedFmu::setBooleans(References vr, std::span<const fmi2Boolean> value) {
-  exchange("fmi2SetBoolean", functions.setBoolean, vr, value);
-}
-void LoadedFmu::getStrings(References vr, std::span<fmi2String> value) {
-  exchange("fmi2GetString", functions.getString, vr, value);
-}
-void LoadedFmu::setStrings(References vr, std::span<const fmi2String> value) {
-  exchange("fmi2SetString", functions.setString, vr, value);
+
+void LoadedFmu::set(VariableGroup& group) {
+  const auto set = [&](const auto& function, auto& part) {
+    for (std::size_t i = 0; i < part.values.size(); ++i)
+      fill(part.values[i], group.values[part.positions[i]]);
+    exchange(function, part.references, std::span(std::as_const(part.values)));
+  };
+  set(functions.setReal, group.reals);
+  set(functions.setInteger, group.integers);
+  set(functions.setBoolean, group.booleans);
+  set(functions.setString, group.strings);
 }
 
 void LoadedFmu::receive(fmi2ComponentEnvironment self, fmi2String, fmi2Status status,
@@ -231,7 +244,8 @@ void LoadedFmu::receive(fmi2ComponentEnvironment self, fmi2String, fmi2Status st
   try {
     std::string message = messageText(text, arguments, instance.model);
     if (instance.logging.messages)
-      instance.showMessage(status, category != nullptr ? category : "", message);
+      instance.show(timeText(instance.time) + " " + statusName(status) + " " +
+                    printable(category != nullptr ? category : "") + " " + printable(message));
     if (status >= fmi2Discard && !message.empty()) {
       const std::lock_guard lock(instance.hearing);
       instance.lastError = std::move(message);
@@ -239,12 +253,6 @@ void LoadedFmu::receive(fmi2ComponentEnvironment self, fmi2String, fmi2Status st
   } catch (...) {
   }
   va_end(arguments);
-}
-
-void LoadedFmu::showMessage(fmi2Status status, const char* category,
-                            const std::string& text) const {
-  show(timeText(time) + " " + statusName(status) + " " + printable(category) + " " +
-       printable(text));
 }
 
 void LoadedFmu::show(const std::string& line) const {

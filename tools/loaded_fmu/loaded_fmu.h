@@ -9,8 +9,10 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "loaded_fmu/binary.h"
+#include "loaded_fmu/variable_values.h"
 #include "output/log_file.h"
 
 // What is shown while the FMU runs, and where.
@@ -43,22 +45,13 @@ class LoadedFmu {
   // False after fmi2Fatal: nothing of the FMU may be called any more.
   bool isUsable() const { return usable; }
 
-  // value[i] belongs to vr[i]. Booleans are integers 0 and 1. The texts that getStrings gives are
-  // valid until the next call.
-  using References = std::span<const fmi2ValueReference>;
-  void getReals(References vr, std::span<fmi2Real> value);
-  void getIntegers(References vr, std::span<fmi2Integer> value);
-  void getBooleans(References vr, std::span<fmi2Boolean> value);
-  void getStrings(References vr, std::span<fmi2String> value);
-  void setReals(References vr, std::span<const fmi2Real> value);
-  void setIntegers(References vr, std::span<const fmi2Integer> value);
-  void setBooleans(References vr, std::span<const fmi2Boolean> value);
-  void setStrings(References vr, std::span<const fmi2String> value);
+  // The values of all variables of the group, with one call for each base type among them.
+  void get(VariableGroup& group);
+  void set(VariableGroup& group);
 
  private:
   static void receive(fmi2ComponentEnvironment self, fmi2String instanceName, fmi2Status status,
                       fmi2String category, fmi2String format, ...);
-  void showMessage(fmi2Status status, const char* category, const std::string& text) const;
   void show(const std::string& line) const;
   void showCall(const std::string& call, const char* result) const;
   // Before each call: for what is waited now, and nothing has gone wrong yet.
@@ -68,11 +61,16 @@ class LoadedFmu {
   // Terminates the run, if one is going on.
   void endRun() noexcept;
   // check() also shows the call.
-  void check(fmi2Status status, const char* function, const std::string& arguments = {});
+  void check(fmi2Status status, const char* function, const std::string& arguments);
   void require(fmi2Status status, const char* function);
   [[noreturn]] void fail(const char* function, const std::string& withoutReason);
-  template <class Function, class Value>
-  void exchange(const char* name, Function* function, References vr, std::span<Value> value);
+  // begin() and check() around a function.
+  template <class Type, class... Arguments>
+  void run(const FmuFunction<Type>& function, const std::string& shownArguments,
+           Arguments... arguments);
+  template <class Type, class Value>
+  void exchange(const FmuFunction<Type>& function, const std::vector<fmi2ValueReference>& vr,
+                std::span<Value> value);
 
   const ModelDescription& model;
   FmuLogging logging;

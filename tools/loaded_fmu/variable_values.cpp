@@ -6,7 +6,6 @@
 #include <cmath>
 #include <limits>
 #include <optional>
-#include <type_traits>
 
 #include "ending/failure.h"
 #include "words/numbers.h"
@@ -89,49 +88,4 @@ void VariableGroup::add(const ScalarVariable& variable) {
   } else {
     integers.add(position, variable.valueReference);
   }
-}
-
-template <class Value>
-void VariableGroup::take(const Part<Value>& part) {
-  for (std::size_t i = 0; i < part.positions.size(); ++i) {
-    if constexpr (std::is_same_v<Value, fmi2String>) {
-      values[part.positions[i]] = std::string(part.values[i] != nullptr ? part.values[i] : "");
-    } else {
-      values[part.positions[i]] = static_cast<double>(part.values[i]);
-    }
-  }
-}
-
-template <class Value>
-void VariableGroup::give(Part<Value>& part) const {
-  for (std::size_t i = 0; i < part.positions.size(); ++i) {
-    const Cell& value = values[part.positions[i]];
-    if constexpr (std::is_same_v<Value, fmi2String>) {
-      part.values[i] = std::get<std::string>(value).c_str();
-    } else {
-      part.values[i] = static_cast<Value>(std::get<double>(value));
-    }
-  }
-}
-
-void VariableGroup::readFrom(LoadedFmu& instance) {
-  instance.getReals(reals.references, reals.values);
-  take(reals);
-  instance.getIntegers(integers.references, integers.values);
-  take(integers);
-  instance.getBooleans(booleans.references, booleans.values);
-  take(booleans);
-  instance.getStrings(strings.references, strings.values);
-  take(strings);
-}
-
-void VariableGroup::writeTo(LoadedFmu& instance) {
-  give(reals);
-  instance.setReals(reals.references, reals.values);
-  give(integers);
-  instance.setIntegers(integers.references, integers.values);
-  give(booleans);
-  instance.setBooleans(booleans.references, booleans.values);
-  give(strings);
-  instance.setStrings(strings.references, strings.values);
 }

@@ -4,7 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "loaded_fmu/loaded_fmu.h"
+#include "fmi2TypesPlatform.h"
+#include "fmu_file/model_description.h"
 
 // The value that the text says for a variable of this type. Throws Failure when it says none.
 Cell parseValue(const ScalarVariable& variable, const std::string& text);
@@ -18,20 +19,18 @@ Cell parseStartValue(const ModelDescription& model, const ScalarVariable& variab
 // fraction, a text is none.
 bool canHold(const ScalarVariable& variable, double value);
 
-// Variables whose values go in or out together, with one call of the FMU per base type.
+// Variables whose values go into or out of an FMU together: LoadedFmu::set() and get().
 class VariableGroup {
  public:
   // The variables must outlive the group.
   explicit VariableGroup(const std::vector<const ScalarVariable*>& variables);
   void add(const ScalarVariable& variable);
 
-  void readFrom(LoadedFmu& instance);
-  void writeTo(LoadedFmu& instance);
-
   // In the order of the variables.
   std::vector<Cell> values;
 
  private:
+  friend class LoadedFmu;
   // The variables of one base type.
   template <class Value>
   struct Part {
@@ -45,11 +44,6 @@ class VariableGroup {
       values.emplace_back();
     }
   };
-
-  template <class Value>
-  void take(const Part<Value>& part);
-  template <class Value>
-  void give(Part<Value>& part) const;
 
   Part<fmi2Real> reals;
   Part<fmi2Integer> integers;

@@ -8,7 +8,6 @@
 
 #include "ending/failure.h"
 #include "ending/interrupts.h"
-#include "experiment/run.h"
 #include "output/progress_bar.h"
 #include "words/numbers.h"
 #include "words/text.h"
@@ -148,7 +147,7 @@ void Batch::prepareInstance() {
 }
 
 void Batch::observe(double time) {
-  point.readFrom(*instance);
+  instance->get(point);
   finite.check(time, point.values, " in run " + std::to_string(row.number));
   if (!options.record.all) return record.add(time, point.values);
   output->add(row.number);

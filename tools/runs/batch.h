@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "experiment/experiment.h"
-#include "experiment/finite_check.h"
+#include "experiment/run.h"
 #include "output/result_table.h"
 #include "runs/run_record.h"
 #include "tables/run_table.h"

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "experiment/experiment.h"
-#include "experiment/finite_check.h"
 #include "experiment/run.h"
 #include "output/picture.h"
 #include "output/result_table.h"

@@ -8,7 +8,6 @@
 #include <iterator>
 #include <set>
 
-#include "files/removal.h"
 #include "fmu_file/archive_reader.h"
 #include "fuzz.h"
 
@@ -28,7 +27,7 @@ struct Place {
     parent = name;
     directory = parent / "unpacked";
   }
-  ~Place() { removeTree(parent); }
+  ~Place() { std::filesystem::remove_all(parent); }
 };
 
 std::string contentOf(const fs::path& file) {
@@ -82,6 +81,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
               pwrite(place.file, data, size, 0) == static_cast<ssize_t>(size),
           "the archive is written");
   readOrRefuse(data, size, [](std::string_view) { check(place); });
-  removeTree(place.directory);
+  std::filesystem::remove_all(place.directory);
   return 0;
 }

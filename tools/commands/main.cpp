@@ -8,7 +8,6 @@
 #include "commands/commands.h"
 #include "commands/usage.h"
 #include "ending/failure.h"
-#include "ending/forced_end.h"
 #include "ending/interrupts.h"
 #include "files/standard_streams.h"
 #include "files/start_directory.h"

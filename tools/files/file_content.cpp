@@ -1,5 +1,8 @@
 #include "files/file_content.h"
 
+#include <unistd.h>
+
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -22,4 +25,13 @@ std::string fileContent(const std::filesystem::path& file) {
   std::string content;
   readPieces(file, [&](std::string_view piece) { content += piece; });
   return content;
+}
+
+bool writeAll(int descriptor, std::string_view bytes) noexcept {
+  while (!bytes.empty()) {
+    const ssize_t length = write(descriptor, bytes.data(), bytes.size());
+    if (length < 0 && errno != EINTR) return false;
+    bytes.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
+  }
+  return true;
 }

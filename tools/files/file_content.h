@@ -1,4 +1,4 @@
-// Files as they are read: by pieces, or whole.
+// The bytes of files: read by pieces, or whole, and written.
 #pragma once
 
 #include <filesystem>
@@ -13,3 +13,6 @@ void readPieces(const std::filesystem::path& file,
 
 // Throws Failure when the file cannot be read.
 std::string fileContent(const std::filesystem::path& file);
+
+// Writes all of the bytes; false when that did not work (errno).
+bool writeAll(int descriptor, std::string_view bytes) noexcept;

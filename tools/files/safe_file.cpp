@@ -23,10 +23,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-fs::path directoryOf(const fs::path& file) {
-  return file.has_parent_path() ? file.parent_path() : fs::path(".");
-}
-
 // Links below /proc lead to open files, not to paths.
 bool isOnProc(const fs::path& directory) {
   struct statfs status {};
@@ -36,7 +32,7 @@ bool isOnProc(const fs::path& directory) {
 // The number N of /proc/self/fd/N, or -1.
 int descriptorNamed(const fs::path& link) {
   std::error_code error;
-  if (fs::canonical(directoryOf(link), error) != fs::canonical("/proc/self/fd", error) || error)
+  if (fs::canonical(link.parent_path(), error) != fs::canonical("/proc/self/fd", error) || error)
     return -1;
   return parseWhole<int>(link.filename().string()).value_or(-1);
 }
@@ -62,8 +58,7 @@ bool synchronized(const fs::path& path) {
   return good;
 }
 
-}  // namespace
-
+// From now on writing to what nobody reads any more is an error, and no silent end by SIGPIPE.
 // A handler, since what is ignored would stay ignored in child processes.
 void hearOfBrokenPipes() {
   struct sigaction action {};
@@ -73,13 +68,15 @@ void hearOfBrokenPipes() {
   sigaction(SIGPIPE, &action, nullptr);
 }
 
+}  // namespace
+
 Destination::Destination(const fs::path& target) : path(fromStart(target)) {
   std::error_code ignored;
   constexpr int mostLinks = 40;  // as in Linux
   for (int links = 0; fs::is_symlink(path, ignored); ++links) {
     if (links == mostLinks)
       throw Failure(target.string() + " cannot be written: " + std::strerror(ELOOP));
-    if (isOnProc(directoryOf(path))) {
+    if (isOnProc(path.parent_path())) {
       direct = true;
       descriptor = descriptorNamed(path);
       break;
@@ -90,14 +87,18 @@ Destination::Destination(const fs::path& target) : path(fromStart(target)) {
   direct = direct || (exists && !S_ISREG(status.st_mode));
 }
 
+int Destination::openDirectly(int flags) const {
+  hearOfBrokenPipes();
+  return descriptor >= 0
+             ? fcntl(descriptor, F_DUPFD_CLOEXEC, 0)
+             : open(path.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC | O_NOCTTY | flags, 0666);
+}
+
 SafeFile::SafeFile(const fs::path& file) : target(file), destination(file) {
   if (destination.direct) {
     if (destination.exists && S_ISDIR(destination.status.st_mode)) fail("it is a directory");
-    descriptor = destination.descriptor >= 0
-                     ? fcntl(destination.descriptor, F_DUPFD_CLOEXEC, 0)
-                     : open(destination.path.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC | O_NOCTTY);
+    descriptor = destination.openDirectly(0);
     if (descriptor < 0) fail(std::strerror(errno));
-    hearOfBrokenPipes();
     return;
   }
   // A directory would let us replace a file that is protected against writing.
@@ -130,7 +131,7 @@ SafeFile::~SafeFile() {
 std::string SafeFile::removeParts() const {
   if (part.empty()) return {};
   std::error_code ignored;
-  for (fs::directory_iterator file(directoryOf(part), ignored), end; !ignored && file != end;
+  for (fs::directory_iterator file(part.parent_path(), ignored), end; !ignored && file != end;
        file.increment(ignored))
     if (file->path().filename().string().starts_with(part.filename().string()))
       unlink(file->path().c_str());
@@ -138,19 +139,12 @@ std::string SafeFile::removeParts() const {
 }
 
 void SafeFile::write(std::string_view bytes) {
-  const std::int64_t before = size;
-  while (!bytes.empty()) {
-    const ssize_t length = ::write(descriptor, bytes.data(), bytes.size());
-    if (length < 0 && errno == EINTR) continue;
-    if (length < 0) {
-      const std::string reason = std::strerror(errno);
-      if (errno == EPIPE) failWithoutReader();
-      if (!destination.direct && ftruncate(descriptor, before) == 0) size = before;
-      fail(reason);
-    }
-    size += length;
-    bytes.remove_prefix(static_cast<std::size_t>(length));
-  }
+  const off_t before = lseek(descriptor, 0, SEEK_CUR);
+  if (writeAll(descriptor, bytes)) return;
+  const int problem = errno;
+  if (problem == EPIPE) failWithoutReader();
+  if (!destination.direct && ftruncate(descriptor, before) != 0) errno = problem;
+  fail(std::strerror(problem));
 }
 
 void SafeFile::requireReader() const {
@@ -189,7 +183,7 @@ void SafeFile::commit() {
   if (rename(complete.c_str(), destination.path.c_str()) != 0)
     throw Failure(target.string() + " cannot be replaced: " + std::strerror(errno) +
                   "; what was to be in it is in " + complete.string());
-  synchronized(directoryOf(destination.path));
+  synchronized(destination.path.parent_path());
 }
 
 bool SafeFile::isTerminal() const {

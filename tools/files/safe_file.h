@@ -8,13 +8,12 @@
 
 #include <sys/stat.h>
 
-#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <string>
 #include <string_view>
 
-#include "ending/forced_end.h"
+#include "ending/interrupts.h"
 
 // Where the bytes for a target go, behind all symbolic links, wherever the process goes.
 struct Destination {
@@ -23,15 +22,17 @@ struct Destination {
   // What the process has open.
   explicit Destination(int open) : direct(true), descriptor(open) {}
 
+  // A new descriptor of what cannot be replaced, or of a file that need not appear whole, emptied;
+  // -1 when it cannot be opened (errno). From then on writing to what nobody reads any more is an
+  // error, and no silent end by SIGPIPE.
+  int openDirectly(int flags) const;
+
   std::filesystem::path path;
   bool exists = false;
   bool direct = false;    // cannot be replaced
   int descriptor = -1;    // of this process, when the target names one (/dev/stdout), else -1
   struct stat status {};  // when it exists
 };
-
-// From now on writing to what nobody reads any more is an error, and no silent end by SIGPIPE.
-void hearOfBrokenPipes();
 
 class SafeFile {
  public:
@@ -67,6 +68,5 @@ class SafeFile {
   Destination destination;
   std::filesystem::path part;  // empty when there is none (any more)
   int descriptor = -1;
-  std::int64_t size = 0;
   AtForcedEnd removal{[this] { return removeParts(); }};
 };

@@ -4,21 +4,15 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Empty when the directory has no path any more.
-const fs::path& startDirectory() {
-  static const fs::path directory = [] {
-    std::error_code gone;
-    return fs::current_path(gone);
-  }();
-  return directory;
-}
+fs::path startDirectory;  // empty when it has no path any more
 
 }  // namespace
 
 void rememberStartDirectory() {
-  startDirectory();
+  std::error_code gone;
+  startDirectory = fs::current_path(gone);
 }
 
 fs::path fromStart(const fs::path& path) {
-  return path.empty() ? path : startDirectory() / path;
+  return path.empty() ? path : startDirectory / path;
 }

@@ -12,8 +12,6 @@
 #include <utility>
 
 #include "ending/failure.h"
-#include "ending/interrupts.h"
-#include "files/removal.h"
 #include "files/start_directory.h"
 
 namespace fs = std::filesystem;
@@ -48,7 +46,8 @@ void sweep(const fs::path& parent) {
     if (!entry->path().filename().string().starts_with("zelvox-")) continue;
     const int directory = openDirectory(entry->path());
     if (directory < 0) continue;
-    if (hasMark(directory) && isLockable(directory)) removeTree(entry->path());
+    std::error_code staying;  // the next one tries again
+    if (hasMark(directory) && isLockable(directory)) fs::remove_all(entry->path(), staying);
     close(directory);
   }
 }
@@ -89,6 +88,7 @@ TemporaryDirectory::~TemporaryDirectory() {
 
 std::string TemporaryDirectory::remove() {
   const fs::path gone = std::exchange(directory, {});
-  const std::error_code error = gone.empty() ? std::error_code() : removeTree(gone);
+  std::error_code error;
+  if (!gone.empty()) fs::remove_all(gone, error);
   return error ? gone.string() + " cannot be removed: " + error.message() : "";
 }

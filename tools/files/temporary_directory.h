@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <string>
 
-#include "ending/forced_end.h"
+#include "ending/interrupts.h"
 
 // A directory of its own under the system's temporary directory that is removed with the object,
 // which says so when it cannot be. One whose process was killed (SIGKILL, no power) is removed by

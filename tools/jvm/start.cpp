@@ -12,7 +12,7 @@
 #include <sstream>
 
 #include "ending/failure.h"
-#include "ending/forced_end.h"
+#include "ending/interrupts.h"
 
 namespace {
 

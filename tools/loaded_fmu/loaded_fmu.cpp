@@ -32,13 +32,6 @@ constexpr const char* booleanName(bool value) {
   return value ? "fmi2True" : "fmi2False";
 }
 
-// For people: without the last digits that start + i * interval leaves.
-std::string timeText(double time) {
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "%.10g", time);
-  return text.data();
-}
-
 std::string shown(fmi2Real value) {
   return numberText(value);
 }

@@ -14,7 +14,7 @@
 #include <system_error>
 
 #include "ending/failure.h"
-#include "ending/forced_end.h"
+#include "ending/interrupts.h"
 #include "files/file_content.h"
 #include "files/temporary_directory.h"
 #include "words/text.h"

@@ -40,11 +40,7 @@ std::string nameOfTable(const std::filesystem::path& table) {
 
 ResultTable::ResultTable(const std::filesystem::path& given,
                          const std::vector<std::string>& columns, std::string name)
-    : target(given),
-      rowName(std::move(name)),
-      file(fileFor(given, columns)),
-      flushed(secondsNow()),
-      looked(flushed) {
+    : target(given), rowName(std::move(name)), file(fileFor(given, columns)), looked(secondsNow()) {
   for (const std::string& column : columns) add(std::string_view(column));
   rows = std::exchange(row, {}) + '\n';
 }
@@ -88,7 +84,7 @@ void ResultTable::addEmpty() {
 void ResultTable::endRow() {
   constexpr std::size_t enough = 1 << 16;
   const auto busy = keeping ? keeping->busy() : std::unique_lock<std::mutex>();
-  lastBegin = rows.size();
+  lastWaiting = row.substr(0, row.find(','));
   rows += row;
   rows += '\n';
   row.clear();
@@ -97,12 +93,11 @@ void ResultTable::endRow() {
 
 bool ResultTable::isLate() {
   const long long now = secondsNow();
-  if (std::exchange(looked, now) != now) {
-    broken = true;
-    file.requireReader();
-    broken = false;
-  }
-  return !rows.empty() && now != flushed;
+  if (std::exchange(looked, now) == now) return false;
+  broken = true;
+  file.requireReader();
+  broken = false;
+  return !rows.empty();
 }
 
 void ResultTable::writeLateRows() {
@@ -116,14 +111,10 @@ void ResultTable::flush() {
 
 void ResultTable::write() {
   if (rows.empty()) return;
-  const std::string waiting = std::exchange(rows, {});
-  flushed = secondsNow();
   broken = true;
-  file.write(waiting);
+  file.write(std::exchange(rows, {}));
   broken = false;
-  if (lastBegin == std::string::npos) return;
-  last = waiting.substr(lastBegin, waiting.find_first_of(",\n", lastBegin) - lastBegin);
-  lastBegin = std::string::npos;
+  last = lastWaiting;
 }
 
 void ResultTable::beginKeeping() {

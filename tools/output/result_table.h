@@ -1,7 +1,7 @@
 // Results as a comma-separated table that is written row by row: texts in quotes, numbers as short
 // as they can be and read back as exactly the same. It appears whole (safe_file.h), and its part
-// has only whole rows. Once its rows are worth it, whatever ends the run early leaves those that
-// are there as the table, also foreign code that hangs or ends the process.
+// has only whole rows. From beginKeeping() on, whatever ends the run early leaves the rows
+// that are there as the table, also foreign code that hangs or ends the process.
 #pragma once
 
 #include <filesystem>
@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "ending/forced_end.h"
+#include "ending/interrupts.h"
 #include "files/safe_file.h"
 #include "fmu_file/model_description.h"
 
@@ -66,10 +66,9 @@ class ResultTable {
   const std::string rowName;
   SafeFile file;
   bool broken = false;
-  std::string row;                            // that is not complete
-  std::string rows;                           // that wait to be written
-  std::string last;                           // the first cell of the last that was written
-  std::size_t lastBegin = std::string::npos;  // in `rows`, if one waits
-  long long flushed, looked;                  // in seconds
-  std::optional<AtForcedEnd> keeping;         // goes before the file, whose own end would be to go
+  std::string row;                     // that is not complete
+  std::string rows;                    // that wait to be written
+  std::string last, lastWaiting;       // the first cells of the last one written, and of all
+  long long looked;                    // for late rows, in seconds
+  std::optional<AtForcedEnd> keeping;  // goes before the file, whose own end would be to go
 };

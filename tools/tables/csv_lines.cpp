@@ -1,6 +1,7 @@
 #include "tables/csv_lines.h"
 
 #include <algorithm>
+#include <tuple>
 
 #include "ending/failure.h"
 #include "words/text.h"
@@ -21,47 +22,27 @@ std::string_view separatorName(char separator) {
 
 void CsvLines::add(std::string_view more) {
   text.erase(0, position);
-  searched -= position;
+  searched -= std::min(searched, position);
   position = 0;
   text += more;
 }
 
 bool CsvLines::next(std::vector<CsvCell>& cells) {
   do {
-    if (!lineIsThere()) return false;
+    const auto before = std::tuple(position, line, nextLine, between);
     line = nextLine;
-    readLine(cells);
-    searched = position;
-    inside = Inside::nothing;
-    likely = between;
+    searched =
+        ended ? position : std::min(text.find('\n', std::max(searched, position)), text.size());
+    if (searched == text.size() || !readLine(cells)) {
+      std::tie(position, line, nextLine, between) = before;
+      searched = text.size();
+      return false;
+    }
   } while (cells.size() == 1 && cells[0].text.empty() && !cells[0].quoted);
   return true;
 }
 
-bool CsvLines::lineIsThere() {
-  for (; searched < text.size(); ++searched) {
-    const char character = text[searched];
-    if (inside == Inside::quotes) {
-      if (character == '"') inside = Inside::closed;
-    } else if (character == '\n') {
-      return true;
-    } else if (likely == '\0' ? isSeparator(character) : character == likely) {
-      likely = character;
-      inside = Inside::nothing;
-    } else if (character == '"' && inside != Inside::cell) {
-      inside = Inside::quotes;
-    } else if (character != ' ' && character != '\t' && !isOfByteOrderMark(searched)) {
-      inside = Inside::cell;
-    }
-  }
-  return ended && position < text.size();
-}
-
-bool CsvLines::isOfByteOrderMark(std::size_t place) const {
-  return nextLine == 1 && place < byteOrderMark.size() && text[place] == byteOrderMark[place];
-}
-
-void CsvLines::readLine(std::vector<CsvCell>& cells) {
+bool CsvLines::readLine(std::vector<CsvCell>& cells) {
   if (nextLine == 1 && text.starts_with(byteOrderMark)) position = byteOrderMark.size();
   ++nextLine;
   cells.clear();
@@ -75,11 +56,12 @@ void CsvLines::readLine(std::vector<CsvCell>& cells) {
     ++position;
   }
   if (at('\r')) ++position;
-  if (position == text.size()) return;
+  if (position == text.size()) return ended;
   if (!at('\n'))
     fail(cells.size(),
          "expected a " + std::string(separatorName(between)) + " or the end of the line");
   ++position;
+  return true;
 }
 
 void CsvLines::readCell(CsvCell& cell, std::size_t column) {
@@ -97,7 +79,11 @@ void CsvLines::readQuoted(CsvCell& cell, std::size_t column) {
   do {
     const std::size_t begin = position + 1;
     const std::size_t quote = text.find('"', begin);
-    if (quote == std::string::npos) fail(column, "a quote is not closed");
+    if (quote == std::string::npos && ended) fail(column, "a quote is not closed");
+    if (quote == std::string::npos) {
+      position = text.size();
+      return;
+    }
     cell.text.append(text, begin, quote - begin);
     position = quote + 1;
     if (at('"')) cell.text += '"';

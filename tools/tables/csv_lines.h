@@ -39,11 +39,8 @@ class CsvLines {
   void requireCells(const std::vector<CsvCell>& cells, std::size_t expected) const;
 
  private:
-  // Whether the text has the line to its end. An end of line within quotes is none. Each character
-  // is looked at once, in however many pieces the line comes.
-  bool lineIsThere();
-  bool isOfByteOrderMark(std::size_t place) const;
-  void readLine(std::vector<CsvCell>& cells);
+  // False when the text ends before the line does. An end of line within quotes is none.
+  bool readLine(std::vector<CsvCell>& cells);
   void readCell(CsvCell& cell, std::size_t column);
   void readQuoted(CsvCell& cell, std::size_t column);
   void skipBlanks();
@@ -53,11 +50,8 @@ class CsvLines {
   std::string name;
   std::string text;
   std::size_t position = 0;
-  char between = '\0';  // the cells; none as long as it is not known
-  // How far the end of the line was searched, and what was found there.
-  std::size_t searched = 0;
-  enum class Inside { nothing, cell, quotes, closed } inside = Inside::nothing;
-  char likely = '\0';  // what separates the cells, also in a first line that is not complete
+  char between = '\0';       // the cells; none as long as it is not known
+  std::size_t searched = 0;  // before here is no end of the next line: it is not read anew in vain
   std::size_t line = 0;
   std::size_t nextLine = 1;
   bool ended = false;

@@ -1,6 +1,7 @@
 #include "words/numbers.h"
 
 #include <array>
+#include <cstdio>
 #include <locale>
 #include <sstream>
 
@@ -21,6 +22,12 @@ std::string numberText(double value) {
   std::array<char, 32> text;
   const auto end = std::to_chars(text.data(), text.data() + text.size(), value).ptr;
   return {text.data(), end};
+}
+
+std::string timeText(double time) {
+  std::array<char, 32> text;
+  std::snprintf(text.data(), text.size(), "%.10g", time);
+  return text.data();
 }
 
 std::optional<double> parseNumber(std::string_view text) {

@@ -12,6 +12,9 @@
 // The shortest decimal text that reads back as exactly this number; "inf" and "nan" for the others.
 std::string numberText(double value);
 
+// A time for people: without the last digits that start + i * interval leaves.
+std::string timeText(double time);
+
 // A number as XML and CSV write it, blanks around it allowed; empty for everything else.
 std::optional<double> parseNumber(std::string_view text);
 

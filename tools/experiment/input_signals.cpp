@@ -7,6 +7,7 @@
 
 #include "ending/failure.h"
 #include "loaded_fmu/variable_names.h"
+#include "tables/csv_lines.h"
 #include "words/numbers.h"
 #include "words/text.h"
 
@@ -23,7 +24,7 @@ std::vector<const ScalarVariable*> variablesOf(const ModelDescription& model,
   std::vector<const ScalarVariable*> variables;
   std::unordered_set<std::string_view> seen;
   for (const std::string& name : table.names) {
-    const std::string place = table.place(table.headerLine, variables.size() + 2);
+    const std::string place = placeInTable(table.file, table.headerLine, variables.size() + 2);
     const ScalarVariable& variable = names.find(name, place, canBeDriven);
     if (!canBeDriven(variable))
       throw Failure(place + ": '" + printable(name) + "' is " + roleOf(variable) +
@@ -44,7 +45,7 @@ InputSignals::InputSignals(const ModelDescription& model, CsvTable columns)
     interpolated.push_back(variable.type == "Real" && variable.variability == "continuous");
     for (std::size_t row = 0; row < table.rows.size(); ++row) {
       if (!canHold(variable, table.rows[row][column]))
-        throw Failure(table.place(table.rowLines[row], column + 2) + ": " +
+        throw Failure(placeInTable(table.file, table.rowLines[row], column + 2) + ": " +
                       numberText(table.rows[row][column]) + " is no value for '" +
                       printable(variable.name) + "' of type " + variable.type);
     }

@@ -10,7 +10,8 @@
 
 class Run {
  public:
-  // The instance is new or was reset. Both must outlive the object.
+  // The instance is new or was reset. The experiment must outlive the object, the instance its
+  // functions that are not const.
   Run(Experiment& experiment, LoadedFmu& instance);
 
   // All three throw Failure when the FMU refuses. After it the outputs at the start can be read.

@@ -5,8 +5,8 @@
 
 #include <algorithm>
 #include <array>
-#include <climits>
 #include <cstdlib>
+#include <cstring>
 #include <string_view>
 
 namespace {
@@ -17,24 +17,15 @@ constexpr std::array<std::string_view, 9> jvmLibraries{
     "libnet.so",    "libnio.so",  "libprefs.so",  "libzip.so"};
 
 // The directory of those libraries, with a slash behind it, as it was given and without links: the
-// JVM loads the others by the latter.
-struct Directory {
-  std::array<char, PATH_MAX> path{};
-  std::size_t length = 0;
-};
-
-std::array<Directory, 2> directories;
-
-std::string_view text(const Directory& directory) noexcept {
-  return {directory.path.data(), directory.length};
-}
+// JVM loads the others by the latter. Never freed, since threads begin until the process ends.
+std::array<std::string_view, 2> directories;
 
 // What is left of .../lib/server/libjvm.so is .../lib/.
-void keepDirectory(std::string_view libjvm, Directory& directory) noexcept {
-  for (int i = 0; i < 2; ++i) libjvm = libjvm.substr(0, libjvm.find_last_of('/'));
-  directory.length = std::min(libjvm.size() + 1, directory.path.size());
-  std::copy_n(libjvm.begin(), directory.length - 1, directory.path.begin());
-  directory.path[directory.length - 1] = '/';
+std::string_view libraryDirectory(const char* libjvm) noexcept {
+  if (libjvm == nullptr) return {};
+  std::string_view directory = libjvm;
+  for (int i = 0; i < 2; ++i) directory = directory.substr(0, directory.find_last_of('/'));
+  return {libjvm, directory.size() + 1};
 }
 
 const link_map* objectOf(const void* code) noexcept {
@@ -45,13 +36,13 @@ const link_map* objectOf(const void* code) noexcept {
 
 // The name of the library when it is one in those directories, else empty.
 std::string_view nameInJvm(const void* code) noexcept {
-  if (directories[0].length == 0) return {};
+  if (directories[0].empty()) return {};
   const link_map* const object = objectOf(code);
   if (object == nullptr) return {};
   const std::string_view file = object->l_name;
   const bool inside =
-      std::any_of(directories.begin(), directories.end(), [file](const Directory& directory) {
-        return directory.length > 0 && file.starts_with(text(directory));
+      std::any_of(directories.begin(), directories.end(), [file](std::string_view directory) {
+        return !directory.empty() && file.starts_with(directory);
       });
   return inside ? file.substr(file.rfind('/') + 1) : std::string_view();
 }
@@ -59,9 +50,7 @@ std::string_view nameInJvm(const void* code) noexcept {
 }  // namespace
 
 void setJvm(const char* libjvm) noexcept {
-  keepDirectory(libjvm, directories[0]);
-  std::array<char, PATH_MAX> resolved{};
-  if (realpath(libjvm, resolved.data()) != nullptr) keepDirectory(resolved.data(), directories[1]);
+  directories = {libraryDirectory(strdup(libjvm)), libraryDirectory(realpath(libjvm, nullptr))};
 }
 
 bool isJvms(const void* code) noexcept {

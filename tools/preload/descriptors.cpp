@@ -17,7 +17,6 @@ namespace {
 
 struct Functions {
   decltype(&::open) open = next<decltype(&::open)>("open");
-  decltype(&::open64) open64 = next<decltype(&::open64)>("open64");
   decltype(&::socket) socket = next<decltype(&::socket)>("socket");
   decltype(&::socketpair) socketpair = next<decltype(&::socketpair)>("socketpair");
   decltype(&::accept) accept = next<decltype(&::accept)>("accept");
@@ -49,12 +48,6 @@ int openFlags(const void* caller, const char* path, int flags) noexcept {
   return path != nullptr && holdsClasses(path) && isJvms(caller) ? flags | O_CLOEXEC : flags;
 }
 
-// The third argument of open(), which is there only when a file may be created.
-mode_t modeOf(int flags, va_list& rest) noexcept {
-  const bool creates = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
-  return creates ? va_arg(rest, mode_t) : 0;
-}
-
 }  // namespace
 
 void prepareDescriptors() noexcept {
@@ -65,24 +58,19 @@ void prepareDescriptors() noexcept {
 extern "C" {
 
 int open(const char* path, int flags, ...) {
+  // The third argument is there only when a file may be created.
+  const bool creates = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
   va_list rest;
   va_start(rest, flags);
-  const mode_t mode = modeOf(flags, rest);
+  const mode_t mode = creates ? va_arg(rest, mode_t) : 0;
   va_end(rest);
   const void* const caller = __builtin_return_address(0);
   if (isReport(caller, path)) return fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
   return libc().open(path, openFlags(caller, path, flags), mode);
 }
 
-int open64(const char* path, int flags, ...) {
-  va_list rest;
-  va_start(rest, flags);
-  const mode_t mode = modeOf(flags, rest);
-  va_end(rest);
-  const void* const caller = __builtin_return_address(0);
-  if (isReport(caller, path)) return fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
-  return libc().open64(path, openFlags(caller, path, flags), mode);
-}
+// All files are large ones here, also for the C library.
+int open64(const char* path, int flags, ...) __attribute__((alias("open")));
 
 // The JVM says on stdout that there was a crash, whatever its options are. The program's stdout is
 // not the place for that.

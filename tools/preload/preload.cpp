@@ -8,6 +8,7 @@
 #include <array>
 #include <climits>
 #include <cstdio>
+#include <sstream>
 #include <string_view>
 
 #include "ending/failure.h"
@@ -37,13 +38,11 @@ bool needsNoJvm() noexcept {
   return std::find(withoutJvm.begin(), withoutJvm.end(), name) != withoutJvm.end();
 }
 
-std::vector<std::string> linesOf(std::string_view text) {
+std::vector<std::string> linesOf(const char* text) {
   std::vector<std::string> lines;
-  while (!text.empty()) {
-    const std::size_t length = std::min(text.find('\n'), text.size());
-    if (length > 0) lines.emplace_back(text.substr(0, length));
-    text.remove_prefix(std::min(length + 1, text.size()));
-  }
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);)
+    if (!line.empty()) lines.push_back(line);
   return lines;
 }
 

@@ -66,18 +66,21 @@ void Simulation::run(const fs::path& directory) {
 }
 
 void Simulation::stepThrough(LoadedFmu& instance) {
-  openTable();
-  Run run(experiment, instance);
-  run.initialize();
-  endTime = run.time();
-  record(instance, endTime);
+  if (!options.outputFile.empty()) {
+    std::vector<std::string> columns = {"time"};
+    for (const ScalarVariable* variable : observed) columns.push_back(variable->name);
+    output.emplace(options.outputFile, columns, "t=");
+  }
+  current.emplace(experiment, instance);
+  current->initialize();
+  record(instance);
   try {
-    stepToTheEnd(instance, run);
-    run.terminate();
+    stepToTheEnd(instance);
+    current->terminate();
     if (output) output->flush();
   } catch (const std::exception& problem) {
     const bool gone = failureOf(problem).exitCode == ExitCode::brokenPipe;
-    throw failureOf(problem, gone     ? "the run stopped at t=" + numberText(endTime)
+    throw failureOf(problem, gone     ? "the run stopped at t=" + numberText(reachedTime())
                              : output ? output->keep()
                                       : "");
   }
@@ -85,33 +88,22 @@ void Simulation::stepThrough(LoadedFmu& instance) {
   output.reset();
 }
 
-void Simulation::openTable() {
-  if (options.outputFile.empty()) return;
-  std::vector<std::string> columns = {"time"};
-  for (const ScalarVariable* variable : observed) columns.push_back(variable->name);
-  output.emplace(options.outputFile, columns, "t=");
-}
-
-void Simulation::stepToTheEnd(LoadedFmu& instance, Run& run) {
+void Simulation::stepToTheEnd(LoadedFmu& instance) {
   const bool logged = options.logging.messages || options.logging.calls;
   ProgressBar progress(!options.quiet && (!logged || !options.logFile.empty()) &&
                        !(output && output->isSeen()));
   const auto begin = std::chrono::steady_clock::now();
-  while (run.goesOn() && !interrupted()) {
+  while (current->goesOn() && !interrupted()) {
     stepping = true;
     if (output) output->beginKeeping();
-    const bool stepped = run.step();
-    stepsDone = run.steps();
-    endTime = run.time();
-    if (stepped && experiment.grid.isRow(stepsDone)) record(instance, endTime);
-    progress.show(stepsDone, experiment.grid.steps);
+    if (current->step() && experiment.grid.isRow(current->steps())) record(instance);
+    progress.show(current->steps(), experiment.grid.steps);
   }
-  endedByFmu = run.wasEndedByFmu();
   wallTime = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
 }
 
-void Simulation::record(LoadedFmu& instance, double time) {
-  rowTime = time;
+void Simulation::record(LoadedFmu& instance) {
+  const double time = rowTime = reachedTime();
   instance.get(row);
   if (output) {
     output->add(time);
@@ -129,15 +121,16 @@ void Simulation::record(LoadedFmu& instance, double time) {
 }
 
 void Simulation::summarize() const {
-  std::printf("%s: %s from %.10g s to %.10g s in %.3g s",
-              printable(experiment.model.modelName).c_str(), counted(stepsDone, "step").c_str(),
-              experiment.grid.start, endTime, wallTime);
+  std::printf(
+      "%s: %s from %.10g s to %.10g s in %.3g s", printable(experiment.model.modelName).c_str(),
+      counted(current->steps(), "step").c_str(), experiment.grid.start, reachedTime(), wallTime);
   if (wallTime > 0.0) {
-    const double factor = (endTime - experiment.grid.start) / wallTime;
+    const double factor = (reachedTime() - experiment.grid.start) / wallTime;
     std::printf(factor < 100.0 ? ", %.3g times real time" : ", %.0f times real time", factor);
   }
-  std::printf("%s%s\n", endedByFmu ? "; the FMU ended the run" : "",
-              rowTime < endTime ? ("; the last row is at t=" + numberText(rowTime)).c_str() : "");
+  std::printf(
+      "%s%s\n", current->wasEndedByFmu() ? "; the FMU ended the run" : "",
+      rowTime < reachedTime() ? ("; the last row is at t=" + numberText(rowTime)).c_str() : "");
 
   constexpr std::size_t mostShown = 20;
   const std::size_t shown = std::min(observed.size(), mostShown);
@@ -145,14 +138,13 @@ void Simulation::summarize() const {
   for (std::size_t i = 0; i < shown; ++i) width = std::max(width, widthOf(observed[i]->name));
   for (std::size_t i = 0; i < shown; ++i) {
     const double* const number = std::get_if<double>(&row.values[i]);
-    const std::string value = number != nullptr ? "" : std::get<std::string>(row.values[i]);
     const std::string name = printable(observed[i]->name);
     std::printf("  %s ", padded(name, std::min<std::size_t>(width, 40)).c_str());
     if (number != nullptr) {
       std::printf("%14.8g  %s\n", shownValue(*observed[i], *number),
                   printable(shownUnit(*observed[i])).c_str());
     } else {
-      std::printf("%s\n", printable(value).c_str());
+      std::printf("%s\n", printable(std::get<std::string>(row.values[i])).c_str());
     }
   }
   if (observed.size() > shown) std::printf("  and %zu more\n", observed.size() - shown);

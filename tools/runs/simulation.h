@@ -34,15 +34,14 @@ class Simulation {
   bool wroteRows() const { return stepping && !options.outputFile.empty(); }
   // Of the variables that the input file drives: too many for a picture that is to be read.
   std::size_t inputsNotDrawn() const { return notDrawn; }
-  double reachedTime() const { return endTime; }
+  double reachedTime() const { return current->time(); }
 
  private:
   void chooseLines();
   void chooseInputLines(const std::vector<const ScalarVariable*>& driven);
   void stepThrough(LoadedFmu& instance);
-  void openTable();
-  void stepToTheEnd(LoadedFmu& instance, Run& run);
-  void record(LoadedFmu& instance, double time);
+  void stepToTheEnd(LoadedFmu& instance);
+  void record(LoadedFmu& instance);
 
   const SimulationOptions& options;
   Experiment experiment;
@@ -53,15 +52,14 @@ class Simulation {
   std::optional<Picture> picture;
 
   // What has happened.
+  std::optional<Run> current;
   bool stepping = false;
-  long long stepsDone = 0;
   long long rowsDone = 0;
   double rowTime = 0.0;   // of the last row, whose values `row` has
-  double endTime = 0.0;   // of the last step
   double wallTime = 0.0;  // of the steps, in seconds
-  bool endedByFmu = false;
-  std::vector<PlotLine>
-      lines;  // of the picture: the observed numbers, and behind them the driven inputs
+
+  // Of the picture: the observed numbers, and behind them the driven inputs.
+  std::vector<PlotLine> lines;
   std::vector<std::size_t> drawnInputs;  // by column of the input file
   std::size_t notDrawn = 0;
 };

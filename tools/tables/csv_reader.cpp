@@ -1,7 +1,8 @@
 #include "tables/csv_reader.h"
 
+#include <strings.h>
+
 #include <algorithm>
-#include <cctype>
 #include <cmath>
 #include <optional>
 
@@ -41,8 +42,7 @@ bool mayGroupThousands(const std::string& cell, std::size_t sign) {
 
 // The cell as it would be with a decimal point.
 std::string Numbers::withPoint(const std::string& cell, std::size_t column) {
-  std::string text = cell.substr(std::min(cell.find_first_not_of(" \t"), cell.size()));
-  text.erase(text.find_last_not_of(" \t") + 1);
+  std::string text(trimmed(cell));
   const std::size_t found = text.find_first_of(".,");
   if (lines.separator() != ';' || found == std::string::npos) return text;
   if (sign == '\0') sign = text[found];
@@ -73,11 +73,8 @@ double Numbers::read(const CsvCell& cell, std::size_t column) {
   return *number;
 }
 
-bool isTime(std::string name) {
-  std::ranges::transform(name, name.begin(), [](unsigned char letter) {
-    return static_cast<char>(letter < 0x80 ? std::tolower(letter) : letter);
-  });
-  return name == "time";
+bool isTime(const std::string& name) {
+  return name.size() == 4 && strcasecmp(name.c_str(), "time") == 0;
 }
 
 void requireTime(const CsvCell& cell, const CsvLines& lines) {
@@ -108,10 +105,6 @@ void appendRow(CsvTable& table, const std::vector<CsvCell>& cells, const CsvLine
 }
 
 }  // namespace
-
-std::string CsvTable::place(std::size_t line, std::size_t column) const {
-  return placeInTable(file, line, column);
-}
 
 CsvTable parseCsv(std::string_view text, std::string file) {
   CsvTable table;

@@ -10,10 +10,6 @@
 #include <vector>
 
 struct CsvTable {
-  // "FILE, line 3, column 2", for a message about what stands there; columns count from 1, the
-  // time.
-  std::string place(std::size_t line, std::size_t column) const;
-
   std::string file;                       // as error messages name it
   std::vector<std::string> names;         // of the columns behind the time
   std::vector<double> times;              // finite and never decreasing; at least one

@@ -57,6 +57,8 @@ public class DescriptionTest {
         refused("a variable has no name", () -> builder.input(null, "", "", 0));
         refused("a unit is called ' m', expected a name without control characters and without blanks"
                 + " around it", () -> Unit.of(" m"));
+        refused("a unit is called 'a\u0001b', expected a name without control characters and without blanks"
+                + " around it", () -> Unit.of("a\u0001b"));
         refused("the unit of variable 'a' has no name", () -> builder.output("a", null, ""));
         refused("the author is null, expected a text without control characters", () -> builder.author(null));
         refused("variable 'u' is declared twice", () -> builder.parameter("u", "", "", 0));

@@ -25,19 +25,10 @@ public class Odd implements Model {
             case "exit": System.exit(0); break;
             case "hangs": hang(); break;
             case "slips": parameters[4] = 0; break;
-            case "unnamed": odd.input("", "", "", 0); break;
-            case "blank": odd.input(" a", "", "", 0); break;
-            case "control": odd.input("a\u0001b", "", "", 0); break;
             case "surrogate": odd.input("a\uD834", "", "", 0); break;
-            case "duplicate": odd.input("a", "", "", 0).output("a", "", ""); break;
             case "nan": odd.output("a", "", "", Double.NaN); break;
-            case "infinite": odd.parameter("a", "", "", Double.POSITIVE_INFINITY); break;
-            case "range": odd.parameter("a", "", "", 1).range(2, 3); break;
-            case "turned": odd.output("a", "", "").range(3, 2); break;
-            case "nominal": odd.output("a", "", "").nominal(0); break;
             case "displayed": odd.output("a", "kN", "").displayUnit("kg"); break;
             case "ambiguous": Unit.of("kN").display("N", 1).display("N", 2); break;
-            case "experiment": odd.experiment(1, 1, 0.1); break;
             case "changing": odd.input("a" + System.nanoTime(), "", "", 0); break;
             default: break;
         }

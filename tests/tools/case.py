@@ -71,7 +71,7 @@ XML = """<?xml version="1.0"?>
   <CoSimulation modelIdentifier="stub" needsExecutionTool="false"/>
   <UnitDefinitions><Unit name="mm"><BaseUnit m="1" factor="0.001"/></Unit><Unit name="kg"/></UnitDefinitions>
   <TypeDefinitions>
-    <SimpleType name="Length"><Real unit="mm" max="9"/></SimpleType>
+    <SimpleType name="Length"><Real unit="mm" max="9" nominal="3"/></SimpleType>
     <SimpleType name="Gear"><Enumeration><Item name="low" value="1"/></Enumeration></SimpleType>
   </TypeDefinitions>
   <DefaultExperiment startTime="0" stopTime="1" stepSize="0.25" tolerance="1e-6"/>

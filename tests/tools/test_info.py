@@ -1,5 +1,6 @@
 """`zelvox info`: what it shows to people, what it tells programs, and what it finds in a description."""
 
+import itertools
 import json
 import os
 import re
@@ -25,15 +26,15 @@ GUID         g & h
 Size, 3 files
 
 Inputs (3)
-  Name    Type     Start  Range  Unit  Description
-  set     Real       1.5  .. 9   mm    where to
+  Name    Type     Start  Range  Nominal  Unit  Description
+  set     Real       1.5  .. 9         3  mm    where to
   count   Integer     -3
   locked  Boolean   true
 
 Outputs (6)
-  Name     Type         Range  Unit   Description
-  moved    Real         .. 9   mm
-  ratio    Real         .. 9   mm/kg  set per mass
+  Name     Type         Range  Nominal  Unit   Description
+  moved    Real         .. 9         3  mm
+  ratio    Real         .. 9         3  mm/kg  set per mass
   counted  Integer
   engaged  Enumeration
   held     Boolean
@@ -85,7 +86,7 @@ Parameters (3)
         self.assertEqual(facts["size"], (self.home / "stub.fmu").stat().st_size)
         common = {"causality": "input", "variability": "continuous", "type": "Real"}
         self.assertEqual(variables["set"], common | {
-            "name": "set", "valueReference": 0, "description": "where to", "unit": "mm", "max": 9, "start": 1.5})
+            "name": "set", "valueReference": 0, "description": "where to", "unit": "mm", "max": 9, "nominal": 3, "start": 1.5})
         for name, start in (("count", "-3"), ("gear", "2"), ("locked", "true"), ("label", '"none"'), ("mass", "2.0")):
             self.assertEqual(json.dumps(variables[name]["start"]), start)
         units = json.loads(self.zelvox("info", "--json", odd())[0])["UnitDefinitions"]
@@ -171,13 +172,8 @@ max="INF" | nominal="0" | variable 'push': nominal is 0, expected more than 0 | 
 "output" variability="discrete" | "output" | variable 'held': is continuous, which is the default | combination
 "push" | "pu&#10;sh" | has a line break | name
 "push" | "'" | a name that is not structured | name
-"push" | "''" | a name that is not structured | name
-"push" | "a[1" | a name that is not structured | name
-"push" | "a[]" | a name that is not structured | name
-"push" | "a[1,]" | a name that is not structured | name
 "push" valueReference="3" | "push" valueReference="+3" | valueReference is '\+3', expected a whole number from 0 on | schema
 <Boolean/> | <Boolean start="yes"/> | variable 'held': start is 'yes', expected true or false | schema | alias | start
-"push" | "der(a.1)" | a name that is not structured | name
 "5" causality="calculatedParameter" | "5" causality="input" | causality input with variability tunable is not allowed | combination | start | initial-unknowns
 "7" variability="discrete" initial="exact" | "7" initial="approx" variability="constant" | initial is 'approx', expected exact for causality local | combination | alias
 "input"><Real max="INF" | "input" initial="exact"><Real | initial is 'exact', expected none | combination
@@ -223,6 +219,8 @@ class Checked(Case):
             self.assertIn("no problem found", self.zelvox("info", "--check", fmu)[0])
         for name in ("_a1.b[1,23].c", "der(a.'b c\\''[4].d,2)"):
             self.findings(GOOD.replace("push", name), 0)
+        for name in ("''", "a[1", "a[]", "a[1,]", "der(a.1)", "1a", "a b"):
+            self.assertIn("a name that is not structured", self.findings(GOOD.replace("push", name), 1)[0][0])
         self.archive(("modelDescription.xml", GOOD.replace("a.c", "")), ("binaries/riscv/good.so", ""))
         self.assertIn("no problem found", self.zelvox("info", "--check", "new.fmu")[0])
         for old, new, sentence, *checks in WRONG:
@@ -235,27 +233,24 @@ class Checked(Case):
 
 
     def test_each_cell_of_causality_variability_and_initial(self):
-        letters = {"A": ["exact"], "B": ["calculated", "approx"], "C": ["calculated", "exact", "approx"], "D": [], "E": [], "-": None}
+        letters = {"A": ["exact"], "B": ["calculated", "approx"], "C": ["calculated", "exact", "approx"], "D": [], "E": []}
         causalities = ("parameter", "calculatedParameter", "input", "output", "local", "independent")
         table = {"constant": "---AA-", "fixed": "AB--B-", "tunable": "AB--B-", "discrete": "--DCC-", "continuous": "--DCCE"}
-        cells = [(causality, variability, initial) for causality in causalities for variability in table
-                 for initial in ("", "exact", "approx", "calculated")]
-        for start in ("", ' start="1"'):
-            variables = "".join(f'<ScalarVariable name="v{i}" valueReference="{i}" causality="{causality}" variability="{variability}"'
-                                + (f' initial="{initial}"' if initial else "") + f"><Real{start}/></ScalarVariable>\n"
-                                for i, (causality, variability, initial) in enumerate(cells))
-            out = self.findings(re.sub("(?s)(<ModelVariables>).*(</ModelVariables>)", rf"\1{variables}\2", GOOD), 1)[0]
-            found = {(int(i), check) for i, check in re.findall(r"(?m)variable 'v(\d+)': (?:causality|initial|has).* \[(combination|start)\]$", "\n".join(out))}
-            expected = set()
-            for i, (causality, variability, initial) in enumerate(cells):
-                allowed = letters[table[variability][causalities.index(causality)]]
-                if allowed is None or initial and initial not in allowed:
-                    expected.add((i, "combination"))
-                meant = initial or (allowed or [""])[0]
-                needs, bars = causality == "input" or meant in ("exact", "approx"), causality == "independent" or meant == "calculated"
-                if bars and not needs if start else needs:
-                    expected.add((i, "start"))
-            self.assertEqual(found, expected)
+        expected, variables = set(), ""
+        for cell in itertools.product(causalities, table, ("", "exact", "approx", "calculated"), ("", 'start="1"')):
+            causality, variability, initial, start = cell
+            allowed = letters.get(table[variability][causalities.index(causality)])
+            if allowed is None or initial and initial not in allowed:
+                expected.add((*cell, "combination"))
+            meant = initial or (allowed or [""])[0]
+            needs, bars = causality == "input" or meant in ("exact", "approx"), causality == "independent" or meant == "calculated"
+            if bars and not needs if start else needs:
+                expected.add((*cell, "start"))
+            said = f'initial="{initial}"' if initial else ""
+            variables += VARIABLE % (" ".join(cell).replace('"', ""), 1, f'causality="{causality}" variability="{variability}" {said}', f"<Real {start}/>")
+        out = self.findings(re.sub("(?s)(<ModelVariables>).*(</ModelVariables>)", rf"\1{variables}\2", GOOD), 1)[0]
+        found = re.findall(r"(?m)variable '(\w+) (\w+) (\w*) (.*)': (?:causality|initial|has a start|has no start).* \[(combination|start)\]$", "\n".join(out))
+        self.assertEqual({(*cell[:3], cell[3].replace("1", '"1"'), cell[4]) for cell in found}, expected)
 
     def test_each_alias_may_be_the_one_with_the_start_value(self):
         def alias(name, start):

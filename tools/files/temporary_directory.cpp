@@ -1,11 +1,13 @@
 #include "files/temporary_directory.h"
 
 #include <fcntl.h>
+#include <ftw.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <system_error>
@@ -37,6 +39,24 @@ bool hasMark(int directory) {
          (status.st_mode & ALLPERMS) == mark;
 }
 
+thread_local int firstError;
+
+int removeOne(const char* path, const struct stat*, int, FTW*) {
+  if (std::remove(path) != 0 && firstError == 0) firstError = errno;
+  return 0;
+}
+
+// However deep it is: with a handful of descriptors at a time, and without following symbolic
+// links. What cannot be removed does not keep the rest; the first reason is the result, 0 for none.
+int removeTree(const fs::path& directory) {
+  constexpr int descriptors = 8;
+  firstError = 0;
+  if (nftw(directory.c_str(), removeOne, descriptors, FTW_DEPTH | FTW_PHYS | FTW_MOUNT) != 0 &&
+      firstError == 0)
+    firstError = errno;
+  return firstError;
+}
+
 // Removes what killed processes have left in `parent`.
 void sweep(const fs::path& parent) {
   std::error_code ignored;
@@ -46,8 +66,7 @@ void sweep(const fs::path& parent) {
     if (!entry->path().filename().string().starts_with("zelvox-")) continue;
     const int directory = openDirectory(entry->path());
     if (directory < 0) continue;
-    std::error_code staying;  // the next one tries again
-    if (hasMark(directory) && isLockable(directory)) fs::remove_all(entry->path(), staying);
+    if (hasMark(directory) && isLockable(directory)) removeTree(entry->path());
     close(directory);
   }
 }
@@ -88,7 +107,6 @@ TemporaryDirectory::~TemporaryDirectory() {
 
 std::string TemporaryDirectory::remove() {
   const fs::path gone = std::exchange(directory, {});
-  std::error_code error;
-  if (!gone.empty()) fs::remove_all(gone, error);
-  return error ? gone.string() + " cannot be removed: " + error.message() : "";
+  const int problem = gone.empty() ? 0 : removeTree(gone);
+  return problem != 0 ? gone.string() + " cannot be removed: " + std::strerror(problem) : "";
 }

@@ -11,8 +11,8 @@ from typing import Optional
 from zelvox._program import jar, preload, program
 
 _lock = threading.Lock()
-_options: Optional[tuple] = None  # of the JVM that was started here
-_forked = False  # from a process that had a JVM, which a fork does not bring along
+_options: Optional[tuple] = None  # of the JVM that start_jvm() started; None without one
+_forked = False  # this process was forked from one with a JVM, whose threads a fork does not copy
 _attached = threading.local()
 
 
@@ -25,8 +25,9 @@ os.register_at_fork(after_in_child=_note_fork)
 
 
 class _Attachment:
-    """Ends with the thread that holds it. The JVM keeps a thread that ended attached for ever, and waits at the
-    end of the process for the one that started it. A forked child has a copy, and no JVM."""
+    """Kept in the variables of a thread, which are deleted when it ends: detaches it then. Else the JVM would keep
+    it for ever, and at the end of the process wait for the thread that started it, which is no daemon. In a forked
+    child its copy does nothing, as there is no JVM to detach from."""
 
     def __init__(self) -> None:
         self.process = os.getpid()
@@ -75,8 +76,8 @@ def attach_thread() -> None:
 
 def forget_instances() -> int:
     """Frees all instances in the JVM of this process, of every FMU, and returns how many there were: those that an
-    importer left behind, whose names are taken else, as after a run that Ctrl-C ended. Whoever still uses one
-    hears that it does not exist. Not to be called while another thread is in a call of an FMU.
+    importer left behind, as after a run that Ctrl-C ended, and whose names no new instance could have. A call of one
+    that was freed fails. Not to be called while another thread is in a call of an FMU.
 
     Raises RuntimeError where the process has a JVM that FMUs cannot use.
     """
@@ -85,7 +86,8 @@ def forget_instances() -> int:
     attach_thread()
     vm = _created_jvm()
     env = ctypes.c_void_p()
-    # The functions of JNI by their place in its two tables, so that any JVM will do: JPype reaches only its own.
+    # JPype can only call a JVM that it has started, and `zelvox exec` has started one without it. So these are calls
+    # of JNI, whose functions have fixed places in two tables: one of the JVM, one of the thread's environment.
     if _jni(vm, 6, ctypes.c_int)(vm, ctypes.byref(env), 0x00010008) != 0:  # GetEnv, JNI_VERSION_1_8
         raise RuntimeError("this thread is not attached to the JVM; call zelvox.forget_instances() from the main thread")
     sim = ctypes.c_void_p(_jni(env, 6)(env, b"com/zelvox/qorbetta/ZelvoxSim"))  # FindClass
@@ -108,7 +110,8 @@ def _running() -> Optional[str]:
         )
     jpype = sys.modules.get("jpype")
     if jpype is not None and jpype.isJVMStarted():
-        # What FMUs see is the system class loader; JPype's own sees also what was added later.
+        # FMUs find classes by the system class loader. JPype's own one also has what was added after the start,
+        # and would find the class where FMUs do not.
         try:
             jpype.JClass("java.lang.ClassLoader").getSystemClassLoader().loadClass("com.zelvox.qorbetta.ZelvoxSim")
         except jpype.JException:
@@ -141,13 +144,14 @@ def _start(options: tuple) -> None:
     except ImportError:
         raise ImportError("zelvox.start_jvm needs JPype: pip install JPype1") from None
     libjvm, class_path, *flags = _of_program()
-    forks = ctypes.CDLL(str(preload()))  # in a forked child a call would wait for threads that are not there
+    forks = ctypes.CDLL(str(preload()))  # before the start, so that nothing has begun where it is missing
     try:
         jpype.startJVM(*flags, *options, jvmpath=libjvm, classpath=class_path.partition("=")[2])
     except Exception as problem:
         raise RuntimeError(
             f"the JVM {libjvm} did not start: {problem}; try again in a new process, as this one has had its try"
         ) from problem
+    # In a forked child a call of the JVM would wait for threads that only the parent has.
     forks.zelvoxCloseJvmToForks(_created_jvm())
 
 

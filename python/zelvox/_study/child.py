@@ -13,7 +13,7 @@ from pathlib import Path
 from typing import Callable, Optional
 
 _PIECE = 1 << 16
-_LOOK = 1  # second between two looks at the clock and at who wants the row
+_LOOK = 1  # second, after which receive() asks again whether the row is still wanted
 _PATIENCE = 10  # seconds for a process to end that was told to; a JVM that crashes writes a report first
 
 
@@ -74,17 +74,17 @@ class Child:
             if self._in in ready:
                 self._write()
             if self._err in ready and not self._listen() and self._out not in ready:
-                time.sleep(0.001)  # somebody closed it; do not spin
+                time.sleep(0.001)  # the model has closed stderr, so that poll() returns at once each time
             if self._out in ready:
                 self._read()
-            elif not ready and self._has_ended():  # and what it left running has our pipes
+            elif not ready and self._has_ended():  # but what it has started keeps our pipes open
                 raise Ended(self.close())
         return self._rows.popleft()
 
     def _write(self) -> None:
         try:
             del self._going[: os.write(self._in, self._going[:_PIECE])]
-        except BrokenPipeError:  # stdout will tell that it ended, behind the last rows
+        except BrokenPipeError:  # it has ended; the last rows may still be in stdout, and then its end
             self._going.clear()
 
     def _listen(self) -> bool:
@@ -124,7 +124,7 @@ class Child:
         return f"the process ended with {how}{more}"
 
     def _has_ended(self) -> bool:
-        # As long as nobody has taken its exit code, its number is nobody else's.
+        # Leaves the exit code where it is: until somebody takes it, no other process can get the same id.
         return os.waitid(os.P_PID, self._process.pid, os.WEXITED | os.WNOHANG | os.WNOWAIT) is not None
 
     def kill(self) -> None:

@@ -1,5 +1,5 @@
-"""From runs to results: cuts the runs into batches of about two seconds, keeps a few of them at each worker,
-and hands what comes back to the store."""
+"""From runs to results: cuts the runs into batches of about two seconds, has two of them for each thread of the
+workers under way, and hands what comes back to the store."""
 
 import math
 import queue
@@ -16,19 +16,19 @@ from zelvox._study.sampling import Runs
 from zelvox._study.store import Store
 from zelvox._study.worker import Job, make
 
-SECONDS = 2.0  # a batch: a thousand times what the scheduler needs for it
-_AHEAD = 2  # batches at each thread, one of which waits
-_LARGEST = 100_000  # runs a batch
+SECONDS = 2.0  # that a batch is to last: a thousand times what the scheduler needs for it
+_AHEAD = 2  # batches for each thread: one that it makes, and one that waits for it
+_LARGEST = 100_000  # runs of a batch
 
 
 class Batches:
-    """Cuts what is missing. The size follows the time of the runs so far, and halves towards the end, so that
-    no worker waits for the last batch of another."""
+    """Cuts what is missing. The size follows the time of the runs so far. Towards the end a batch has half of a
+    thread's share of what is left, down to a twentieth of its size before, so that nobody waits long for another."""
 
     def __init__(self, missing: Iterator[tuple]) -> None:
         self._missing = list(missing)[::-1]
         self.left = sum(stop - start for start, stop in self._missing)
-        self._seconds = math.inf  # a run, as long as none was made
+        self._seconds = math.inf  # that a run takes; until one was measured, a batch has one run
 
     def measured(self, runs: int, seconds: float) -> None:
         """What a batch took."""
@@ -51,11 +51,11 @@ def execute(client: Client, job: Job, runs: Runs, store: Store, header: bytes, t
     """Makes the runs that the store misses, and tells how many more are done, and how many of these failed."""
     batches = Batches(store.missing())
     finished: queue.Queue[Future] = queue.Queue()
-    under_way: dict[str, tuple] = {}  # by key: the positions, and the future, which keeps the task alive
+    under_way: dict[str, tuple] = {}  # by key: the positions, and the future; without it Dask forgets the task
     threads, asked = 1, 0.0
     try:
         while batches.left or under_way:
-            if time.monotonic() - asked > 1:  # workers come and go
+            if time.monotonic() - asked > 1:  # as the number of workers changes
                 threads, asked = max(1, sum(client.nthreads().values())), time.monotonic()
             while batches.left and len(under_way) < _AHEAD * threads:
                 start, stop = batches.next(threads)
@@ -75,14 +75,14 @@ def execute(client: Client, job: Job, runs: Runs, store: Store, header: bytes, t
 
 
 def _gathered(client: Client, finished: queue.Queue) -> Iterator[tuple]:
-    """What has finished by now, after waiting for the first."""
+    """Waits for a batch, and gives its future and result, with those of all that have finished by then."""
     futures = [finished.get()]
     while not finished.empty():
         futures.append(finished.get())
     there = []
     for future in futures:
         status = future.status
-        if status == "lost":  # with the worker that had its result, so that another one makes it again
+        if status == "lost":  # the worker that had the result has died; Dask has another one make it again
             future.add_done_callback(finished.put)
         elif status != "finished":
             raise _reason(future)

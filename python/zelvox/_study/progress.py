@@ -43,7 +43,7 @@ class Progress:
             self.say(line)
 
     def end(self) -> None:
-        """Leaves the line."""
+        """Clears the line on a terminal."""
         if self._width:
             print(f"\r{'':{self._width}}\r", end="", file=sys.stderr, flush=True)
             self._width = 0

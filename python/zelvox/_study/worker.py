@@ -23,7 +23,7 @@ from zelvox._study.errors import StudyError
 _THROUGH_PIPES = ["--runs", "-", "--output-file", "-"]
 _START = 30  # seconds for a JVM to start, where runs have a limit
 _TRIES = 3  # to start a process that a signal ends
-_IDLE = 20  # seconds after which a process ends that has nothing to do, as its study may be gone
+_IDLE = 20  # seconds without a task after which a process ends, as the client of its study may have died
 
 
 class Job(NamedTuple):
@@ -65,7 +65,7 @@ class StudyOnWorker(WorkerPlugin):
         self._watch.cancel()
         await asyncio.to_thread(self._end, -math.inf)
         end = time.monotonic() + _IDLE
-        while self._living and time.monotonic() < end:  # tasks whose results nobody waits for notice
+        while self._living and time.monotonic() < end:  # tasks that still run see _over, and end theirs
             await asyncio.sleep(0.05)
         shutil.rmtree(self._directory, ignore_errors=True)
 

@@ -40,7 +40,6 @@ is_installed() {
     default-jdk-headless) have_jdk ;;
     python3-venv) python3 -c 'import ensurepip, venv' ;;
     gnuplot-nox) command -v gnuplot ;;
-    iproute2) command -v ip ;;
     libxml2-utils) command -v xmllint ;;
     maven) command -v mvn ;;
     ninja-build) command -v ninja ;;

@@ -17,7 +17,7 @@ say "This takes up to $takes when all that is needed has to be installed and bui
 
 install_missing g++ make cmake ninja-build pkg-config default-jdk-headless libutfcpp-dev libgtest-dev \
   libcli11-dev nlohmann-json3-dev libpugixml-dev libzip-dev uuid-dev junit4 gnuplot-nox libxml2-utils libtbb12 \
-  unzip iproute2 openssl python3 python3-venv maven help2man
+  unzip openssl python3 python3-venv maven help2man
 
 build_and_test() { # build_and_test PRESET
   rm -f "build/$1/results.xml"

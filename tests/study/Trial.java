@@ -31,8 +31,6 @@ public class Trial extends FieldModel {
         } else if (rate == -3) {
             String process = new File("/proc/self").getCanonicalFile().getName();
             Runtime.getRuntime().exec("kill -KILL " + process).waitFor();
-        } else if (rate == -4) {
-            Thread.sleep(3600 * 1000);
         }
     }
 }

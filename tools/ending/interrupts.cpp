@@ -37,21 +37,14 @@ std::atomic<int> received = 0;
 std::atomic<const char*> activity = "the command";
 std::atomic<double> activityTime = std::nan("");
 
-struct Registry {
-  std::mutex mutex;
-  std::vector<AtForcedEnd*> entries;
-};
-
 // Never destroyed, because the end may come while the static objects of this program go.
-Registry& registry() {
-  static auto* const only = new Registry;
-  return *only;
-}
+std::vector<AtForcedEnd*>& entries = *new std::vector<AtForcedEnd*>;
+std::mutex registry;  // of the entries
 
 // Takes all actions, the latest first, and says what they tell behind the sentence.
 void putInOrder(std::string said) {
-  const std::lock_guard lock(registry().mutex);  // no object goes away under its action
-  for (AtForcedEnd* const entry : registry().entries | std::views::reverse) {
+  const std::lock_guard lock(registry);  // no object goes away under its action
+  for (AtForcedEnd* const entry : entries | std::views::reverse) {
     std::string told;
     try {
       told = entry->act();
@@ -60,7 +53,7 @@ void putInOrder(std::string said) {
     }
     said += (said.empty() || told.empty() ? "" : "; ") + told;
   }
-  registry().entries.clear();
+  entries.clear();
   if (!said.empty()) sayWithoutWaiting(said);
 }
 
@@ -147,13 +140,13 @@ std::string endedBy(int signal) {
 AtForcedEnd::AtForcedEnd(std::function<std::string()> called) : action(std::move(called)) {
   [[maybe_unused]] static const int registered =
       on_exit(atExit, reinterpret_cast<void*>(std::intptr_t{getpid()}));
-  const std::lock_guard lock(registry().mutex);
-  registry().entries.push_back(this);
+  const std::lock_guard lock(registry);
+  entries.push_back(this);
 }
 
 AtForcedEnd::~AtForcedEnd() {
-  const std::lock_guard lock(registry().mutex);
-  std::erase(registry().entries, this);
+  const std::lock_guard lock(registry);
+  std::erase(entries, this);
 }
 
 std::string AtForcedEnd::act() {

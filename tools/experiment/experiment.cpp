@@ -1,6 +1,6 @@
 #include "experiment/experiment.h"
 
-#include <unordered_set>
+#include <algorithm>
 
 #include "ending/failure.h"
 #include "words/numbers.h"
@@ -12,12 +12,13 @@ std::vector<const ScalarVariable*> chooseObserved(const VariableNames& names,
                                                   const ModelDescription& model,
                                                   const std::vector<std::string>& wanted) {
   std::vector<const ScalarVariable*> chosen;
-  for (const std::string& name : wanted)
-    chosen.push_back(&names.find(name, "--output-variable", [](const auto&) { return true; }));
-  std::unordered_set<const ScalarVariable*> seen;
-  for (const ScalarVariable* variable : chosen)
-    if (!seen.insert(variable).second)
-      throw Failure("--output-variable names '" + printable(variable->name) + "' twice");
+  const auto any = [](const ScalarVariable&) { return true; };
+  for (const std::string& name : wanted) {
+    const ScalarVariable& variable = names.find(name, "--output-variable", any, "");
+    if (std::ranges::find(chosen, &variable) != chosen.end())
+      throw Failure("--output-variable names '" + printable(name) + "' twice");
+    chosen.push_back(&variable);
+  }
   if (!chosen.empty()) return chosen;
   for (const ScalarVariable& variable : model.variables)
     if (variable.causality == "output") chosen.push_back(&variable);

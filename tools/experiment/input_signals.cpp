@@ -25,10 +25,8 @@ std::vector<const ScalarVariable*> variablesOf(const ModelDescription& model,
   std::unordered_set<std::string_view> seen;
   for (const std::string& name : table.names) {
     const std::string place = placeInTable(table.file, table.headerLine, variables.size() + 2);
-    const ScalarVariable& variable = names.find(name, place, canBeDriven);
-    if (!canBeDriven(variable))
-      throw Failure(place + ": '" + printable(name) + "' is " + roleOf(variable) +
-                    ", expected an input or a tunable parameter");
+    const ScalarVariable& variable =
+        names.find(name, place, canBeDriven, "an input or a tunable parameter");
     if (!seen.insert(name).second)
       throw Failure(place + ": '" + printable(name) + "' has a column already");
     variables.push_back(&variable);

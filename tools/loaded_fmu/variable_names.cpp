@@ -19,9 +19,17 @@ VariableNames::VariableNames(const ModelDescription& description) : model(descri
 }
 
 const ScalarVariable& VariableNames::find(const std::string& name, const std::string& place,
-                                          const Filter& wanted) const {
-  if (const auto found = byName.find(name); found != byName.end()) return *found->second;
-  const std::string_view other = closest(name, wanted);
+                                          const std::function<bool(const ScalarVariable&)>& wanted,
+                                          const std::string& expected) const {
+  const auto found = byName.find(name);
+  if (found != byName.end() && wanted(*found->second)) return *found->second;
+  if (found != byName.end())
+    throw Failure(place + ": '" + printable(name) + "' is " + roleOf(*found->second) +
+                  ", expected " + expected);
+  std::vector<std::string_view> names;
+  for (const ScalarVariable& variable : model.variables)
+    if (wanted(variable)) names.push_back(variable.name);
+  const std::string_view other = closestName(name, names);
   throw Failure(place + ": the FMU has no variable '" + printable(name) + "'" +
                 (other.empty() ? "; `zelvox info` lists those that it has"
                                : ", did you mean '" + printable(other) + "'?"));
@@ -32,19 +40,7 @@ const ScalarVariable& VariableNames::findSettable(const std::string& name,
   const auto settable = [](const ScalarVariable& variable) {
     return variable.causality == "input" || variable.causality == "parameter";
   };
-  const ScalarVariable& variable = find(name, place, settable);
-  if (!settable(variable))
-    throw Failure(place + ": '" + variable.name + "' is " + roleOf(variable) +
-                  ", expected an input or a parameter");
-  return variable;
-}
-
-std::string_view VariableNames::closest(std::string_view name, const Filter& wanted) const {
-  std::vector<std::string_view> names;
-  for (const ScalarVariable& variable : model.variables) {
-    if (wanted(variable)) names.push_back(variable.name);
-  }
-  return closestName(name, names);
+  return find(name, place, settable, "an input or a parameter");
 }
 
 std::string roleOf(const ScalarVariable& variable) {

@@ -16,17 +16,15 @@ class VariableNames {
 
   bool has(std::string_view name) const { return byName.contains(name); }
 
-  using Filter = std::function<bool(const ScalarVariable&)>;
-  // Throws Failure for an unknown name; the message begins with `place` and offers the closest name
-  // among the variables that are `wanted`.
+  // Throws Failure for an unknown name and for one of a variable that is not `wanted`; the message
+  // begins with `place`, and has the closest name among those that are, or says what is `expected`.
   const ScalarVariable& find(const std::string& name, const std::string& place,
-                             const Filter& wanted) const;
-  // The same of a variable that can be given a value at the start; others are refused, too.
+                             const std::function<bool(const ScalarVariable&)>& wanted,
+                             const std::string& expected) const;
+  // The same of a variable that can be given a value at the start.
   const ScalarVariable& findSettable(const std::string& name, const std::string& place) const;
 
  private:
-  std::string_view closest(std::string_view name, const Filter& wanted) const;
-
   const ModelDescription& model;
   std::unordered_map<std::string_view, const ScalarVariable*> byName;
 };

@@ -23,17 +23,16 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// The exit status of `gnuplot -d ARGUMENT`, which reads no settings of the user; what it prints
-// goes to the files. No shell is in between.
-int runGnuplot(std::string argument, const fs::path& answers, const fs::path& complaints) {
+// The exit status of `gnuplot -d ARGUMENT`, which reads no settings of the user; what it
+// complains about goes to the file. No shell is in between.
+int runGnuplot(std::string argument, const fs::path& complaints) {
   std::string name = "gnuplot", defaults = "-d";
   std::array<char*, 4> arguments = {name.data(), defaults.data(), argument.data(), nullptr};
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  for (const auto& [stream, file] :
-       {std::pair(STDOUT_FILENO, &answers), std::pair(STDERR_FILENO, &complaints)})
-    posix_spawn_file_actions_addopen(&actions, stream, file->c_str(), O_WRONLY | O_CREAT | O_TRUNC,
-                                     0600);
+  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, complaints.c_str(),
+                                   O_WRONLY | O_CREAT | O_TRUNC, 0600);
   pid_t child = 0;
   const int problem =
       posix_spawnp(&child, name.c_str(), &actions, nullptr, arguments.data(), environ);
@@ -70,7 +69,7 @@ bool isPictureFile(const fs::path& file) {
 }
 
 void checkGnuplot() {
-  if (runGnuplot("--version", "/dev/null", "/dev/null") != 0)
+  if (runGnuplot("--version", "/dev/null") != 0)
     throw Failure("gnuplot cannot be run, install the package gnuplot-nox");
 }
 
@@ -94,7 +93,7 @@ void Picture::draw(const std::string& title, const std::vector<PlotLine>& lines)
     stream << gnuplotScript(picture, formatOf(file), title, lines);
     stream.close();
     if (!stream) fail(script.string() + " cannot be written: " + std::strerror(errno));
-    if (runGnuplot(script.string(), "/dev/null", complaints) != 0)
+    if (runGnuplot(script.string(), complaints) != 0)
       fail("gnuplot gave up: " + fileContent(complaints));
     if (!isWhole(picture, formatOf(file))) fail("the picture is cut short, is the disk full?");
   });

@@ -1,7 +1,6 @@
 #include "output/result_table.h"
 
 #include <chrono>
-#include <mutex>
 #include <unordered_set>
 #include <utility>
 
@@ -45,23 +44,13 @@ ResultTable::ResultTable(const std::filesystem::path& given,
   rows = std::exchange(row, {}) + '\n';
 }
 
-void ResultTable::separate() {
+void ResultTable::addText(std::string_view cell) {
   if (!row.empty()) row += ',';
-}
-
-void ResultTable::add(double number) {
-  separate();
-  row += numberText(number);
-}
-
-void ResultTable::add(long long number) {
-  separate();
-  row += std::to_string(number);
+  row += cell;
 }
 
 void ResultTable::add(std::string_view text) {
-  separate();
-  row += '"';
+  addText("\"");
   for (const char character : text) {
     if (character == '"') row += '"';
     row += character;
@@ -77,13 +66,9 @@ void ResultTable::add(const Cell& cell) {
   }
 }
 
-void ResultTable::addEmpty() {
-  separate();
-}
-
 void ResultTable::endRow() {
   constexpr std::size_t enough = 1 << 16;
-  const auto busy = keeping ? keeping->busy() : std::unique_lock<std::mutex>();
+  const auto busy = atForcedEnd.busy();
   lastWaiting = row.substr(0, row.find(','));
   rows += row;
   rows += '\n';
@@ -105,7 +90,7 @@ void ResultTable::writeLateRows() {
 }
 
 void ResultTable::flush() {
-  const auto busy = keeping ? keeping->busy() : std::unique_lock<std::mutex>();
+  const auto busy = atForcedEnd.busy();
   write();
 }
 
@@ -117,14 +102,9 @@ void ResultTable::write() {
   last = lastWaiting;
 }
 
-void ResultTable::beginKeeping() {
-  if (!keeping) keeping.emplace([this] { return keepWritten(); });
-}
-
 std::string ResultTable::keep() {
-  if (!keeping) return {};
-  keeping.reset();
-  return keepWritten();
+  const auto busy = atForcedEnd.busy();
+  return keeps.exchange(false) ? keepWritten() : "";
 }
 
 std::string ResultTable::keepWritten() {
@@ -144,6 +124,6 @@ std::string ResultTable::keepWritten() {
 
 void ResultTable::close() {
   flush();
-  keeping.reset();
+  keeps = false;
   file.commit();
 }

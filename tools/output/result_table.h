@@ -4,8 +4,8 @@
 // that are there as the table, also foreign code that hangs or ends the process.
 #pragma once
 
+#include <atomic>
 #include <filesystem>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,6 +13,7 @@
 #include "ending/interrupts.h"
 #include "files/safe_file.h"
 #include "fmu_file/model_description.h"
+#include "words/numbers.h"
 
 // A table's file as users give it: "-" is stdout, and "./-" a file.
 inline bool isStandardOutput(const std::filesystem::path& table) {
@@ -31,11 +32,11 @@ class ResultTable {
               std::string rowName);
 
   // The next cell of the row.
-  void add(double number);
-  void add(long long number);
+  void add(double number) { addText(numberText(number)); }
+  void add(long long number) { addText(std::to_string(number)); }
   void add(std::string_view text);
   void add(const Cell& cell);
-  void addEmpty();
+  void addEmpty() { addText(""); }
   // The row is complete. It is written at once, or soon, by endRow() or writeLateRows().
   void endRow();
   // Once a second: writes what waits. Throws Failure, too, when nobody reads it any more.
@@ -44,7 +45,7 @@ class ResultTable {
   void flush();
 
   // From now on keep() makes the rows the table, and an end by force calls it.
-  void beginKeeping();
+  void beginKeeping() { keeps = true; }
   // What was written becomes the file although not all could be. Gives how far the rows go, as a
   // sentence; nothing for a table without rows, and for stdout, whose reader has them.
   std::string keep();
@@ -57,7 +58,7 @@ class ResultTable {
   bool isSeen() const { return file.isTerminal(); }
 
  private:
-  void separate();
+  void addText(std::string_view cell);
   bool isLate();
   void write();
   std::string keepWritten();
@@ -66,9 +67,11 @@ class ResultTable {
   const std::string rowName;
   SafeFile file;
   bool broken = false;
-  std::string row;                     // that is not complete
-  std::string rows;                    // that wait to be written
-  std::string last, lastWaiting;       // the first cells of the last one written, and of all
-  long long looked;                    // for late rows, in seconds
-  std::optional<AtForcedEnd> keeping;  // goes before the file, whose own end would be to go
+  std::string row;                // that is not complete
+  std::string rows;               // that wait to be written
+  std::string last, lastWaiting;  // the first cells of the last one written, and of all
+  long long looked;               // for late rows, in seconds
+  std::atomic<bool> keeps = false;
+  // Comes before that of the file, by which the part would go.
+  AtForcedEnd atForcedEnd{[this] { return keeps ? keepWritten() : ""; }};
 };

@@ -24,18 +24,6 @@ std::array<char*, variables.size()> carried{};  // "NAME=value"; null where the 
 std::string_view objects;                       // the value of preload::objects
 pid_t owner = 0;                                // the process whose exec carries on; 0: none
 
-struct ExecFunctions {
-  decltype(&::execve) execve = next<decltype(&::execve)>("execve");
-  decltype(&::execvpe) execvpe = next<decltype(&::execvpe)>("execvpe");
-  decltype(&::fexecve) fexecve = next<decltype(&::fexecve)>("fexecve");
-  decltype(&::execveat) execveat = next<decltype(&::execveat)>("execveat");
-};
-
-const ExecFunctions& libc() noexcept {
-  static const ExecFunctions functions;
-  return functions;
-}
-
 // The value of "NAME=value" when the name is this one, else null.
 const char* valueOf(const char* entry, std::string_view name) noexcept {
   const bool same = std::strncmp(entry, name.data(), name.size()) == 0 && entry[name.size()] == '=';

@@ -1,8 +1,7 @@
-#include "preload/descriptors.h"
-
+// The descriptors that the JVM keeps open. It leaves them to every child of the program; here they
+// are closed when the child, or the process itself, runs another program. And what the JVM reports
+// when the program crashes goes to stderr.
 #include <fcntl.h>
-#include <sys/eventfd.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,21 +13,6 @@
 #include "preload/next.h"
 
 namespace {
-
-struct Functions {
-  decltype(&::open) open = next<decltype(&::open)>("open");
-  decltype(&::socket) socket = next<decltype(&::socket)>("socket");
-  decltype(&::socketpair) socketpair = next<decltype(&::socketpair)>("socketpair");
-  decltype(&::accept) accept = next<decltype(&::accept)>("accept");
-  decltype(&::accept4) accept4 = next<decltype(&::accept4)>("accept4");
-  decltype(&::eventfd) eventfd = next<decltype(&::eventfd)>("eventfd");
-  decltype(&::write) write = next<decltype(&::write)>("write");
-};
-
-const Functions& libc() noexcept {
-  static const Functions functions;
-  return functions;
-}
 
 // The files that the JVM reads classes from. Others may be meant for a child: Java's ProcessBuilder
 // passes the files that it redirects to, and its pipes, through a helper program.
@@ -49,10 +33,6 @@ int openFlags(const void* caller, const char* path, int flags) noexcept {
 }
 
 }  // namespace
-
-void prepareDescriptors() noexcept {
-  libc();
-}
 
 #pragma GCC visibility push(default)
 extern "C" {

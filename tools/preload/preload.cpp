@@ -15,7 +15,6 @@
 #include "jvm/start.h"
 #include "preload/carried.h"
 #include "preload/code_owner.h"
-#include "preload/descriptors.h"
 #include "preload/forks.h"
 #include "preload/threads.h"
 
@@ -48,7 +47,6 @@ std::vector<std::string> linesOf(const char* text) {
 
 void startJvm(const Carried& carried) noexcept {
   try {
-    prepareDescriptors();
     setJvm(carried.jvmLibrary);
     JNIEnv* const env = ::startJvm(carried.jvmLibrary, linesOf(carried.jvmOptions));
     JavaVM* vm = nullptr;

@@ -25,16 +25,6 @@ constexpr std::size_t leastStack = 192 * 1024;
 JavaVM* vm = nullptr;  // null: no thread is attached
 pthread_key_t attachment;
 
-struct Functions {
-  decltype(&::pthread_create) pthreadCreate = next<decltype(&::pthread_create)>("pthread_create");
-  decltype(&::thrd_create) thrdCreate = next<decltype(&::thrd_create)>("thrd_create");
-};
-
-const Functions& libc() noexcept {
-  static const Functions functions;
-  return functions;
-}
-
 // As long as this lives, the thread cannot be canceled: the JVM's locks are points of cancelation.
 class NotCanceled {
  public:
@@ -161,7 +151,6 @@ int createThread(const void* caller, Result (*routine)(void*), void* argument,
 }  // namespace
 
 void attachThreads(JavaVM* jvm) noexcept {
-  libc();
   // Other JVMs may create their threads in other libraries than isJvms() knows.
   if (dlsym(RTLD_DEFAULT, "gHotSpotVMStructs") == nullptr) return;
   if (pthread_key_create(&attachment, ended) != 0) return;

@@ -14,10 +14,6 @@ namespace {
 
 constexpr std::array<std::string_view, 4> statisticNames = {"minimum", "maximum", "mean", "final"};
 
-std::string_view suffixOf(Statistic statistic) {
-  return statisticNames[static_cast<std::size_t>(statistic)];
-}
-
 // Once a value is NaN the result is, too: std::min would leave it out without a word.
 double smaller(double a, double b) {
   return std::isnan(b) || b < a ? b : a;
@@ -37,25 +33,21 @@ RecordOptions parseRecord(const std::vector<std::string>& words) {
   for (const std::string& word : words) {
     const auto found = std::ranges::find(statisticNames, word);
     const auto statistic = static_cast<Statistic>(found - statisticNames.begin());
-    if (found == statisticNames.end()) {
+    if (found == statisticNames.end())
       throw Failure(
           "--record has " + inQuotes(word) +
               " in it, expected all, or all,error, or some of minimum, maximum, mean and final",
           ExitCode::usage);
-    } else if (std::ranges::find(options.statistics, statistic) != options.statistics.end()) {
+    if (std::ranges::find(options.statistics, statistic) != options.statistics.end())
       throw Failure("--record names " + word + " twice", ExitCode::usage);
-    } else {
-      options.statistics.push_back(statistic);
-    }
+    options.statistics.push_back(statistic);
   }
   return options;
 }
 
 RunRecord::RunRecord(const std::vector<const ScalarVariable*>& variables,
                      const std::vector<Statistic>& statistics)
-    : observed(variables),
-      everyPoint(statistics != std::vector{Statistic::final}),
-      finalOnly(!everyPoint) {
+    : observed(variables), everyPoint(statistics != std::vector{Statistic::final}) {
   for (std::size_t i = 0; i < observed.size(); ++i)
     for (const Statistic statistic : statistics)
       if (observed[i]->type != "String" || statistic == Statistic::final)
@@ -68,8 +60,9 @@ std::vector<std::string> RunRecord::columns(const std::vector<std::string>& take
   std::vector<std::string> names;
   for (const auto& [variable, statistic] : cells) {
     const std::string& name = observed[variable]->name;
-    const bool plain = finalOnly && !others.contains(name);
-    names.push_back(plain ? name : name + "." + std::string(suffixOf(statistic)));
+    const bool plain = !everyPoint && !others.contains(name);
+    const std::string suffix(statisticNames[static_cast<std::size_t>(statistic)]);
+    names.push_back(plain ? name : name + "." + suffix);
   }
   return names;
 }

@@ -55,8 +55,7 @@ class RunRecord {
 
   const std::vector<const ScalarVariable*>& observed;
   std::vector<Column> cells;
-  bool everyPoint = false;
-  bool finalOnly = true;
+  bool everyPoint;
 
   long long points = 0;
   double firstTime = 0.0, lastTime = 0.0;

@@ -8,8 +8,8 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
-#include <map>
 #include <unordered_set>
 
 #include "ending/failure.h"
@@ -25,27 +25,22 @@ namespace {
 // How long a signal that came to another thread may go unnoticed.
 constexpr int milliseconds = 100;
 
-// Numbers of runs; what follows each other takes no memory.
+// Numbers of runs; those that follow the first one by one take no memory.
 class RunNumbers {
  public:
   // False for one that is there already.
   bool insert(long long number) {
-    auto next = ranges.upper_bound(number);
-    const bool hasBefore = next != ranges.begin();
-    const auto before = hasBefore ? std::prev(next) : next;
-    if (hasBefore && before->second >= number) return false;
-    auto place = hasBefore && before->second == number - 1
-                     ? before
-                     : ranges.emplace_hint(next, number, number);
-    place->second = number;
-    if (next == ranges.end() || next->first != number + 1) return true;
-    place->second = next->second;
-    ranges.erase(next);
-    return true;
+    if (count == 0) first = number;
+    const auto place = static_cast<std::uint64_t>(number) - static_cast<std::uint64_t>(first);
+    if (place != count) return place > count && others.insert(number).second;
+    ++count;
+    return !others.contains(number);
   }
 
  private:
-  std::map<long long, long long> ranges;  // the last by the first
+  long long first = 0;
+  std::uint64_t count = 0;
+  std::unordered_set<long long> others;
 };
 
 }  // namespace

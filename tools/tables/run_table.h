@@ -1,8 +1,8 @@
 // The runs of a batch as a table: one header line with the names of inputs and parameters, one row
 // with their values per run. A column "run", unless the FMU has a variable of that name, numbers
 // the runs, which else count from 1. A file is read to its end before the first run and again as
-// the runs go, so that it takes little memory, and must not change meanwhile; what comes through a pipe
-// is read as it comes.
+// the runs go, so that it takes little memory, and must not change meanwhile; what comes through a
+// pipe is read as it comes.
 #pragma once
 
 #include <sys/stat.h>

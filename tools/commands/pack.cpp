@@ -49,14 +49,14 @@ void pack(const PackOptions& options) {
   const TemporaryDirectory staged;
   JNIEnv* const env = startJvm(options.jvm);
   const PackedFmu fmu = packModel(options.input, options.output, staged.path(), env);
-  const ModelDescription& model = fmu.packed.description;
+  const ModelDescription& model = fmu.description;
   if (options.output.empty()) refuseOverwriting(read, {{"the FMU", fmu.file}});
   nowWaitingFor("the FMU to be written");
   writeArchive(fmu.file, fmu.entries);
-  std::cout << printable(fmu.file.string() + ": " + model.modelName) << " (" << fmu.packed.javaClass
+  std::cout << printable(fmu.file.string() + ": " + model.modelName) << " (" << fmu.javaClass
             << ") with " << countOf(model, "input") << ", " << countOf(model, "output") << " and "
             << countOf(model, "parameter") << "\n";
-  for (const std::string& warning : fmu.packed.warnings) warn(warning);
+  for (const std::string& warning : fmu.warnings) warn(warning);
 }
 
 }  // namespace

@@ -72,7 +72,7 @@ fs::path fmuOf(const ModelInput& input, const JvmOptions& jvm) {
   const PackedFmu fmu = packModel(input, {}, scratch.path(), startJvm(jvm));
   fs::path file = scratch.path() / fmu.file;
   writeArchive(file, fmu.entries);
-  for (const std::string& warning : fmu.packed.warnings) warn(warning);
+  for (const std::string& warning : fmu.warnings) warn(warning);
   return file;
 }
 

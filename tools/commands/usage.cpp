@@ -65,24 +65,22 @@ std::string unknownWord(const CLI::App& app) {
   return chosen.empty() && !app.remaining().empty() ? app.remaining().front() : "";
 }
 
-std::string withoutDashes(const std::string& option) {
-  const std::size_t first = std::min(option.find_first_not_of('-'), option.size());
-  return option.substr(first, option.find('=') - first);
+// What is said behind a word that nobody knows.
+std::string meant(std::string_view written, const std::vector<std::string_view>& names,
+                  std::string_view dashes, const std::string& hint) {
+  const std::string closest(closestName(written, names));
+  return closest.empty() ? hint : ", did you mean " + std::string(dashes) + closest + "?";
 }
 
-std::string closestOption(const CLI::App& command, const std::string& written) {
+std::string unknownOption(const CLI::App& command, const std::string& word,
+                          const std::string& hint) {
   std::vector<std::string_view> names;
   for (const CLI::Option* option : command.get_options()) {
     for (const std::string& name : option->get_lnames()) names.push_back(name);
   }
-  const std::string_view closest = closestName(withoutDashes(written), names);
-  return closest.empty() ? "" : "--" + std::string(closest);
-}
-
-std::string closestCommand(const CLI::App& app, const std::string& written) {
-  std::vector<std::string_view> names;
-  for (const CLI::App* command : app.get_subcommands({})) names.push_back(command->get_name());
-  return std::string(closestName(written, names));
+  const std::string name = word.substr(0, word.find('='));
+  const std::size_t first = std::min(name.find_first_not_of('-'), name.size());
+  return "there is no option " + inQuotes(name) + meant(name.substr(first), names, "--", hint);
 }
 
 std::string unknownCommand(const CLI::App& app, const std::string& word) {
@@ -90,9 +88,9 @@ std::string unknownCommand(const CLI::App& app, const std::string& word) {
     return "name the command, as in zelvox " +
            std::string(word.ends_with(".fmu") ? "simulate " : "pack ") + word;
   }
-  const std::string closest = closestCommand(app, word);
-  return "there is no command " + inQuotes(word) +
-         (closest.empty() ? " (try zelvox --help)" : ", did you mean " + closest + "?");
+  std::vector<std::string_view> names;
+  for (const CLI::App* command : app.get_subcommands({})) names.push_back(command->get_name());
+  return "there is no command " + inQuotes(word) + meant(word, names, "", " (try zelvox --help)");
 }
 
 // What CLI11 found about one of the command's options, whose name it gives.
@@ -127,17 +125,13 @@ std::string usageMessage(const CLI::App* app, const CLI::Error& error) {
   const std::string hint =
       " (try zelvox " + (chosen.empty() ? "" : command.get_name() + " ") + "--help)";
   const std::string word = unknownWord(*app);
-  std::string reason;
-  if (word.empty()) {
-    reason = (chosen.empty() ? "name a command" : sentence(faultOf(command, error))) + hint;
-  } else if (word.front() != '-') {
-    reason = sentence(unknownCommand(*app, word));
-  } else {
-    const std::string closest = closestOption(command, word);
-    reason = "there is no option " + inQuotes(word.substr(0, word.find('='))) +
-             (closest.empty() ? hint : ", did you mean " + closest + "?");
-  }
-  return "zelvox: " + reason + "\n";
+  if (word.empty())
+    return "zelvox: " + (chosen.empty() ? "name a command" : sentence(faultOf(command, error))) +
+           hint + "\n";
+  return "zelvox: " +
+         (word.front() == '-' ? unknownOption(command, word, hint)
+                              : sentence(unknownCommand(*app, word))) +
+         "\n";
 }
 
 void help(CLI::App& app, const std::string& name) {

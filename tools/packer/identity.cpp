@@ -2,12 +2,12 @@
 
 #include <uuid/uuid.h>
 
-#include <algorithm>
 #include <array>
 #include <string_view>
 
 #include "ending/failure.h"
 #include "files/file_content.h"
+#include "words/text.h"
 
 namespace fs = std::filesystem;
 
@@ -18,16 +18,13 @@ namespace {
 constexpr std::string_view libraryGuid = "{6F1C2D3A-8B4E-4F70-9A1D-2E5B7C9D0F13}";
 
 // Of C23, but for those that no name of a model becomes because they begin with an underscore.
-constexpr std::array<std::string_view, 44> keywords = {
-    "alignas",      "alignof",  "auto",          "bool",      "break",
-    "case",         "char",     "const",         "constexpr", "continue",
-    "default",      "do",       "double",        "else",      "enum",
-    "extern",       "false",    "float",         "for",       "goto",
-    "if",           "inline",   "int",           "long",      "nullptr",
-    "register",     "restrict", "return",        "short",     "signed",
-    "sizeof",       "static",   "static_assert", "struct",    "switch",
-    "thread_local", "true",     "typedef",       "typeof",    "typeof_unqual",
-    "union",        "unsigned", "void",          "volatile"};
+constexpr std::string_view keywords =
+    " alignas alignof auto bool break case char const constexpr continue default do double else "
+    "enum "
+    "extern false float for goto if inline int long nullptr register restrict return short signed "
+    "sizeof static static_assert struct switch thread_local true typedef typeof typeof_unqual "
+    "union "
+    "unsigned void volatile while ";
 
 // Names follow one another, each in the namespace that the one before makes: so no two sequences
 // give the same UUID because they read alike when written in a row.
@@ -64,8 +61,7 @@ std::string modelIdentifierOf(const std::string& modelName) {
     gap = !kept;
     lost = lost || static_cast<unsigned char>(c) >= 0x80;
   }
-  if (identifier.empty() || (identifier[0] >= '0' && identifier[0] <= '9') ||
-      std::ranges::find(keywords, identifier) != keywords.end()) {
+  if (!isIdentifier(identifier) || keywords.find(" " + identifier + " ") != keywords.npos) {
     identifier.insert(0, identifier.empty() ? "model" : "model_");
   }
   if (!lost && identifier.size() <= longest) return identifier;

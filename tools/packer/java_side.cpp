@@ -6,8 +6,12 @@
 #include "files/installation.h"
 #include "words/text.h"
 
+void failVersion() {
+  throw Failure(zelvoxJar().string() + " is not of the version of this program");
+}
+
 std::vector<std::string> askJava(JNIEnv* env, const std::string& javaClass,
-                                 const std::vector<std::string>& question) {
+                                 const std::vector<std::string>& question, std::size_t least) {
   std::string asking;
   for (const std::string& text : question) asking += text + '\0';
   const jclass side = env->FindClass(("com/zelvox/qorbetta/" + javaClass).c_str());
@@ -17,7 +21,7 @@ std::vector<std::string> askJava(JNIEnv* env, const std::string& javaClass,
   const jbyteArray asked = answer != nullptr ? env->NewByteArray(length) : nullptr;
   if (asked == nullptr) {
     env->ExceptionClear();
-    throw Failure(zelvoxJar().string() + " is not of the version of this program");
+    failVersion();
   }
   env->SetByteArrayRegion(asked, 0, length, reinterpret_cast<const jbyte*>(asking.data()));
   const auto answered = static_cast<jbyteArray>(env->CallStaticObjectMethod(side, answer, asked));
@@ -29,8 +33,9 @@ std::vector<std::string> askJava(JNIEnv* env, const std::string& javaClass,
   env->GetByteArrayRegion(answered, 0, static_cast<jsize>(text.size()),
                           reinterpret_cast<jbyte*>(text.data()));
   std::vector<std::string> texts;
-  std::istringstream stream(text);
+  std::istringstream stream(std::move(text));
   for (std::string one; std::getline(stream, one, '\0');) texts.push_back(one);
-  if (!texts[0].empty()) throw Failure(printable(texts[0]));
+  if (!texts.empty() && !texts[0].empty()) throw Failure(printable(texts[0]));
+  if (texts.size() < least) failVersion();
   return texts;
 }

@@ -72,7 +72,7 @@ void compile(const ModelInput& input, const Parts& parts, const fs::path& classe
     for (const fs::path& file : *list) question.push_back(file.string());
   }
   fs::create_directories(classes);
-  askJava(env, "ModelCompiler", question);
+  askJava(env, "ModelCompiler", question, 1);
 }
 
 void packClasses(const std::vector<fs::path>& directories, const fs::path& jar) {

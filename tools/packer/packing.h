@@ -9,12 +9,14 @@
 #include <vector>
 
 #include "fmu_file/archive_writer.h"
+#include "fmu_file/model_description.h"
 #include "packer/model_input.h"
-#include "packer/model_report.h"
 
 struct PackedFmu {
-  PackedModel packed;
-  std::filesystem::path file;  // where it is to be written
+  std::string javaClass;
+  ModelDescription description;       // without GUID and date
+  std::vector<std::string> warnings;  // sentences for the author
+  std::filesystem::path file;         // where it is to be written
   std::vector<ArchiveEntry> entries;
 };
 

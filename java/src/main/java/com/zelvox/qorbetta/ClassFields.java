@@ -2,14 +2,14 @@ package com.zelvox.qorbetta;
 
 import java.lang.reflect.Field;
 import java.lang.reflect.Modifier;
-import java.util.ArrayList;
-import java.util.Arrays;
-import java.util.Collections;
-import java.util.List;
+import java.util.LinkedHashMap;
+import java.util.Map;
+import java.util.Objects;
 
 /**
- * What a class itself says about the variables of its objects: read once, as every run makes a new
- * object. Java reads annotations anew whenever it is asked.
+ * What a class and those that it extends, which come first, say about the variables of their
+ * objects: read once, as every run makes a new object. Java reads annotations anew whenever it is
+ * asked.
  */
 final class ClassFields {
     private static final ClassValue<ClassFields> READ = new ClassValue<ClassFields>() {
@@ -19,55 +19,56 @@ final class ClassFields {
         }
     };
 
-    final UnitDefinition[] units;
-    /** Those with a variable, and those that may hold an object with some, which are accessible. */
-    final List<Field> fields = new ArrayList<>();
-    /** One for each field; null for a field that is no variable. */
-    final List<Declaration> declarations = new ArrayList<>();
-    boolean hasVariables;
-    /** Why the fields could not be found; null when they were. */
-    final LinkageError unreadable;
+    /** The definitions of units, each with the class that has it. */
+    final Map<UnitDefinition, Class<?>> units = new LinkedHashMap<>();
+    /**
+     * The fields with a variable, and those that may hold an object with some, which have null
+     * here. All are accessible.
+     */
+    final Map<Field, Declaration> fields = new LinkedHashMap<>();
+    /** Why not all fields could be found; null when they were. */
+    LinkageError unreadable;
 
     private ClassFields(Class<?> type) {
-        units = type.getAnnotationsByType(UnitDefinition.class);
-        List<Field> declared = Collections.emptyList();
-        LinkageError missing = null;
+        if (!isOfJava(type.getSuperclass())) {
+            ClassFields inherited = of(type.getSuperclass());
+            units.putAll(inherited.units);
+            fields.putAll(inherited.fields);
+            unreadable = inherited.unreadable;
+        }
+        for (UnitDefinition unit : type.getAnnotationsByType(UnitDefinition.class)) {
+            units.putIfAbsent(unit, type);
+        }
         try {
             // In the order of declaration, as HotSpot answers them, which Java itself leaves open.
-            declared = Arrays.asList(type.getDeclaredFields());
-        } catch (LinkageError e) {
-            missing = e; // a library's class that needs another one which is not there
-        }
-        unreadable = missing;
-        for (Field field : declared) {
-            try {
+            for (Field field : type.getDeclaredFields()) {
                 add(field, Declaration.of(field));
-            } catch (IllegalArgumentException e) {
-                throw new IllegalArgumentException(
-                        VariableField.nameOf(field) + " " + e.getMessage());
             }
+        } catch (LinkageError e) {
+            unreadable = e; // a library's class that needs another one which is not there
         }
     }
 
     private void add(Field field, Declaration declaration) {
-        if (declaration != null || mayHoldPart(field)) {
-            try {
-                field.setAccessible(true);
-            } catch (RuntimeException e) { // of Java 9 and later: a module may be closed to us
-                if (declaration == null) {
-                    return;
-                }
+        if (declaration == null && !mayHoldPart(field)) {
+            return;
+        }
+        try {
+            field.setAccessible(true);
+            fields.put(field, declaration);
+        } catch (RuntimeException e) { // of Java 9 and later: a module may be closed to us
+            if (declaration != null) {
                 throw e;
             }
-            fields.add(field);
-            declarations.add(declaration);
-            hasVariables |= declaration != null;
         }
     }
 
-    /** Without those of the classes that it extends. */
     static ClassFields of(Class<?> type) {
         return READ.get(type);
+    }
+
+    boolean hasVariables() {
+        return fields.values().stream().anyMatch(Objects::nonNull);
     }
 
     /** Whether a class, or the lack of one, is where ours end. */

@@ -1,14 +1,13 @@
 package com.zelvox.qorbetta;
 
 import java.lang.reflect.Field;
+import java.lang.reflect.Modifier;
 import java.util.ArrayList;
 import java.util.List;
 
 /** What the annotation of a field says, whether it is an input, an output or a parameter. */
 final class Declaration {
-    enum Kind { INPUT, OUTPUT, PARAMETER }
-
-    final Kind kind;
+    final Variable.Kind kind;
     private final String unit;
     private final String displayUnit;
     private final String description;
@@ -17,7 +16,7 @@ final class Declaration {
     private final double max;
     private final double nominal;
 
-    private Declaration(Kind kind, String unit, String displayUnit, String description,
+    private Declaration(Variable.Kind kind, String unit, String displayUnit, String description,
             double start, double min, double max, double nominal) {
         this.kind = kind;
         this.unit = unit;
@@ -29,59 +28,76 @@ final class Declaration {
         this.nominal = nominal;
     }
 
-    /** Null for a field that is no variable. */
+    /**
+     * Null for a field that is no variable.
+     *
+     * @throws IllegalArgumentException with a sentence when the field cannot be one
+     */
     static Declaration of(Field field) {
         List<Declaration> found = new ArrayList<>();
         Input input = field.getAnnotation(Input.class);
         if (input != null) {
-            found.add(new Declaration(Kind.INPUT, input.unit(), input.displayUnit(),
+            found.add(new Declaration(Variable.Kind.INPUT, input.unit(), input.displayUnit(),
                     input.description(), input.start(), input.min(), input.max(),
                     input.nominal()));
         }
         Output output = field.getAnnotation(Output.class);
         if (output != null) {
-            found.add(new Declaration(Kind.OUTPUT, output.unit(), output.displayUnit(),
+            found.add(new Declaration(Variable.Kind.OUTPUT, output.unit(), output.displayUnit(),
                     output.description(), output.start(), output.min(), output.max(),
                     output.nominal()));
         }
         Parameter parameter = field.getAnnotation(Parameter.class);
         if (parameter != null) {
-            found.add(new Declaration(Kind.PARAMETER, parameter.unit(), parameter.displayUnit(),
-                    parameter.description(), parameter.start(), parameter.min(), parameter.max(),
-                    parameter.nominal()));
+            found.add(new Declaration(Variable.Kind.PARAMETER, parameter.unit(),
+                    parameter.displayUnit(), parameter.description(), parameter.start(),
+                    parameter.min(), parameter.max(), parameter.nominal()));
         }
-        if (found.size() > 1) {
-            throw new IllegalArgumentException("has " + found.size()
-                    + " of the annotations @Input, @Output and @Parameter, expected one");
+        if (found.isEmpty()) {
+            return null;
         }
-        return found.isEmpty() ? null : found.get(0);
+        String fault = fault(field, found.size());
+        if (!fault.isEmpty()) {
+            throw new IllegalArgumentException(VariableField.nameOf(field) + " " + fault);
+        }
+        return found.get(0);
     }
 
-    /** The start value of a variable that the model initializes with {@code initial}. */
-    double start(double initial) {
-        if (Double.isNaN(start)) {
-            return initial;
+    private static String fault(Field field, int annotations) {
+        boolean isNumber = field.getType() == double.class;
+        if (annotations > 1) {
+            return "has " + annotations
+                    + " of the annotations @Input, @Output and @Parameter, expected one";
         }
-        if (initial != 0) {
+        if (!isNumber && field.getType() != double[].class) {
+            return "is of the type " + field.getType().getTypeName()
+                    + ", expected double or double[]";
+        }
+        if (Modifier.isStatic(field.getModifiers())) {
+            return "is static, expected a field of each object";
+        }
+        return isNumber && Modifier.isFinal(field.getModifiers())
+                ? "is final, expected a field that can change" : "";
+    }
+
+    /**
+     * Declares a variable that the model initializes with {@code initial}.
+     *
+     * @return its start value
+     */
+    double declare(ModelDescription.Builder model, String name, double initial) {
+        if (!Double.isNaN(start) && initial != 0) {
             throw new IllegalArgumentException("starts at " + initial
                     + " where it is declared and at " + start
                     + " in its annotation, expected one of the two");
         }
-        return start;
-    }
-
-    void declare(ModelDescription.Builder model, String name, double startValue) {
-        switch (kind) {
-            case INPUT:
-                model.input(name, unit, description, startValue);
-                break;
-            case OUTPUT:
-                model.output(name, unit, description, startValue);
-                break;
-            default:
-                model.parameter(name, unit, description, startValue);
-                break;
+        double used = Double.isNaN(start) ? initial : start;
+        try {
+            model.declare(kind, name, unit, description, used)
+                    .range(min, max).nominal(nominal).displayUnit(displayUnit);
+        } catch (IllegalArgumentException e) {
+            throw new IllegalArgumentException("cannot be a variable: " + e.getMessage());
         }
-        model.range(min, max).nominal(nominal).displayUnit(displayUnit);
+        return used;
     }
 }

@@ -97,7 +97,7 @@ public abstract class FieldModel implements Model {
 
     /** What the author may expect to be looked into or called and is not, for the packer. */
     final Set<String> overlooked() {
-        Set<String> sentences = PartSearch.notLookedInto(this);
+        Set<String> sentences = new Parts(this).overlooked();
         for (Class<?> c = getClass(); c != FieldModel.class; c = c.getSuperclass()) {
             try {
                 c.getDeclaredMethod("setUp");
@@ -112,7 +112,7 @@ public abstract class FieldModel implements Model {
 
     private VariableFields fields() {
         if (fields == null) {
-            fields = FieldReader.read(this);
+            fields = new VariableFields(this);
         }
         return fields;
     }

@@ -14,6 +14,8 @@ import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.Collections;
 import java.util.List;
+import java.util.stream.Collectors;
+import java.util.stream.Stream;
 import javax.tools.Diagnostic;
 import javax.tools.DiagnosticCollector;
 import javax.tools.DiagnosticListener;
@@ -50,8 +52,8 @@ final class ModelCompiler {
                 problem = unreadable(texts.get(i));
             }
             if (problem.isEmpty()) {
-                problem = Javac.compile(texts.get(0), new File(texts.get(1)),
-                        texts.subList(3, files), texts.subList(files, texts.size() - 1));
+                problem = new Javac(new File(texts.get(1)), texts.subList(3, files),
+                        texts.subList(files, texts.size() - 1)).compile(texts.get(0));
             }
         } catch (NoClassDefFoundError e) {
             problem = noCompiler(); // a JVM without the module java.compiler
@@ -97,38 +99,33 @@ final class ModelCompiler {
     private static final class Javac {
         private static final String JAVA = System.getProperty("java.specification.version");
 
-        private final JavaCompiler compiler;
-        private final boolean modern; // not that of Java 8
+        private final JavaCompiler compiler = ToolProvider.getSystemJavaCompiler();
+        private final boolean modern = // not that of Java 8
+                compiler != null && compiler.isSupportedOption("--release") == 1;
         private final File classes;
-        private final List<File> classPath = new ArrayList<>();
+        private final List<File> classPath;
         private final List<String> files;
 
-        private Javac(JavaCompiler compiler, File classes, List<String> more, List<String> files) {
-            this.compiler = compiler;
+        Javac(File classes, List<String> more, List<String> files) {
             this.classes = classes;
             this.files = files;
-            modern = compiler.isSupportedOption("--release") == 1;
-            for (String entry : System.getProperty("java.class.path").split(File.pathSeparator)) {
-                classPath.add(new File(entry));
-            }
-            more.forEach(entry -> classPath.add(new File(entry)));
+            String[] host = System.getProperty("java.class.path").split(File.pathSeparator);
+            classPath = Stream.concat(Stream.of(host), more.stream()).map(File::new)
+                    .collect(Collectors.toList());
         }
 
-        static String compile(String release, File classes, List<String> classPath,
-                List<String> files) throws IOException {
-            JavaCompiler compiler = ToolProvider.getSystemJavaCompiler();
+        String compile(String release) throws IOException {
             if (compiler == null) {
                 return noCompiler();
             }
             int oldest = Math.max(OLDEST, Collections.min(compiler.getSourceVersions()).ordinal());
             String version = release.isEmpty() ? String.valueOf(oldest) : release;
-            Javac javac = new Javac(compiler, classes, classPath, files);
             StringWriter said = new StringWriter();
             try {
-                boolean done = javac.run(version, said, null);
+                boolean done = run(version, said, null);
                 print(said.toString());
                 return done ? "" : "the model does not compile for Java " + version
-                        + javac.hints(version, said.toString(), release.isEmpty());
+                        + hints(version, said.toString(), release.isEmpty());
             } catch (IllegalArgumentException e) {
                 return "--release " + version + ": " + Reason.of(e);
             }

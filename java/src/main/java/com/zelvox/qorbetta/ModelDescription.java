@@ -2,10 +2,11 @@ package com.zelvox.qorbetta;
 
 import java.util.ArrayList;
 import java.util.Collections;
+import java.util.EnumMap;
 import java.util.HashSet;
 import java.util.List;
+import java.util.Map;
 import java.util.Set;
-import java.util.stream.Stream;
 
 /**
  * What a model tells about itself: names, units, meanings, start values, and how it is best run.
@@ -73,17 +74,17 @@ public final class ModelDescription {
 
     /** The inputs in the order of declaration; this list and the others cannot be changed. */
     public List<Variable> inputs() {
-        return facts.inputs;
+        return facts.variables.get(Variable.Kind.INPUT);
     }
 
     /** The outputs in the order of declaration. */
     public List<Variable> outputs() {
-        return facts.outputs;
+        return facts.variables.get(Variable.Kind.OUTPUT);
     }
 
     /** The parameters in the order of declaration. */
     public List<Variable> parameters() {
-        return facts.parameters;
+        return facts.variables.get(Variable.Kind.PARAMETER);
     }
 
     /** The units that the model defines; variables may use others besides. */
@@ -122,22 +123,25 @@ public final class ModelDescription {
         String version = "";
         String license = "";
         String copyright = "";
-        List<Variable> inputs = new ArrayList<>();
-        List<Variable> outputs = new ArrayList<>();
-        List<Variable> parameters = new ArrayList<>();
+        Map<Variable.Kind, List<Variable>> variables = new EnumMap<>(Variable.Kind.class);
         List<Unit> units = new ArrayList<>();
         double startTime = Double.NaN;
         double stopTime = Double.NaN;
         double stepSize = Double.NaN;
         double tolerance = Double.NaN;
 
+        Facts() {
+            for (Variable.Kind kind : Variable.Kind.values()) {
+                variables.put(kind, new ArrayList<>());
+            }
+        }
+
         /** A copy that does not change when this one does. */
         Facts frozen() {
             try {
                 Facts copy = (Facts) clone();
-                copy.inputs = frozen(inputs);
-                copy.outputs = frozen(outputs);
-                copy.parameters = frozen(parameters);
+                copy.variables = new EnumMap<>(variables);
+                copy.variables.replaceAll((kind, list) -> frozen(list));
                 copy.units = frozen(units);
                 return copy;
             } catch (CloneNotSupportedException e) {
@@ -207,7 +211,7 @@ public final class ModelDescription {
 
         /** Declares an input, which is {@code start} until the importer sets it. */
         public Builder input(String name, String unit, String description, double start) {
-            return declare(facts.inputs, name, unit, description, start);
+            return declare(Variable.Kind.INPUT, name, unit, description, start);
         }
 
         /** Declares an output that is 0 until the model is initialized. */
@@ -217,12 +221,12 @@ public final class ModelDescription {
 
         /** Declares an output that is {@code start} until the model is initialized. */
         public Builder output(String name, String unit, String description, double start) {
-            return declare(facts.outputs, name, unit, description, start);
+            return declare(Variable.Kind.OUTPUT, name, unit, description, start);
         }
 
         /** Declares a parameter, which is {@code start} until the importer sets it. */
         public Builder parameter(String name, String unit, String description, double start) {
-            return declare(facts.parameters, name, unit, description, start);
+            return declare(Variable.Kind.PARAMETER, name, unit, description, start);
         }
 
         /**
@@ -234,7 +238,7 @@ public final class ModelDescription {
          */
         public Builder range(double min, double max) {
             // What an output starts at is gone when the model is initialized, and in no FMU.
-            return replaceLatest(latest("range").limited(min, max, latest != facts.outputs));
+            return replaceLatest(latest("range").limited(min, max, latest != facts.variables.get(Variable.Kind.OUTPUT)));
         }
 
         /**
@@ -279,20 +283,20 @@ public final class ModelDescription {
 
         /** The finished description. */
         public ModelDescription build() {
-            Stream.of(facts.outputs, facts.inputs, facts.parameters).flatMap(List::stream)
+            facts.variables.values().stream().flatMap(List::stream)
                     .filter(variable -> !variable.displayUnit().isEmpty())
                     .forEach(this::checkDisplayUnit);
             return new ModelDescription(facts.frozen());
         }
 
-        private Builder declare(List<Variable> group, String name, String unit, String description,
+        Builder declare(Variable.Kind kind, String name, String unit, String description,
                 double start) {
             Variable variable = Variable.of(name, unit, description, start);
             if (!variableNames.add(name)) {
                 throw new IllegalArgumentException("variable '" + name + "' is declared twice");
             }
-            group.add(variable);
-            latest = group;
+            latest = facts.variables.get(kind);
+            latest.add(variable);
             return this;
         }
 

@@ -1,12 +1,15 @@
 package com.zelvox.qorbetta;
 
 import java.io.BufferedReader;
+import java.io.File;
 import java.io.IOException;
 import java.io.InputStreamReader;
 import java.lang.reflect.Modifier;
 import java.net.URL;
 import java.nio.charset.StandardCharsets;
 import java.util.Collections;
+import java.util.List;
+import java.util.Map;
 import java.util.Set;
 import java.util.TreeMap;
 import java.util.TreeSet;
@@ -28,13 +31,13 @@ final class ModelFinder {
     /**
      * Searches no jar yet.
      *
-     * @param loader the class loader of all jars
-     * @param model the jars that may hold the model
-     * @param where what the user calls them
+     * @param jars their names in the directory
+     * @param count how many of them, from the first one on, may hold the model
+     * @param where what the user calls these
      */
-    ModelFinder(JarLoader loader, UnitResources model, String where) {
-        this.loader = loader;
-        own = model.open();
+    ModelFinder(File directory, List<String> jars, int count, String where) {
+        loader = new UnitResources(directory, "", jars).open();
+        own = new UnitResources(directory, "", jars.subList(0, count)).open();
         this.where = where;
     }
 
@@ -55,9 +58,8 @@ final class ModelFinder {
         if (named.size() == 1) {
             return load(named.iterator().next(), SERVICE + " in " + where);
         }
-        Set<String> models = new TreeSet<>();
         TreeMap<String, String> faults = new TreeMap<>();
-        search(models, faults);
+        Set<String> models = search(faults);
         if (models.size() > 1) {
             throw choice(where + " has", models);
         }
@@ -96,22 +98,20 @@ final class ModelFinder {
     }
 
     private Class<? extends Model> load(String name, String source) {
-        Class<?> found;
-        String fault;
         try {
-            found = Class.forName(name, false, loader);
-            fault = faultOf(found);
+            Class<?> found = Class.forName(name, false, loader);
+            String fault = faultOf(found);
+            if (fault == null) {
+                return found.asSubclass(Model.class);
+            }
+            throw new IllegalStateException(name + " " + fault
+                    + (Model.class.isAssignableFrom(found) ? "" : candidates()));
         } catch (ClassNotFoundException e) {
             throw new IllegalStateException(source + " names " + name + ", and there is no such class"
                     + candidates());
         } catch (LinkageError e) {
             throw new IllegalStateException("the model " + name + " cannot be loaded: " + reason(e));
         }
-        if (fault != null) {
-            throw new IllegalStateException(name + " " + fault
-                    + (Model.class.isAssignableFrom(found) ? "" : candidates()));
-        }
-        return found.asSubclass(Model.class);
     }
 
     /** Why the class cannot be packed, or null. */
@@ -152,8 +152,9 @@ final class ModelFinder {
         return names;
     }
 
-    /** Looks at every class in the model's jars; the faults are of those that come near. */
-    private void search(Set<String> models, TreeMap<String, String> faults) {
+    /** Finds the models among all classes in the jars; the faults are of those that come near. */
+    private Set<String> search(Map<String, String> faults) {
+        Set<String> models = new TreeSet<>();
         for (String entry : own.names()) {
             if (!entry.endsWith(".class") || entry.startsWith("META-INF/")) {
                 continue;
@@ -171,11 +172,11 @@ final class ModelFinder {
                 faults.put(name, name + " cannot be loaded: " + reason(e));
             }
         }
+        return models;
     }
 
     private String candidates() {
-        Set<String> models = new TreeSet<>();
-        search(models, new TreeMap<>());
+        Set<String> models = search(new TreeMap<>());
         return models.isEmpty() ? " in " + where
                 : "; the models in " + where + ": " + String.join(", ", models);
     }

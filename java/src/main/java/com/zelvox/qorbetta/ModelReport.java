@@ -31,22 +31,15 @@ final class ModelReport {
         try {
             List<String> texts = Arrays.asList(
                     new String(question, StandardCharsets.UTF_8).split("\0", -1));
-            File directory = new File(texts.get(0));
+            ModelFinder finder = new ModelFinder(new File(texts.get(0)),
+                    texts.subList(4, texts.size() - 1), Integer.parseInt(texts.get(3)), texts.get(2));
             report.add("");
-            report.addModel(directory, texts.get(1), texts.get(2),
-                    Integer.parseInt(texts.get(3)), texts.subList(4, texts.size() - 1));
+            report.addClass(finder.find(texts.get(1)));
         } catch (Throwable e) {
             report.texts.setLength(0);
             report.add(Reason.of(e).replace('\0', ' '));
         }
         return report.texts.toString().getBytes(StandardCharsets.UTF_8);
-    }
-
-    private void addModel(File directory, String wanted, String where, int own,
-            List<String> jars) throws Throwable {
-        JarLoader loader = new UnitResources(directory, wanted, jars).open();
-        UnitResources model = new UnitResources(directory, wanted, jars.subList(0, own));
-        addClass(new ModelFinder(loader, model, where).find(wanted));
     }
 
     private void addClass(Class<? extends Model> model) throws Throwable {

@@ -80,24 +80,17 @@ final class ModelSource {
         }
     }
 
-    /** The classes that META-INF/services names as models, for the loader and its parents. */
-    static List<Class<? extends Model>> named(ClassLoader loader) {
+    private static ModelSource onClassPath(String resourceLocation) {
         List<Class<? extends Model>> found = new ArrayList<>();
         try {
-            for (Model model : ServiceLoader.load(Model.class, loader)) {
-                found.add(model.getClass());
-            }
+            // The loader of a thread that native code attached knows nothing of the class path.
+            ServiceLoader.load(Model.class, ModelSource.class.getClassLoader())
+                    .forEach(model -> found.add(model.getClass()));
         } catch (ServiceConfigurationError e) {
             // The message begins with the name of the file.
             throw new IllegalStateException("META-INF/services/" + e.getMessage()
                     + (e.getCause() == null ? "" : ": " + Reason.of(e.getCause())));
         }
-        return found;
-    }
-
-    private static ModelSource onClassPath(String resourceLocation) {
-        // The class loader of a thread that native code attached knows nothing of the class path.
-        List<Class<? extends Model>> found = named(ModelSource.class.getClassLoader());
         if (found.size() != 1) {
             throw new IllegalStateException("expected a file " + UnitResources.FILE
                     + " in the resources ("

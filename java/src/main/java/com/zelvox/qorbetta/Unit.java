@@ -4,6 +4,7 @@ import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.Collections;
 import java.util.List;
+import java.util.stream.Collectors;
 
 /**
  * What a unit's name means in SI base units, for instance
@@ -143,12 +144,8 @@ public final class Unit {
 
     /** The display units in the order in which they were named. */
     public List<Unit> displayUnits() {
-        List<Unit> units = new ArrayList<>();
-        for (Unit unit : displayUnits) {
-            units.add(new Unit(unit.name, exponents, unit.factor, unit.offset,
-                    Collections.emptyList()));
-        }
-        return units;
+        return displayUnits.stream().map(unit -> new Unit(unit.name, exponents, unit.factor,
+                unit.offset, Collections.emptyList())).collect(Collectors.toList());
     }
 
     /** The display unit of that name; null when there is none. */

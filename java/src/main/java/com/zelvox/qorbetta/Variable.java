@@ -2,6 +2,8 @@ package com.zelvox.qorbetta;
 
 /** One input, output or parameter of a model: a real number with a name. Immutable. */
 public final class Variable {
+    enum Kind { OUTPUT, INPUT, PARAMETER }
+
     private final String name;
     private final String unit;
     private final String displayUnit;

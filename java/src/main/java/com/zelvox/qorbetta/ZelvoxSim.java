@@ -48,25 +48,19 @@ public class ZelvoxSim {
      * @param resourceLocation the URI of the unit's resources; may be empty
      */
     public boolean doInstantiate(String instanceName, String resourceLocation) {
-        try {
+        return done(() -> {
             refuseIfLiving(instances.get(instanceName)); // before a model is made
             Instance instance = Instance.begin(instanceName, resourceLocation);
-            Instance[] old = {null};
+            Instance over = instance;
             try {
-                instances.compute(instanceName, (name, now) -> {
-                    refuseIfLiving(now); // it came or went on while the model was made
-                    old[0] = now;
-                    return instance;
-                });
-            } catch (RuntimeException e) {
-                instance.free();
-                throw e;
+                synchronized (instances) { // of two that begin at once one is refused
+                    refuseIfLiving(instances.get(instanceName));
+                    over = instances.put(instanceName, instance);
+                }
+            } finally {
+                free(over);
             }
-            free(old[0]);
-            return true;
-        } catch (RuntimeException e) {
-            return failed(e);
-        }
+        });
     }
 
     /** The reason of the latest failure of any instance; empty when there was none. */
@@ -77,7 +71,7 @@ public class ZelvoxSim {
     /** One of the three counts of the layout as a decimal text; empty for everything else. */
     public String getProp(String instanceName, String key) {
         Instance instance = known(instanceName);
-        if (instance != null) {
+        if (instance != null) { // asked before each step, for which a map of them is too slow
             switch (key) {
                 case "number_of_reals":
                     return instance.numberOfReals;
@@ -97,22 +91,13 @@ public class ZelvoxSim {
      */
     public boolean doSetupExperiment(String instanceName, double startTime, boolean stopTimeDefined,
             double stopTime) {
-        try {
-            find(instanceName).setUp(startTime, stopTimeDefined ? stopTime : Double.NaN);
-            return true;
-        } catch (RuntimeException e) {
-            return failed(e);
-        }
+        return done(() -> find(instanceName)
+                .setUp(startTime, stopTimeDefined ? stopTime : Double.NaN));
     }
 
     /** Initializes the model with the inputs and parameters that were set so far. */
     public boolean doInitializeModel(String instanceName) {
-        try {
-            find(instanceName).initialize();
-            return true;
-        } catch (RuntimeException e) {
-            return failed(e);
-        }
+        return done(() -> find(instanceName).initialize());
     }
 
     /**
@@ -128,11 +113,7 @@ public class ZelvoxSim {
 
     /** Ends the run. */
     public void doTerminate(String instanceName) {
-        try {
-            find(instanceName).terminate();
-        } catch (IllegalStateException e) {
-            failed(e); // there is none of that name
-        }
+        done(() -> find(instanceName).terminate());
     }
 
     /** Frees the model and forgets the instance, if there is one of that name. */
@@ -175,12 +156,7 @@ public class ZelvoxSim {
 
     /** Advances the model by one step, with inputs that are constant during it. */
     public boolean doStepModel(String instanceName, double time, double stepSize, double[] inputs) {
-        try {
-            find(instanceName).step(time, stepSize, inputs);
-            return true;
-        } catch (RuntimeException e) {
-            return failed(e);
-        }
+        return done(() -> find(instanceName).step(time, stepSize, inputs));
     }
 
     private Instance known(String instanceName) {
@@ -216,6 +192,16 @@ public class ZelvoxSim {
                     + " terminate that one first; what an interrupted run has left behind in Python,"
                     + " zelvox.forget_instances() frees"
                     : "has not begun: give each instance a name of its own"));
+        }
+    }
+
+    /** Does what the library asks for, or keeps the reason why not. */
+    private boolean done(Runnable call) {
+        try {
+            call.run();
+            return true;
+        } catch (RuntimeException e) {
+            return failed(e);
         }
     }
 

@@ -300,14 +300,6 @@ class AnyFmu(Stubbed):
         err = self.finish(self.start("-c", script, program="bash", env={"STUB_TRACE": "/dev/null"}), 141)[1]
         self.assertRegex(err, r"\Azelvox: the standard output was closed by its reader; the run stopped at t=\S+\n\Z")
 
-    def test_fmu_that_hangs_is_left_after_one_signal(self):
-        os.mkfifo(self.home / "gate")
-        env = {"STUB_GATE": "gate", "STUB_TRACE": str(self.home / "trace")}
-        process = self.start("simulate", self.stub(), "--stop-time=4", "--output-interval=1", env=env)
-        with open(self.home / "gate", "wb"):
-            process.send_signal(signal.SIGINT)
-            self.assertIn("ended by SIGINT while waiting for fmi2", self.finish(process, 130)[1])
-
     def test_picture_has_a_panel_for_each_unit_and_a_line_for_each_variable(self):
         self.write("gnuplot", """#!/bin/sh
 for script; do :; done

@@ -38,10 +38,6 @@ class Identity(Importer):
         guids.append(self.identity(*jar, "--jar", "c.jar")[0])
         self.assertEqual(len({*guids, *same}), len(guids))
 
-    def test_identifier_is_the_name_as_c_writes_it(self):
-        for name, expected in ("struct", "model_struct"), ("while", "model_while"), ("Prüfstand", "Pr_fstand_[0-9A-F]{8}"):
-            self.assertRegex(self.identity("--jar", ODD_JAR, f"--jvm-option=-Dname={name}")[1], rf"\A{expected}\Z")
-
     def test_binary_insists_on_the_guid_of_its_fmu(self):
         self.assertEqual(self.python(f"""
 Instance('odd', 'odd', ODD).free()

@@ -1,5 +1,6 @@
 // Which causality, variability and initial a variable may have together, and which of them ask for
-// a start value: the tables of FMI 2.0.2, 2.2.7.
+// a start value, as FMI 2.0.2 has them in the tables of its section 2.2.7: an input, for instance,
+// is discrete or continuous, has no initial and needs a start value.
 #pragma once
 
 #include <string_view>

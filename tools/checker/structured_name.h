@@ -1,4 +1,5 @@
-// The names of variables where variableNamingConvention is structured (FMI 2.0.2, 2.2.9).
+// The names of variables where variableNamingConvention is structured: names of C, arrays and
+// quoted texts with dots between them, by the grammar of FMI 2.0.2, 2.2.9.
 #pragma once
 
 #include <string_view>

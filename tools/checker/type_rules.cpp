@@ -8,7 +8,7 @@
 namespace {
 
 // The unit that a variable or type itself names. A display unit that its unit does not define means
-// nothing, and nobody is to mind it.
+// nothing by the standard, and is no fault.
 void checkUnitOf(const pugi::xml_node& real, std::string_view unit, const Subject& description,
                  const Report& report) {
   if (real.attribute("unit") && !description.units.contains(unit))

@@ -41,8 +41,8 @@ void runBatch(Options& options) {
   Batch runs(batch, fmu.description());
   if (options.show) return runs.show();
   fmu.startJvmIfNeeded();
-  // A reset makes a new object of a Java model anyway. A new instance would be of classes that are
-  // loaded anew, as they live as long as an instance.
+  // A reset instance of a Java model has a new object of it. A new instance would also load the
+  // model's classes anew, as they go with the last instance.
   runs.run(fmu.path(), fmu.usesJvm());
   if (!batch.quiet && !toStdout) runs.summarize();
   if (interrupted() != 0)

@@ -72,7 +72,8 @@ int runToTheEnd(int argc, char* argv[]) {
   try {
     const int code = run(argc, argv);
     flushStandardOutput();
-    // Nobody but the writing thread hears that a file could not grow, and it may not have minded.
+    // Only the thread that writes is told that a file could not grow, and code of an FMU may have
+    // ignored it.
     if (interrupted() == SIGXFSZ)
       return complain("a file cannot grow any more (ulimit -f)", ExitCode::failed);
     return code;

@@ -12,7 +12,7 @@
 namespace {
 
 constexpr std::size_t rowsOfATable = 8;
-// One name that is as long as a book leaves the table narrow.
+// A longer text makes its own line long, and not the column wide for all.
 constexpr std::size_t widestColumn = 80;
 
 struct Column {

@@ -89,8 +89,8 @@ Entry checkedEntry(zip_t* archive, const fs::path& path, std::uint64_t index) {
   if (name == nullptr || zip_stat_index(archive, index, 0, &stat) != 0) {
     refuse(path, std::string("cannot be read: ") + zip_strerror(archive));
   }
-  // What is not UTF-8 is of another code page. libzip takes it for the one of DOS: which one it is
-  // matters to nobody but a reader of the name.
+  // What is not UTF-8 is of another code page. libzip takes it for the one of DOS, and the letters
+  // may then be others than were meant, which does no harm.
   const char* const utf8 = zip_get_name(archive, index, ZIP_FL_ENC_GUESS);
   if (utf8 == nullptr) refuseEntry(path, name, "has a name that cannot be read");
   if (const char* const problem = problemOf(utf8)) refuseEntry(path, utf8, problem);

@@ -110,7 +110,7 @@ class Reader {
     variable.unit = text("unit").value();
     variable.displayUnit = findDisplayUnit(variable.unit, text("displayUnit").value());
     variable.relativeQuantity = isTrue(text("relativeQuantity"));
-    // FMI 2.0.2, 2.2.3.
+    // A difference of two values is converted by the factor alone (FMI 2.0.2, 2.2.3).
     if (variable.displayUnit && variable.relativeQuantity) variable.displayUnit->offset = 0.0;
     if (variable.type == "Boolean") {
       const auto start = own.attribute("start");

@@ -8,7 +8,8 @@
 
 #include "fmu_file/archive_writer.h"
 
-// The model's name as a C identifier of at most 63 characters (FMI 2.0.2, 2.2.1): what stands
+// The model's name as a C identifier, which FMI 2.0.2, 2.2.1 demands as it begins the names of C
+// functions where an FMU is linked statically, of at most 63 characters: what stands
 // between letters and digits becomes one underscore. A name that loses letters by that, or its end,
 // gets eight digits which are its own, and one that is no identifier by then "model_" before it.
 std::string modelIdentifierOf(const std::string& modelName);

@@ -40,7 +40,7 @@ TEST(ModelIdentifier, IsTheNameAsCWritesIt) {
                                                {"my__tank_", "my__tank_"},
                                                {"3 tanks", "model_3_tanks"},
                                                {"&", "model"},
-                                               {"struct", "model_struct"},
+                                               {"while", "model_while"},
                                                {"thread_local", "model_thread_local"},
                                                {"Struct", "Struct"},
                                                {"Prüfstand", "Pr_fstand_[0-9A-F]{8}"},

@@ -1,5 +1,5 @@
-/* A program whose threads live in all ways that POSIX and C allow. threads CASE... runs the cases
-   one after the other and prints what each found; a case that hangs ends the program by SIGALRM. */
+/* A program whose threads live in all ways that POSIX and C allow. threads CASE runs the function
+   case_CASE, which prints what it found; when it hangs, SIGALRM ends the program. */
 
 #define _GNU_SOURCE
 #include <dlfcn.h>
@@ -17,6 +17,7 @@
 
 static JavaVM* vm;
 static JNIEnv* mainEnv;
+static sem_t done, held, leave;
 
 static JNIEnv* environment(void) {
   JNIEnv* env = NULL;
@@ -33,68 +34,70 @@ static int probe(JNIEnv* env, const char* method) {
   return (*env)->ExceptionCheck(env) ? -1 : answer;
 }
 
+static void* letter(char found) {
+  return (void*)(long)found;
+}
+
 /* The result of a thread: 'd' attached as a daemon, 'a' attached otherwise, '-' not attached. */
 static void* state(void* unused) {
   JNIEnv* const env = environment();
   (void)unused;
-  return (void*)(long)(env == NULL ? '-' : probe(env, "isDaemon") ? 'd' : 'a');
+  return letter(env == NULL ? '-' : probe(env, "isDaemon") ? 'd' : 'a');
 }
 
 static int c11State(void* unused) {
   return (int)(long)state(unused);
 }
 
-static char run(void* (*routine)(void*), void* argument, size_t stack) {
+static pthread_t start(void* (*routine)(void*), void* argument) {
   pthread_t thread;
-  pthread_attr_t attributes;
+  if (pthread_create(&thread, NULL, routine, argument) != 0) abort();
+  return thread;
+}
+
+static char join(pthread_t thread) {
   void* result = NULL;
-  pthread_attr_init(&attributes);
-  if (stack > 0) pthread_attr_setstacksize(&attributes, stack);
-  const int problem = pthread_create(&thread, &attributes, routine, argument);
-  pthread_attr_destroy(&attributes);
-  if (problem != 0) return 'e';
   pthread_join(thread, &result);
   return result == PTHREAD_CANCELED ? 'c' : (char)(long)result;
 }
 
-static void plain(void) {
+static char run(void* (*routine)(void*), void* argument) {
+  return join(start(routine, argument));
+}
+
+void case_plain(void) {
   thrd_t thread;
   int result = 'e';
   if (thrd_create(&thread, c11State, NULL) == thrd_success) thrd_join(thread, &result);
-  printf("%c%c", run(state, NULL, 0), result);
+  printf("%c%c", run(state, NULL), result);
 }
 
-/* A stack of the program's own, in which each thread leaves nothing that the next one minds. */
-static char onOwnStack(void) {
-  const size_t size = 1 << 20;
-  char* const stack = aligned_alloc(4096, size);
-  void* result = NULL;
-  for (int i = 0; i < 2; ++i) {
-    pthread_t thread;
-    pthread_attr_t attributes;
-    memset(stack, 0, size);
-    pthread_attr_init(&attributes);
-    pthread_attr_setstack(&attributes, stack, size);
-    pthread_create(&thread, &attributes, state, NULL);
-    pthread_attr_destroy(&attributes);
-    pthread_join(thread, &result);
-  }
-  free(stack);
-  return (char)(long)result;
+/* On a stack of that size, or of the program's own. */
+static char stateOn(size_t size, void* stack) {
+  pthread_t thread;
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  if (stack == NULL) pthread_attr_setstacksize(&attributes, size);
+  if (stack != NULL) pthread_attr_setstack(&attributes, memset(stack, 0, size), size);
+  const int problem = pthread_create(&thread, &attributes, state, NULL);
+  pthread_attr_destroy(&attributes);
+  return problem != 0 ? 'e' : join(thread);
 }
 
-static void stacks(void) {
+void case_stacks(void) {
   const size_t sizes[] = {(size_t)sysconf(_SC_THREAD_STACK_MIN), 64 << 10, 256 << 10, 1 << 20};
-  for (size_t i = 0; i < sizeof sizes / sizeof *sizes; ++i) putchar(run(state, NULL, sizes[i]));
-  putchar(onOwnStack());
+  for (size_t i = 0; i < sizeof sizes / sizeof *sizes; ++i) putchar(stateOn(sizes[i], NULL));
+  /* Each thread leaves nothing there that the next one minds. */
+  void* const stack = aligned_alloc(4096, 1 << 20);
+  stateOn(1 << 20, stack);
+  putchar(stateOn(1 << 20, stack));
 }
 
-static sem_t done, held, leave;
 static char seen[4];
 static pthread_key_t key;
 
-static void cleanedUp(void* letter) {
-  seen[0] = (char)(long)letter;
+static void cleanedUp(void* found) {
+  seen[0] = (char)(long)found;
 }
 
 /* The destructor of another key, which asks to be called again once. */
@@ -105,32 +108,28 @@ static void destroyed(void* round) {
 
 static void* exits(void* how) {
   pthread_setspecific(key, (void*)1L);
-  pthread_cleanup_push(cleanedUp, (void*)(long)'x');
-  if (how == NULL) pthread_exit((void*)(long)'p');
+  pthread_cleanup_push(cleanedUp, letter('x'));
+  if (how == NULL) pthread_exit(letter('p'));
   sem_post(&done);
   for (;;) pause();
   pthread_cleanup_pop(0);
   return NULL;
 }
 
-static void ends(void) {
+void case_ends(void) {
   pthread_key_create(&key, destroyed);
-  memset(seen, 0, sizeof seen);
-  putchar(run(exits, NULL, 0));
+  putchar(run(exits, NULL));
   printf("%s ", seen);
 
-  pthread_t thread;
-  void* result = NULL;
   memset(seen, 0, sizeof seen);
-  sem_init(&done, 0, 0);
-  pthread_create(&thread, NULL, exits, &done);
+  pthread_t thread = start(exits, &done);
   pthread_cancel(thread); /* while the thread is being attached, perhaps */
-  pthread_join(thread, &result);
-  pthread_create(&thread, NULL, exits, &done);
+  join(thread);
+  thread = start(exits, &done);
   sem_wait(&done);
   pthread_cancel(thread);
-  pthread_join(thread, &result);
-  printf("%c%s", result == PTHREAD_CANCELED ? 'c' : 'e', seen);
+  putchar(join(thread));
+  fputs(seen, stdout);
 }
 
 static void* post(void* unused) {
@@ -151,8 +150,7 @@ static void* calls(void* method) {
 }
 
 static pthread_t hold(void) {
-  pthread_t holding;
-  pthread_create(&holding, NULL, calls, "holdThreads");
+  const pthread_t holding = start(calls, "holdThreads");
   while (!probe(mainEnv, "isHolding")) usleep(1000);
   return holding;
 }
@@ -160,7 +158,7 @@ static pthread_t hold(void) {
 static void release(pthread_t holding) {
   usleep(50000); /* time for the others to come to where they have to wait */
   probe(mainEnv, "release");
-  pthread_join(holding, NULL);
+  join(holding);
 }
 
 static void* canceled(void* result) {
@@ -175,37 +173,29 @@ static void* pauses(void* unused) {
   return unused;
 }
 
-static void cancels(void) {
-  pthread_t thread;
-  void* result = NULL;
-  sem_init(&done, 0, 0);
-  sem_init(&held, 0, 0);
+void case_cancels(void) {
   pthread_t holding = hold();
-  pthread_create(&thread, NULL, pauses, NULL);
+  pthread_t thread = start(pauses, NULL);
   usleep(50000);
   pthread_cancel(thread);
   release(holding);
-  pthread_join(thread, &result);
-  putchar(result == PTHREAD_CANCELED ? 'c' : 'e');
+  putchar(join(thread));
 
-  pthread_create(&thread, NULL, canceled, (void*)(long)'r');
+  thread = start(canceled, letter('r'));
   sem_wait(&done);
   holding = hold();
   sem_post(&held);
   release(holding);
-  pthread_join(thread, &result);
-  putchar((char)(long)result);
+  putchar(join(thread));
 }
 
 /* Thousands of short threads, half of them detached: how many more the JVM knows afterwards. */
-static void many(void) {
+void case_many(void) {
   const int before = probe(mainEnv, "threads");
-  sem_init(&done, 0, 0);
   for (int i = 0; i < 3000; ++i) {
-    pthread_t thread;
-    if (pthread_create(&thread, NULL, post, NULL) != 0) abort();
+    const pthread_t thread = start(post, NULL);
     if (i % 2 == 0) pthread_detach(thread);
-    if (i % 2 == 1) pthread_join(thread, NULL);
+    if (i % 2 == 1) join(thread);
     sem_wait(&done);
   }
   int more = probe(mainEnv, "threads") - before;
@@ -224,16 +214,16 @@ static void* inherited(void* unused) {
   for (int number = 1; number < 32; ++number)
     if (number != SIGKILL && number != SIGSTOP && !sigismember(&blocked, number) &&
         number != SIGSEGV && number != SIGBUS && number != SIGFPE && number != SIGILL)
-      return (void*)(long)'s';
-  return (void*)(long)(problem != 0 ? 'n' : cancelation != PTHREAD_CANCEL_ENABLE ? 'c' : 'i');
+      return letter('s');
+  return letter(problem != 0 ? 'n' : cancelation != PTHREAD_CANCEL_ENABLE ? 'c' : 'i');
 }
 
-static void inherits(void) {
+void case_inherits(void) {
   sigset_t all, before;
   sigfillset(&all);
   pthread_sigmask(SIG_SETMASK, &all, &before);
   errno = EINTR;
-  putchar(run(inherited, NULL, 0));
+  putchar(run(inherited, NULL));
   pthread_sigmask(SIG_SETMASK, &before, NULL);
 }
 
@@ -242,15 +232,15 @@ static void* byItself(void* again) {
   void* env = NULL;
   (*vm)->AttachCurrentThread(vm, &env, NULL);
   (*vm)->DetachCurrentThread(vm);
-  if (environment() != NULL) return (void*)(long)'e';
+  if (environment() != NULL) return letter('e');
   if (again != NULL) (*vm)->AttachCurrentThread(vm, &env, NULL);
   return state(NULL);
 }
 
-static void byThemselves(void) {
+void case_byThemselves(void) {
   const int before = probe(mainEnv, "threads");
-  putchar(run(byItself, NULL, 0));
-  putchar(run(byItself, &vm, 0));
+  putchar(run(byItself, NULL));
+  putchar(run(byItself, &vm));
   printf("%d", probe(mainEnv, "threads") - before);
 }
 
@@ -264,34 +254,29 @@ static void* forking(void* how) {
   const pid_t child = fork();
   if (child == 0) {
     alarm(20);
-    const char letter = run(post, NULL, 0);
-    if (how == NULL) _exit(letter != 0);
+    const char found = run(post, NULL);
+    if (how == NULL) _exit(found != 0);
     pthread_exit(NULL); /* the last thread of its process */
   }
   sem_post(&done);
   waitpid(child, &status, 0);
-  return (void*)(long)(status == 0 ? 'f' : 'e');
+  return letter(status == 0 ? 'f' : 'e');
 }
 
-static void forks(void) {
-  sem_init(&done, 0, 0);
-  sem_init(&held, 0, 0);
+void case_forks(void) {
   for (int i = 0; i < 2; ++i) {
-    pthread_t thread;
-    void* result = NULL;
-    pthread_create(&thread, NULL, forking, i == 0 ? NULL : &vm);
+    const pthread_t thread = start(forking, i == 0 ? NULL : &vm);
     sem_wait(&done);
     const pthread_t holding = hold();
     sem_post(&held);
     sem_wait(&done);
     release(holding);
-    pthread_join(thread, &result);
-    putchar((char)(long)result);
+    putchar(join(thread));
   }
 }
 
 /* What the JVM answers in the child, in whose place nobody would answer. */
-static void asks(void) {
+void case_asks(void) {
   int status = 0;
   fflush(stdout);
   const pid_t child = fork();
@@ -308,16 +293,16 @@ static void asks(void) {
 }
 
 /* Libraries may start a thread and wait for it, while the loader holds its lock. */
-static void loads(void) {
+void case_loads(void) {
   putchar(dlopen(getenv("WAITING"), RTLD_NOW) != NULL ? 'l' : 'e');
 }
 
 /* Java's own threads go on as ever, as do the programs that Java runs. */
-static void java(void) {
+void case_java(void) {
   printf("%d%d", probe(mainEnv, "startsThreads"), probe(mainEnv, "runsPrograms"));
 }
 
-static void exitsInJava(void) {
+void case_exit(void) {
   fflush(stdout);
   probe(mainEnv, "exit");
 }
@@ -339,19 +324,14 @@ static void* ending(void* unused) {
 static volatile int stopped;
 
 static void* starts(void* unused) {
-  while (!stopped) run(post, NULL, 0);
+  while (!stopped) run(post, NULL);
   return unused;
 }
 
 static void destroy(void* (*routine)(void*)) {
-  pthread_t waiting, moving, releasing;
-  void* result = NULL;
-  sem_init(&done, 0, 0);
-  sem_init(&held, 0, 0);
-  sem_init(&leave, 0, 0);
-  pthread_create(&waiting, NULL, waits, NULL);
-  pthread_create(&moving, NULL, routine, NULL);
-  pthread_create(&releasing, NULL, calls, "releaseSoon");
+  const pthread_t waiting = start(waits, NULL);
+  const pthread_t moving = start(routine, NULL);
+  const pthread_t releasing = start(calls, "releaseSoon");
   while (!probe(mainEnv, "isReleasing")) usleep(1000);
   sem_wait(&done);
   /* The two in Java itself may stay there, where the JVM stops them for ever at its end. */
@@ -362,16 +342,16 @@ static void destroy(void* (*routine)(void*)) {
   printf("%d", (*vm)->DestroyJavaVM(vm));
   stopped = 1;
   sem_post(&held);
-  pthread_join(moving, NULL);
-  pthread_join(waiting, &result);
-  printf("%c%c", (char)(long)result, run(state, NULL, 0));
+  join(moving);
+  putchar(join(waiting));
+  putchar(run(state, NULL));
 }
 
-static void destroysEnding(void) {
+void case_destroysEnding(void) {
   destroy(ending);
 }
 
-static void destroysStarting(void) {
+void case_destroysStarting(void) {
   destroy(starts);
 }
 
@@ -381,48 +361,28 @@ static void* works(void* unused) {
 }
 
 static void atEnd(void) {
-  printf("%c\n", run(state, NULL, 0));
+  printf("%c\n", run(state, NULL));
   fflush(stdout);
 }
 
 /* The process ends while a thread is in Java, and starts one more. */
-static void leaves(void) {
-  pthread_t thread;
-  if ((char)(long)run(state, NULL, 0) == 'd') pthread_create(&thread, NULL, works, NULL);
+void case_leaves(void) {
+  if (run(state, NULL) == 'd') start(works, NULL);
   atexit(atEnd);
 }
 
-static const struct {
-  const char* name;
-  void (*run)(void);
-} cases[] = {{"plain", plain},
-             {"stacks", stacks},
-             {"ends", ends},
-             {"cancels", cancels},
-             {"many", many},
-             {"inherits", inherits},
-             {"byThemselves", byThemselves},
-             {"forks", forks},
-             {"asks", asks},
-             {"loads", loads},
-             {"java", java},
-             {"exit", exitsInJava},
-             {"destroysEnding", destroysEnding},
-             {"destroysStarting", destroysStarting},
-             {"leaves", leaves}};
-
-int main(int count, char** names) {
+int main(int count, char** words) {
   jint (*const created)(JavaVM**, jsize, jsize*) =
       (jint(*)(JavaVM**, jsize, jsize*))dlsym(RTLD_DEFAULT, "JNI_GetCreatedJavaVMs");
+  char name[40];
   jsize vms = 0;
-  if (created == NULL || created(&vm, 1, &vms) != JNI_OK || vms != 1) return 1;
+  if (created == NULL || created(&vm, 1, &vms) != JNI_OK || vms != 1 || count != 2) return 1;
   mainEnv = environment();
+  snprintf(name, sizeof name, "case_%s", words[1]);
+  void (*const chosen)(void) = (void (*)(void))dlsym(RTLD_DEFAULT, name);
+  if (chosen == NULL) return 1;
   alarm(20);
-  for (int i = 1; i < count; ++i)
-    for (size_t j = 0; j < sizeof cases / sizeof *cases; ++j)
-      if (strcmp(names[i], cases[j].name) == 0) {
-        cases[j].run();
-        putchar('\n');
-      }
+  chosen();
+  putchar('\n');
   return 0;
 }

@@ -126,6 +126,17 @@ print(worker.exitcode)"""), [FORKED, "", "fmi2DoStep: ['Error: ']", "0"])
         self.assertEqual(self.zelvox("exec", "--class-path", "outer.jar", "--", "env", ZELVOX, "exec", "--class-path",
                                      "inner.jar", "--", sys.executable, "-c", options)[0], f"True {SANITIZERS}\n")
 
+    def test_variable_that_stands_twice_is_taken_out_twice(self):
+        self.assertEqual(self.zelvox("-c", f"""
+import os, sys
+class Twice(dict):
+    def __len__(self): return super().__len__() + 1
+    def keys(self): return [*super().keys(), 'ZELVOX_JVM_LIBRARY']
+    def values(self): return [*super().values(), 'again']
+show = "import os; print([name for name in os.environ if 'ZELVOX' in name])"
+os.execve({ZELVOX!r}, ['zelvox', 'exec', '--', sys.executable, '-c', show], Twice(os.environ, ZELVOX_JVM_LIBRARY='once'))
+""", program=sys.executable)[0], "[]\n")
+
     def test_program_that_takes_no_preloads_is_named_and_its_children_get_nothing_of_ours(self):
         def says(reason, *command, program=STATIC, options=(), runs=True, out="none\n", **env):
             with self.subTest(command=command):

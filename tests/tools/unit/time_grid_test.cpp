@@ -1,8 +1,10 @@
-// Communication points and rows, for runs that are a whole number of steps.
+// Communication points and rows.
 #include "experiment/time_grid.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <limits>
 
 #include "ending/failure.h"
@@ -28,8 +30,13 @@ TEST(TimeGrid, HasItsRowsAWholeNumberOfStepsApart) {
                                   {0, 1e308, {}, 1e307, 1e307, 10},
                                   {-1e-300, 1e-300, {}, 1e-301, 1e-301, 20},
                                   {epoch, epoch + 0.15, 0.01, 0.01, 0.01, 15},
-                                  {epoch, epoch + 1e-5, 1e-6, 1e-6, 1e-6, 10}}) {
-    const TimeGrid grid({start, stop, given, step}, ModelDescription());
+                                  {epoch, epoch + 1e-5, 1e-6, 1e-6, 1e-6, 10},
+                                  {0, 0.31, 0.1, 0.1, 0.1, 4},
+                                  {0, 0.2999999999, 0.1, 0.1, 0.1, 3},
+                                  {0, 0.3000000001, 0.1, 0.1, 0.1, 3}}) {
+    ModelDescription model;
+    model.variableStepSize = true;
+    const TimeGrid grid({start, stop, given, step}, model);
     EXPECT_EQ(grid.steps, steps);
     long long row = 0;
     for (long long i = 0; i <= grid.steps; ++i) {
@@ -42,6 +49,12 @@ TEST(TimeGrid, HasItsRowsAWholeNumberOfStepsApart) {
       EXPECT_EQ(grid.point(i), i == grid.steps ? stop : expected);
     }
     EXPECT_EQ(grid.everyPointIsRow(), step == interval);
+    const double digits = 4 * 0x1p-52 * std::max(std::abs(start), std::abs(stop));
+    const double last = grid.stepSize(steps - 1);
+    EXPECT_LE(std::abs(grid.point(steps - 1) + last - stop), digits);
+    if (std::abs(start + static_cast<double>(steps) * step - stop) <= digits) {
+      EXPECT_EQ(last, step);
+    }
   }
 }
 

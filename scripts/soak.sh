@@ -29,7 +29,7 @@ methods=('' doStepModel '' getData '' doFreeInstance '' setReal '' getProp)
 started=$SECONDS last=$((seed + (calls + each - 1) / each))
 for ((; seed < last; seed++)); do
   command=("$build/tests/random_life/random-life" "$build/zelvox.so"
-    "$build/tests/random_life/random-life.jar" "$seed" "$each" ${methods[seed % 10]:+"${methods[seed % 10]}"})
+    "$build/tests/tests-double.jar" "$seed" "$each" ${methods[seed % 10]:+"${methods[seed % 10]}"})
   "${command[@]}" || {
     echo "Failed. To replay it: ${command[*]}" >&2
     exit 1

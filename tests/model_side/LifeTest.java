@@ -437,18 +437,6 @@ public class LifeTest {
     }
 
     @Test
-    public void instancesDoNotMeet() {
-        Script.play(
-                NEW, "new b => 2 describe",
-                "set b 4 5",
-                SET_UP, "setUp b 10", INIT, "init b => " + begin(2, 2, 1, "5.0, -1.0").replace("0.0 NaN", "10.0 NaN"),
-                STEP, "set b 6 3 => 2 set gain 3.0",
-                "step b 10 1 => 2 step 10.0 1.0 [5.0, -1.0] [10.0, 0.25] = 26.0 0.25",
-                "free a => 1 free",
-                "step b 11 1 => 2 step 11.0 1.0 [5.0, -1.0] [26.0, 0.25] = 27.0 0.25");
-    }
-
-    @Test
     public void nameThatNobodyHasIsTold() {
         String unknown = "there is no instance 'c', expected one that was instantiated and not freed";
         Script.play(

@@ -1,14 +1,21 @@
 package com.zelvox.qorbetta;
 
+import java.io.OutputStream;
+import java.io.PrintStream;
 import java.lang.ref.WeakReference;
 import java.util.ArrayList;
 import java.util.Arrays;
+import java.util.Collections;
 import java.util.HashMap;
 import java.util.List;
 import java.util.Map;
+import java.util.Random;
 import java.util.stream.Collectors;
 
-/** The simulation object of the tests: notes each call as a line and answers as it was told to. */
+/**
+ * The simulation object of the tests: notes each call as a line and answers as it was told to, or is
+ * one that no importer deserves and answers whatever comes to its mind.
+ */
 public class ZelvoxSim {
     private static final Map<String, String> script = new HashMap<>();
     private static final List<String> lines = new ArrayList<>();
@@ -18,6 +25,13 @@ public class ZelvoxSim {
     private static final List<WeakReference<ZelvoxSim>> objects = new ArrayList<>();
 
     private static final Map<String, double[]> latestInputs = new HashMap<>();
+
+    private static final String[] ODD_TEXTS = {
+        null, "", "%s%n%d", "\0", "\uD83D\uDE00 \uD800 \u00e4", "12", "-1", "2147483647", "4294967297", "x"
+    };
+    private static Random random; // null for one that does as it was told
+    private static long calls;
+    private static boolean calm;
 
     private String number = "";
 
@@ -54,10 +68,52 @@ public class ZelvoxSim {
                 .collect(Collectors.joining());
     }
 
+    /** From now on answers come at random, and no call is noted. */
+    static void seed(long seed) {
+        random = new Random(seed);
+        // The bridge has the JVM print every exception of ours.
+        System.setErr(new PrintStream(new OutputStream() {
+            @Override
+            public void write(int b) {
+            }
+        }));
+    }
+
+    /** How many calls came since the seed; a calm object behaves for a while. */
+    static long calls(boolean stayCalm) {
+        calm = stayCalm;
+        return calls;
+    }
+
+    private static boolean chance(int in) { return !calm && random.nextInt(in) == 0; }
+
+    private static String atRandom(String key, String usual) {
+        calls++;
+        if (chance(12)) {
+            throw new IllegalStateException("a bad day");
+        }
+        if (chance(200)) {
+            throw new StackOverflowError();
+        }
+        if (key.equals("getLasterror") || key.startsWith("number_of_") && chance(20)) {
+            return ODD_TEXTS[random.nextInt(ODD_TEXTS.length)];
+        }
+        if (key.equals("getData") && chance(4)) {
+            return String.join(" ", Collections.nCopies(random.nextInt(40), "1"));
+        }
+        if (key.startsWith("number_of_")) {
+            return key.equals("number_of_reals") ? "12" : usual;
+        }
+        return !chance(8) ? usual : usual.equals("true") ? "false" : null;
+    }
+
     /** What the host does in the middle of a call. */
     private static native void enter();
 
     private static String played(String key, String usual, String line, Object... arguments) {
+        if (random != null) {
+            return atRandom(key, usual);
+        }
         Thread thread = Thread.currentThread();
         if (!threads.contains(thread)) {
             threads.add(thread);

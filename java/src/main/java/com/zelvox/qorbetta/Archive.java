@@ -23,9 +23,11 @@ import java.util.zip.ZipException;
  * behind a launch script, ends where an archive is cut off or damaged, and shows deleted entries.
  */
 final class Archive {
-    private static final int END64 = 0x06064b50; // stands before the other one in a large archive,
+    // An archive with more entries or bytes than its end can count has another end and a locator,
+    // which says where that is, in this order before the usual one.
+    private static final int END64 = 0x06064b50;
     private static final int END64_LENGTH = 56;
-    private static final int LOCATOR64 = 0x07064b50; // and between them what leads to it
+    private static final int LOCATOR64 = 0x07064b50;
     private static final int LOCATOR64_LENGTH = 20;
 
     private final ByteBuffer zip;

@@ -71,7 +71,7 @@ final class ClassFields {
         return fields.values().stream().anyMatch(Objects::nonNull);
     }
 
-    /** Whether a class, or the lack of one, is where ours end. */
+    /** Whether a class is one of the JDK, whose fields are not looked at, or there is none. */
     static boolean isOfJava(Class<?> type) {
         return type == null || type.getClassLoader() == null;
     }

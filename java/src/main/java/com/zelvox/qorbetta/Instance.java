@@ -10,7 +10,7 @@ import java.util.Arrays;
  * model object. The initialization takes that object over, unless a value was set to another one
  * since; then a fresh object is made, as no object is set up or initialized twice.
  *
- * <p>A reset of the importer is not heard of here. It shows in the next {@link #setUp}, which
+ * <p>The library tells Java nothing of a reset. It shows in the next {@link #setUp}, which
  * therefore always begins with values as a new run has them: those that were set since the last
  * event of the old run, and start values for the rest. Nothing changes by that before the first
  * read or initialization.
@@ -314,8 +314,8 @@ final class Instance {
     }
 
     /**
-     * A call at the wrong moment: the importer's fault, or one of two importers that mean each
-     * other.
+     * A call at the wrong moment. Either the importer makes a mistake, or two importers call one
+     * instance, since each gave its own the same name.
      */
     private IllegalStateException outOfOrder(String sentence) {
         return failure(sentence + " (do two instances share this name?)");

@@ -158,7 +158,8 @@ final class ModelCompiler {
                         (int) fault.getStartPosition(), (int) fault.getEndPosition()).toString();
                 return Modifier.isPublic(Class.forName(
                         ModelCompiler.class.getPackage().getName() + "." + word).getModifiers());
-            } catch (ClassNotFoundException | NoClassDefFoundError e) { // or in other letters
+            } catch (ClassNotFoundException | NoClassDefFoundError e) {
+                // The latter if there is one whose name differs in upper and lower case.
                 return false;
             }
         }

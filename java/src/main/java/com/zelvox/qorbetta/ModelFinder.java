@@ -152,7 +152,12 @@ final class ModelFinder {
         return names;
     }
 
-    /** Finds the models among all classes in the jars; the faults are of those that come near. */
+    /**
+     * Finds the models among all classes in the jars.
+     *
+     * @param faults gets why a class is none, by its name, if it implements {@link Model} or cannot
+     *     be loaded
+     */
     private Set<String> search(Map<String, String> faults) {
         Set<String> models = new TreeSet<>();
         for (String entry : own.names()) {

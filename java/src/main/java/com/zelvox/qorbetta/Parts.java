@@ -77,7 +77,10 @@ final class Parts {
         return sentences;
     }
 
-    /** To be called when it is known what leads to variables; all else may be anywhere. */
+    /**
+     * To be called when it is known what leads to variables. All other objects may be missing, or
+     * in several places.
+     */
     private void check(Place place) {
         boolean isArray = place.value instanceof Object[];
         if (place.isElement() && place.holder.leads && (isArray || place.value == null)) {
@@ -122,7 +125,10 @@ final class Parts {
                 || content(value) != null;
     }
 
-    /** A lambda, whose class is the compiler's, holds what it uses and not what it is made of. */
+    /**
+     * Whether the fields of an object may hold parts of the model. Those of a lambda hold what its
+     * code uses, the model itself for instance.
+     */
     private static boolean isLookedInto(Object object) {
         return object != null && !ClassFields.isOfJava(object.getClass())
                 && !object.getClass().isSynthetic() && !object.getClass().isArray();

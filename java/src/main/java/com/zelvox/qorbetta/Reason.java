@@ -26,7 +26,7 @@ final class Reason {
         for (StackTraceElement frame : e.getStackTrace()) {
             String name = frame.getClassName();
             if (name.startsWith("com.zelvox.qorbetta.")) {
-                break; // what comes now called us
+                break; // the frames of the model come before ours, which called it
             }
             if (!name.matches("(javax?|jdk|sun)\\..*")) {
                 return " at " + frame;

@@ -41,9 +41,10 @@ public class ZelvoxSim {
 
     /**
      * Begins an instance. A name that is in use is refused while the old instance runs, and while it
-     * waits for its experiment: the importer means both. Else the old one, which never came to its
-     * initialization or is over, is freed: a free that the importer called after another instance's
-     * may never have arrived.
+     * waits for its experiment: the importer has two instances then. Else the old one, which never
+     * came to its initialization or is over, is freed. The importer may have freed it already: when
+     * another instance has been freed, the library reaches Java again from the next instantiation on
+     * only.
      *
      * @param resourceLocation the URI of the unit's resources; may be empty
      */

@@ -78,7 +78,7 @@ XML = """<?xml version="1.0"?>
   <ModelVariables>""" + "".join(VARIABLE % variable for variable in (
     ("set", 0, INPUT + ' description="where to"', '<Real declaredType="Length" start="1.5"/>'),
     ("moved", 1, OUTPUT, '<Real declaredType="Length"/>'),
-    ("mass", 2, f"{PARAMETER} {FIXED}", '<Real unit="kg" start="2"/>'),
+    ("mass", 2, f"{PARAMETER} {FIXED}", '<Real unit="kg" nominal="1" start="2"/>'),
     ("ratio", 3, OUTPUT + ' description="set per mass"', '<Real declaredType="Length" unit="mm/kg"/>'),
     ("count", 0, INPUT, '<Integer start="-3"/>'),
     ("counted", 1, OUTPUT, "<Integer/>"),

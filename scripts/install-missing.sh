@@ -3,29 +3,22 @@
 
 say() { printf '\n==> %s\n' "$*"; }
 
-# Reads lines "PERCENT WHAT" and shows one for each ten per cent.
+# Shows one of the lines "PERCENT WHAT ..." for each ten per cent, and on stderr what else there is.
 show_progress() {
-  local percent what step shown=''
-  while read -r percent what; do
-    percent=${percent%.*}
-    step="$what $((percent / 10))"
-    [ "$step" = "$shown" ] && continue
-    shown=$step
-    printf '  %3d %% %s\n' "$percent" "$what"
+  local line step shown=''
+  while IFS= read -r line; do
+    if [[ $line =~ ^\ *([0-9]+)[.0-9]*%?\ (built|downloaded|installed) ]]; then
+      step="${BASH_REMATCH[2]} $((BASH_REMATCH[1] / 10))"
+      [ "$step" = "$shown" ] || printf '  %3d %% %s\n' "${BASH_REMATCH[@]:1}"
+      shown=$step
+    elif [ "$line" != "ninja: no work to do." ]; then
+      echo "$line" >&2
+    fi
   done
 }
 
 # build_targets BUILD_DIRECTORY TARGET...: shows how far it is, and what the compilers say.
-build_targets() {
-  local line
-  NINJA_STATUS='[%f/%t] ' cmake --build "$1" --target "${@:2}" | while IFS= read -r line; do
-    if [[ $line =~ ^\[([0-9]+)/([0-9]+)\]\  ]]; then
-      echo "$((100 * BASH_REMATCH[1] / BASH_REMATCH[2])) built"
-    elif [ "$line" != "ninja: no work to do." ]; then
-      echo "$line" >&2
-    fi
-  done | show_progress
-}
+build_targets() { NINJA_STATUS='%p built ' cmake --build "$1" --target "${@:2}" | show_progress; }
 
 # A JDK of any make will do, as long as it brings jni.h.
 have_jdk() {

@@ -1,7 +1,6 @@
 """A study as a picture: a curve over one parameter, a map over two of a grid, and else points with their rank
 correlations. One panel an output, failed runs left out."""
 
-import functools
 from pathlib import Path
 from typing import Any
 
@@ -31,10 +30,8 @@ def check(file: Path, plan: Plan) -> None:
 
 def draw(store: Store, plan: Plan, file: Path) -> None:
     """Replaces the picture."""
-    import matplotlib
-
-    matplotlib.use("Agg")
-    from matplotlib import pyplot
+    from matplotlib import rc_context
+    from matplotlib.figure import Figure
 
     given = dict(zip(plan.runs.names, plan.runs.columns))
     outputs = [name for name in store.columns() if name not in ("run", "error", *given) and name not in store.texts]
@@ -57,20 +54,19 @@ def draw(store: Store, plan: Plan, file: Path) -> None:
         raise StudyError(f"{file} was not drawn, as no run has a result")
     is_map = len(names) == 2 and plan.runs.grid and len(plan.runs.names) == 2
     drawn = good if is_map else _thinned(good)
-    panels = functools.partial(pyplot.subplots, squeeze=False, layout="constrained")
-    with pyplot.rc_context({"font.size": 9, "axes.grid": False, "svg.fonttype": "none", "text.parse_math": False}):
+    with rc_context({"font.size": 9, "axes.grid": False, "svg.fonttype": "none", "text.parse_math": False}):
+        figure = Figure(layout="constrained")
         if is_map:
-            figure = _maps(panels, table, names, outputs)
+            _maps(figure, table, names, outputs)
         elif len(names) == 1:
-            figure = _curves(panels, drawn, names[0], outputs, plan.runs.grid)
+            _curves(figure, drawn, names[0], outputs, plan.runs.grid)
         else:
-            figure = _points(panels, good, drawn, names, outputs)
+            _points(figure, good, drawn, names, outputs)
         notes = [f"{len(drawn):,} of {len(table):,} runs" if len(drawn) < len(table) else f"{len(table):,} runs"]
         notes += [f"{len(table) - len(good):,} failed"] if len(good) < len(table) else []
         notes += [f"{left_out} more outputs not shown"] if left_out > 0 else []
         figure.suptitle(f"{next(iter(plan.job.files))}: {', '.join(notes)}")
         figure.savefig(file, dpi=120)
-        pyplot.close(figure)
 
 
 def _shown(info: dict) -> dict:
@@ -84,21 +80,22 @@ def _shown(info: dict) -> dict:
     return shown
 
 
-def _curves(panels: Any, drawn: pandas.DataFrame, name: str, outputs: list, joined: bool) -> Any:
-    figure, axes = panels(len(outputs), 1, sharex=True, figsize=(7, 1 + 2.2 * len(outputs)))
+def _curves(figure: Any, drawn: pandas.DataFrame, name: str, outputs: list, joined: bool) -> None:
+    figure.set_size_inches(7, 1 + 2.2 * len(outputs))
+    axes = figure.subplots(len(outputs), 1, sharex=True, squeeze=False)
     drawn = drawn.sort_values(name)
     for panel, output in zip(axes[:, 0], outputs):
         panel.plot(drawn[name], drawn[output], "-" if joined else "", marker="o", markersize=3, linewidth=1)
         panel.set_ylabel(output)
         panel.grid(True, alpha=0.3)
     axes[-1, 0].set_xlabel(name)
-    return figure
 
 
-def _maps(panels: Any, table: pandas.DataFrame, names: list, outputs: list) -> Any:
+def _maps(figure: Any, table: pandas.DataFrame, names: list, outputs: list) -> None:
     columns = min(2, len(outputs))
     rows = -(-len(outputs) // columns)
-    figure, axes = panels(rows, columns, figsize=(1 + 4.4 * columns, 0.6 + 3.6 * rows))
+    figure.set_size_inches(1 + 4.4 * columns, 0.6 + 3.6 * rows)
+    axes = figure.subplots(rows, columns, squeeze=False)
     for panel in axes.flat[len(outputs) :]:
         panel.axis("off")
     for panel, output in zip(axes.flat, outputs):
@@ -108,16 +105,16 @@ def _maps(panels: Any, table: pandas.DataFrame, names: list, outputs: list) -> A
         panel.set(xlabel=names[0], ylabel=names[1], title=output)
         panel.ticklabel_format(scilimits=(-3, 4))
         figure.colorbar(drawn, ax=panel)
-    return figure
 
 
-def _points(panels: Any, good: pandas.DataFrame, drawn: pandas.DataFrame, names: list, outputs: list) -> Any:
+def _points(figure: Any, good: pandas.DataFrame, drawn: pandas.DataFrame, names: list, outputs: list) -> None:
     correlations = good[[*names, *outputs]].corr("spearman")
     # Those that matter come first.
     names.sort(key=lambda name: -correlations.loc[name, outputs].abs().fillna(0).max())
     shown = names[:_PARAMETERS]
     rows, columns = len(outputs), len(shown) + 1
-    figure, axes = panels(rows, columns, figsize=(1 + 2.1 * columns, 0.8 + 2.1 * rows))
+    figure.set_size_inches(1 + 2.1 * columns, 0.8 + 2.1 * rows)
+    axes = figure.subplots(rows, columns, squeeze=False)
     for line, output in zip(axes, outputs):
         for panel, name in zip(line, shown):
             panel.plot(drawn[name], drawn[output], ".", markersize=2, alpha=0.5, rasterized=True)
@@ -135,7 +132,6 @@ def _points(panels: Any, good: pandas.DataFrame, drawn: pandas.DataFrame, names:
         bars.set(xlim=(-1, 1), xlabel="rank correlation (Spearman)")
         bars.axvline(0, color="black", linewidth=0.5)
         bars.tick_params(labelsize=7)
-    return figure
 
 
 def _thinned(good: pandas.DataFrame) -> pandas.DataFrame:

@@ -399,13 +399,17 @@ class Cluster(Case):
             def gather(futures):
                 """Before the second fetch, the worker that has another finished batch dies with it."""
                 made = real(futures)
-                others = [key for key, state in client.futures.items() if state.status == "finished" and key not in {future.key for future in futures}]
+                others = {key for key, state in client.futures.items() if state.status == "finished"}
+                others -= {future.key for future in futures}
                 if others and not killed:
-                    [address] = client.who_has()[others[0]]
+                    other = min(others)
+                    [address] = client.who_has()[other]
                     pid = client.run(os.getpid, workers=[address])[address]
-                    [killed.append(worker.kill()) for worker in workers if worker.pid == pid]
-                    self.until(lambda: client.futures[others[0]].status != "finished", "no result was lost")
-                    self.worker()
+                    killed.append(pid)
+                    for worker in workers:  # the other one does not make it again before anybody looks
+                        worker.send_signal(signal.SIGKILL if worker.pid == pid else signal.SIGSTOP)
+                        threading.Timer(5, worker.send_signal, [signal.SIGCONT]).start()
+                    self.until(lambda: client.futures[other].status != "finished", "no result was lost")
                 return made
             client.gather = gather
             def other():

@@ -226,13 +226,16 @@ class Processes(Case):
         return self.on_worker(chosen.job, lambda plugin: act(plugin, rows))
 
     def test_each_run_is_there_once_and_whole_or_has_a_reason(self):
-        at = 'fmi2SetString(vr=[0], value=["4"'
+        at, step = 'fmi2SetString(vr=[0], value=["4"', "fmi2DoStep(currentCommunicationPoint=0.5"
+        ended = "^the process ended with exit code 0$"
         for number, (plan, reason, options) in enumerate((
-                (f"12 0 {at}", "^the process ended with exit code 0$", {}), ("12 0 fmi2DoStep(currentCommunicationPoint=0.5", "^the process ended with exit code 0$", {}),
-                (f"3 3 {at}|no", "failed: no", {}), ("3 3 fmi2DoStep(currentCommunicationPoint=0.5|no", "failed: no", {}), ('15 0 fmi2GetString(vr=[1], value=["4"', "^a text of the results is not in UTF-8$", {}),
+                (f"12 0 {at}", ended, {}), (f"12 0 {step}", ended, {}),
+                (f"3 3 {at}|no", "failed: no", {}), (f"3 3 {step}|no", "failed: no", {}),
+                ('15 0 fmi2GetString(vr=[1], value=["4"', "^a text of the results is not in UTF-8$", {}),
                 ("16 3 fmi2SetupExperiment", "no run", {}),  # the third run in a process, which is not to blame
-                (f"13 0 {at}", "^the run took longer than 3 s$", {"run_timeout": 3}), ("", "no run", {"run_timeout": float("inf")}),
-                ("", "no run", {"run_timeout": 1e10}))):
+                ('14 0 fmi2SetString(vr=[0], value=["1"\n' f"12 0 {at}", ended, {}),  # what it has started stays
+                (f"13 0 {at}", "^the run took longer than 3 s$", {"run_timeout": 3}),
+                ("", "no run", {"run_timeout": float("inf")}), ("", "no run", {"run_timeout": 1e10}))):
             for record in ("final", "all"):
                 with self.subTest(plan, record=record):
                     chosen = self.chosen(plan, record=record, **options)
@@ -286,6 +289,7 @@ class Processes(Case):
     def test_store_takes_nothing_but_what_was_asked_for(self):
         rows = [b'%d,"%d",0,0,0,"%d",\n' % (run, run, run) for run in range(1, 9)]
         points = [b'%d,0,0,0,0,"%d",\n%d,1,0,0,0,"%d",\n%d,,,,,,\n' % (run, run, run, run, run) for run in range(1, 9)]
+        rows[4], points[4] = (row.replace(b",0,0,0,", b",nan,0,0,", 1) for row in (rows[4], points[4]))  # a number of several
         for record, good, header in (("final", rows, b'"run","label"'), ("all", points, b'"run","time"')):
             chosen = self.chosen(record=record)
             header += b',"moved","counted","held","shown","error"\n'
@@ -296,7 +300,8 @@ class Processes(Case):
                 for wrong in bad:
                     with self.assertRaisesRegex(StudyError, "runs 1 to 8 came back"):
                         store.write(0, 8, header + b"".join(wrong))
-                self.assertEqual((store.write(0, 8, header + b"".join(good)), len(store.frame())), (0, 8 if record == "final" else 16))
+                self.assertEqual(store.write(0, 8, header + b"".join(good)), 0)
+                self.assertEqual((len(store.frame()), store.not_finite()), (8 if record == "final" else 16, 1))
 
     def test_part_is_on_the_disk_before_it_has_its_name_or_the_study_says_why_not(self):
         chosen, rows = self.chosen(labels="1"), b'"run","label","moved","counted","held","shown","error"\n1,"1",0,0,0,"1",\n'
@@ -315,7 +320,7 @@ class Processes(Case):
         rows = [b'%d,"%d",%d,0,0,"x",\n' % (run + 1, run, run) for run in range(60)]
         header = b'"run","label","moved","counted","held","shown","error"\n'
         with contextlib.closing(Store(Path("out"), chosen, False)) as store:
-            for start in range(0, 60, 10):
+            for start in (0, 10, 20, 30, 40, 45, 50):  # one of which has runs of others, too
                 store.write(start, start + 10, header + b"".join(rows[start : start + 10]))
         other = self.chosen(labels="ab")
         for reason, wrong in (("made with 60 runs of label with .* and without 2 runs of label with ", other), (r"another study, made with zelvox 0\+clone and without zelvox 0.0.2;",
@@ -327,6 +332,7 @@ class Processes(Case):
             Store(Path("out"), chosen, True)
         os.rmdir("out/runs-.parquet")
         parts = sorted(Path("out").glob("runs-*"))
+        parts.pop(5)
         content = bytearray(parts[0].read_bytes())
         content[len(content) // 3] ^= 1
         parts[0].write_bytes(content)
@@ -508,7 +514,7 @@ class Usage(Case):
         # Each of n equally likely parts has one draw; the numbers are the distributions' quartiles.
         for text, quartiles in (("uniform:2:6", (3, 4, 5)), ("normal:1:2", (-0.349, 1, 2.349)),
                                 ("lognormal:3:0.5", (2.141, 3, 4.203)), ("loguniform:1:16", (2, 4, 8)),
-                                ("triangular:0:1:2", (0.7071, 1, 1.2929))):
+                                ("triangular:1:2:3", (1.7071, 2, 2.2929))):
             for method in ("latin", "sobol"):
                 drawn = samples({"x": meaning("x", text), "y": meaning("y", "uniform:0:1")}, 256, method, 1)
                 again, other = (samples({"x": meaning("x", text), "y": meaning("y", "uniform:0:1")}, 256, method, seed) for seed in (1, 2))

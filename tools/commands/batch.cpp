@@ -2,8 +2,6 @@
 // count of the runs that failed.
 #include "runs/batch.h"
 
-#include <memory>
-
 #include "commands/commands.h"
 #include "commands/options.h"
 #include "commands/ready_fmu.h"
@@ -91,25 +89,23 @@ that are over become the table.)";
 }  // namespace
 
 void addBatchCommand(CLI::App& app) {
-  auto options = std::make_shared<Options>();
-  CLI::App* const command =
-      app.add_subcommand("batch", "Co-simulate an FMU many times, with a JVM in this process");
-  command->footer(examples);
-  addOption(*command, "--runs", options->batch.runs, "CSV", "What differs in each run; - for stdin")
+  const auto [command, options] =
+      addCommand(app, "batch", "Co-simulate an FMU many times, with a JVM in this process",
+                 examples, runBatch);
+  addOption(command, "--runs", options.batch.runs, "CSV", "What differs in each run; - for stdin")
       ->required();
-  addFmuOptions(*command, options->fmu);
-  addExperimentOptions(*command, options->batch.experiment);
-  addOption(*command, "--output-file", options->batch.outputFile, "CSV",
+  addFmuOptions(command, options.fmu);
+  addExperimentOptions(command, options.batch.experiment);
+  addOption(command, "--output-file", options.batch.outputFile, "CSV",
             "The table to write; - for stdout")
       ->required();
-  addOption(*command, "--record", options->record, "LIST",
+  addOption(command, "--record", options.record, "LIST",
             "What the table has of a run: all, or all,error, or some of minimum,maximum,mean,final "
             "[final]");
-  command->add_flag("--fail-on-nan", options->batch.failOnNan,
-                    "A run fails when a recorded result is NaN or infinite [a warning]");
-  command->add_flag("--quiet", options->batch.quiet, "No summary and no progress bar");
-  command->add_flag("--dry-run", options->show,
-                    "Check everything and write the runs as they were understood; make none");
-  addLoggingOptions(*command, options->batch.logging);
-  command->callback([options] { runBatch(*options); });
+  command.add_flag("--fail-on-nan", options.batch.failOnNan,
+                   "A run fails when a recorded result is NaN or infinite [a warning]");
+  command.add_flag("--quiet", options.batch.quiet, "No summary and no progress bar");
+  command.add_flag("--dry-run", options.show,
+                   "Check everything and write the runs as they were understood; make none");
+  addLoggingOptions(command, options.batch.logging);
 }

@@ -30,6 +30,11 @@ namespace fs = std::filesystem;
 
 namespace {
 
+struct Options {
+  JvmOptions jvm;
+  bool printsJvm = false;
+};
+
 constexpr int patience = 10;  // seconds; JVMs start in a tenth of one
 
 // What cannot be checked because of an earlier failure.
@@ -234,6 +239,10 @@ void examine(const JvmOptions& wanted) {
   if (!report.fine()) throw Failure("not everything is as it should be, see above");
 }
 
+void doctor(Options& options) {
+  options.printsJvm ? printJvm(options.jvm) : examine(options.jvm);
+}
+
 constexpr const char* examples = R"(
 Examples:
   zelvox doctor
@@ -244,11 +253,8 @@ The exit code is 0 if all is well, and 1 otherwise.)";
 }  // namespace
 
 void addDoctorCommand(CLI::App& app) {
-  const auto jvm = std::make_shared<JvmOptions>();
-  CLI::App* const command =
-      app.add_subcommand("doctor", "Check the JVM and the installation, and say what to do");
-  command->footer(examples);
-  const CLI::Option* const print = command->add_flag("--print-jvm")->group("");
-  addJvmOptions(*command, *jvm);
-  command->callback([=] { print->count() > 0 ? printJvm(*jvm) : examine(*jvm); });
+  const auto [command, options] = addCommand(
+      app, "doctor", "Check the JVM and the installation, and say what to do", examples, doctor);
+  command.add_flag("--print-jvm", options.printsJvm)->group("");
+  addJvmOptions(command, options.jvm);
 }

@@ -25,6 +25,7 @@ struct Options {
   bool follow = false;
   bool mainThreadOnly = false;
   std::string program;
+  const CLI::App* command = nullptr;  // which has left the arguments of the program
 };
 
 void setVariable(const char* name, const std::string& value) {
@@ -79,7 +80,21 @@ void setEnvironment(const Options& options) {
   setVariable("LD_PRELOAD", alone ? objects : std::string(others) + ":" + objects);
 }
 
-[[noreturn]] void exec(const Options& options, std::vector<std::string> programArguments) {
+// What stands behind the program, which has "--" before it, so that no option of the program can be
+// taken for one of ours.
+std::vector<std::string> argumentsOf(const CLI::App& command) {
+  std::vector<std::string> left = command.remaining();
+  if (left.empty() || left.front() != "--")
+    throw Failure((left.empty() ? "" : "exec: " + printable(left.front()) + " was not expected: ") +
+                      "write the program and its arguments behind \"--\", as in "
+                      "zelvox exec -- python3 study.py",
+                  ExitCode::usage);
+  left.erase(left.begin());
+  return left;
+}
+
+[[noreturn]] void exec(Options& options) {
+  std::vector<std::string> programArguments = argumentsOf(*options.command);
   const char* const why = whyNotPreloadedOnPath(options.program.c_str());
   if (why == nullptr || options.follow)
     setEnvironment(options);
@@ -96,19 +111,6 @@ void setEnvironment(const Options& options) {
     throw Failure("exec: " + program + ": command not found", ExitCode::notFound);
   throw Failure("exec: " + program + " cannot be run: " + std::strerror(problem),
                 ExitCode::notExecutable);
-}
-
-// What stands behind the program, which has "--" before it, so that no option of the program can be
-// taken for one of ours.
-std::vector<std::string> argumentsOf(const CLI::App& command) {
-  std::vector<std::string> left = command.remaining();
-  if (left.empty() || left.front() != "--")
-    throw Failure((left.empty() ? "" : "exec: " + printable(left.front()) + " was not expected: ") +
-                      "write the program and its arguments behind \"--\", as in "
-                      "zelvox exec -- python3 study.py",
-                  ExitCode::usage);
-  left.erase(left.begin());
-  return left;
 }
 
 constexpr const char* examples = R"(
@@ -129,19 +131,17 @@ program was not found, 126 when it could not be run.)";
 }  // namespace
 
 void addExecCommand(CLI::App& app) {
-  auto options = std::make_shared<Options>();
-  CLI::App* const command =
-      app.add_subcommand("exec", "Run any importer of FMUs with a JVM in its process");
-  command->footer(examples);
-  command->add_flag("--follow", options->follow, "Child processes start a JVM each, too");
-  command->add_flag("--main-thread-only", options->mainThreadOnly,
-                    "Leave the threads that the program starts without the JVM");
+  const auto [command, options] =
+      addCommand(app, "exec", "Run any importer of FMUs with a JVM in its process", examples, exec);
+  options.command = &command;
+  command.add_flag("--follow", options.follow, "Child processes start a JVM each, too");
+  command.add_flag("--main-thread-only", options.mainThreadOnly,
+                   "Leave the threads that the program starts without the JVM");
   // Only the program itself is an argument for CLI11: it would read a list into one like "[a,b]".
   // The rest, from the "--" on, is what CLI11 leaves alone.
-  addOption(*command, "command", options->program, "-- COMMAND [ARGUMENT ...]",
+  addOption(command, "command", options.program, "-- COMMAND [ARGUMENT ...]",
             "The program to run, with its arguments")
       ->required();
-  command->prefix_command();
-  addJvmOptions(*command, options->jvm);
-  command->callback([options, command] { exec(*options, argumentsOf(*command)); });
+  command.prefix_command();
+  addJvmOptions(command, options.jvm);
 }

@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <iostream>
-#include <memory>
 #include <optional>
 #include <set>
 
@@ -130,7 +129,7 @@ void check(const fs::path& fmu, const std::string& name) {
   std::cout << printable(name) << ": no problem found by " << scope << "\n";
 }
 
-void info(const InfoOptions& options) {
+void info(InfoOptions& options) {
   catchInterrupts();
   const fs::path fmu = fmuOf(options.input, {});
   nowWaitingFor("the FMU to be read");
@@ -159,17 +158,14 @@ which pictures and summaries show it. docs/info.md describes what --json prints.
 }  // namespace
 
 void addInfoCommand(CLI::App& app) {
-  CLI::App* const command =
-      app.add_subcommand("info", "Show what an FMU of FMI 2.0 is and which variables it has");
-  const auto options = std::make_shared<InfoOptions>();
-  command->footer(examples);
-  addFmuArgument(*command, options->input);
-  command->add_flag("--all", options->all, "Show every variable, and texts in full length");
-  command->add_flag("--json", options->json, "Print everything for programs, as JSON");
+  const auto [command, options] = addCommand(
+      app, "info", "Show what an FMU of FMI 2.0 is and which variables it has", examples, info);
+  addFmuArgument(command, options.input);
+  command.add_flag("--all", options.all, "Show every variable, and texts in full length");
+  command.add_flag("--json", options.json, "Print everything for programs, as JSON");
   command
-      ->add_flag("--check", options->check,
-                 "Say where modelDescription.xml breaks a rule of FMI 2.0; exit code 1 if it does")
+      .add_flag("--check", options.check,
+                "Say where modelDescription.xml breaks a rule of FMI 2.0; exit code 1 if it does")
       ->excludes("--json");
-  addModelOptions(*command, options->input);
-  command->callback([options] { info(*options); });
+  addModelOptions(command, options.input);
 }

@@ -1,7 +1,6 @@
 // `zelvox new`: a directory with a model that runs at once, for its author to change.
 #include <cstdio>
 #include <fstream>
-#include <memory>
 #include <sstream>
 #include <string_view>
 #include <system_error>
@@ -113,7 +112,7 @@ fs::path mavenRepository() {
       "package of zelvox, or zelvox from its sources, which bring it to share/maven-repo");
 }
 
-void create(const NewOptions& options) {
+void create(NewOptions& options) {
   std::istringstream steps(options.javaClass + ".");
   fs::path packages;
   std::string name;
@@ -158,16 +157,13 @@ void create(const NewOptions& options) {
 }  // namespace
 
 void addNewCommand(CLI::App& app) {
-  CLI::App* const command =
-      app.add_subcommand("new", "Make a directory with a first model that runs");
-  const auto options = std::make_shared<NewOptions>();
-  addOption(*command, "class", options->javaClass, "CLASS",
+  const auto [command, options] = addCommand(
+      app, "new", "Make a directory with a first model that runs",
+      "The directory is called like the class, without the package, and must not exist.\n\n"
+      "Examples:\n  zelvox new com.acme.Tank\n  zelvox new --maven com.acme.Tank",
+      create);
+  addOption(command, "class", options.javaClass, "CLASS",
             "The class of the model, such as com.acme.Tank")
       ->required();
-  command->add_flag("--maven", options->maven,
-                    "A Maven project, whose `mvn package` makes the FMU");
-  command->footer(
-      "The directory is called like the class, without the package, and must not exist.\n\n"
-      "Examples:\n  zelvox new com.acme.Tank\n  zelvox new --maven com.acme.Tank");
-  command->callback([options] { create(*options); });
+  command.add_flag("--maven", options.maven, "A Maven project, whose `mvn package` makes the FMU");
 }

@@ -1,8 +1,10 @@
-// The options that several commands share: a model, an experiment, and the JVM of both.
+// What commands are made of, and the options that several share: a model, an experiment, and the
+// JVM of both.
 #pragma once
 
 #include <CLI/CLI.hpp>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -15,6 +17,16 @@ struct JvmOptions {
   std::vector<std::filesystem::path> classPath;
   std::vector<std::string> options;
 };
+
+// A command with the options that it is run with, which live as long as the command.
+template <class Options>
+std::pair<CLI::App&, Options&> addCommand(CLI::App& app, const char* name, const char* title,
+                                          const char* footer, void (*run)(Options&)) {
+  const auto options = std::make_shared<Options>();
+  CLI::App* const command = app.add_subcommand(name, title)->footer(footer);
+  command->callback([options, run] { run(*options); });
+  return {*command, *options};
+}
 
 // An option, or a positional argument, whose value the help calls `type`. An option for a list is
 // repeatable: each one takes one value, so that what stands behind it is left to the command.

@@ -3,7 +3,6 @@
 // model finds only beside the original files is missed here and not at the importer.
 #include <algorithm>
 #include <iostream>
-#include <memory>
 
 #include "commands/commands.h"
 #include "commands/options.h"
@@ -32,7 +31,7 @@ std::string countOf(const ModelDescription& model, const std::string& causality)
                  causality);
 }
 
-void pack(const PackOptions& options) {
+void pack(PackOptions& options) {
   if (options.input.model.empty() && options.input.jars.empty()) {
     throw Failure("name the model: .java files, a directory of sources or classes, or a jar",
                   ExitCode::usage);
@@ -59,26 +58,26 @@ void pack(const PackOptions& options) {
   for (const std::string& warning : fmu.warnings) warn(warning);
 }
 
+constexpr const char* examples =
+    "The model tells its names, units, descriptions, start values and default experiment\n"
+    "itself. An FMU that exists is replaced, but only when all went well.\n\n"
+    "Java files are compiled by the JDK whose JVM is used. A directory that holds some gives\n"
+    "nothing else, any other one all that is in it, also data.\n\n"
+    "Examples:\n"
+    "  zelvox pack Tank.java\n"
+    "  zelvox pack classes/ -o tank.fmu\n"
+    "  zelvox pack motor.jar --jar tables.jar --model com.acme.Motor -o motor.fmu";
+
 }  // namespace
 
 void addPackCommand(CLI::App& app) {
-  CLI::App* const command = app.add_subcommand("pack", "Make an FMU of a Java model");
-  const auto options = std::make_shared<PackOptions>();
-  addOption(*command, "model", options->input.model, "FILE",
+  const auto [command, options] =
+      addCommand(app, "pack", "Make an FMU of a Java model", examples, pack);
+  addOption(command, "model", options.input.model, "FILE",
             "The model: .java files, a directory of sources or classes, or a jar");
-  addOption(*command, "-o,--output-file", options->output, "FILE",
+  addOption(command, "-o,--output-file", options.output, "FILE",
             "The FMU to write [the model's name]");
-  addOption(*command, "--jvm-option", options->jvm.options, "OPTION",
+  addOption(command, "--jvm-option", options.jvm.options, "OPTION",
             "An option for the JVM that asks the model, such as -Xmx4g");
-  addModelOptions(*command, options->input);
-  command->footer(
-      "The model tells its names, units, descriptions, start values and default experiment\n"
-      "itself. An FMU that exists is replaced, but only when all went well.\n\n"
-      "Java files are compiled by the JDK whose JVM is used. A directory that holds some gives\n"
-      "nothing else, any other one all that is in it, also data.\n\n"
-      "Examples:\n"
-      "  zelvox pack Tank.java\n"
-      "  zelvox pack classes/ -o tank.fmu\n"
-      "  zelvox pack motor.jar --jar tables.jar --model com.acme.Motor -o motor.fmu");
-  command->callback([options] { pack(*options); });
+  addModelOptions(command, options.input);
 }

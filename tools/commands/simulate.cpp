@@ -1,7 +1,6 @@
 // `zelvox simulate`: co-simulates one FMU with the JVM in this process, from the options to the
 // summary.
 #include <cstdio>
-#include <memory>
 
 #include "commands/commands.h"
 #include "commands/options.h"
@@ -23,7 +22,9 @@ struct Options {
   SimulationOptions run;
 };
 
-void simulate(const Options& options) {
+void simulate(Options& options) {
+  FmuLogging& logging = options.run.logging;
+  if (!options.run.logFile.empty() && !logging.calls) logging.messages = true;
   if (!options.run.plotFile.empty() && !isPictureFile(options.run.plotFile))
     throw Failure(
         "--plot-file " + options.run.plotFile.string() + ": expected a name with .svg or .png",
@@ -84,25 +85,18 @@ signal is left alone.)";
 }  // namespace
 
 void addSimulateCommand(CLI::App& app) {
-  auto options = std::make_shared<Options>();
-  CLI::App* const command =
-      app.add_subcommand("simulate", "Co-simulate an FMU, with a JVM in this process");
-  command->footer(examples);
-  addFmuOptions(*command, options->fmu);
-  addExperimentOptions(*command, options->run.experiment);
-  addOption(*command, "--output-file", options->run.outputFile, "CSV",
+  const auto [command, options] = addCommand(
+      app, "simulate", "Co-simulate an FMU, with a JVM in this process", examples, simulate);
+  addFmuOptions(command, options.fmu);
+  addExperimentOptions(command, options.run.experiment);
+  addOption(command, "--output-file", options.run.outputFile, "CSV",
             "Write the result as a table; - for stdout");
-  addOption(*command, "--plot-file", options->run.plotFile, "FILE",
+  addOption(command, "--plot-file", options.run.plotFile, "FILE",
             "Draw the result (.svg or .png; needs gnuplot)");
-  command->add_flag("--fail-on-nan", options->run.failOnNan,
-                    "End with exit code 1 when a result is NaN or infinite [a warning]");
-  command->add_flag("--quiet", options->run.quiet, "No summary and no progress bar");
-  addLoggingOptions(*command, options->run.logging);
-  addOption(*command, "--log-file", options->run.logFile, "FILE",
+  command.add_flag("--fail-on-nan", options.run.failOnNan,
+                   "End with exit code 1 when a result is NaN or infinite [a warning]");
+  command.add_flag("--quiet", options.run.quiet, "No summary and no progress bar");
+  addLoggingOptions(command, options.run.logging);
+  addOption(command, "--log-file", options.run.logFile, "FILE",
             "Write them to a file instead, line by line; alone it takes the messages");
-  command->callback([options] {
-    FmuLogging& logging = options->run.logging;
-    if (!options->run.logFile.empty() && !logging.calls) logging.messages = true;
-    simulate(*options);
-  });
 }

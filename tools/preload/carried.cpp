@@ -44,16 +44,6 @@ char** entryOf(std::string_view name) noexcept {
   return entry;
 }
 
-const char* environmentValue(std::string_view name) noexcept {
-  const char* const entry = *entryOf(name);
-  return entry != nullptr ? valueOf(entry, name) : nullptr;
-}
-
-bool isSet(std::string_view name) noexcept {
-  const char* const value = environmentValue(name);
-  return value != nullptr && std::string_view(value) == "1";
-}
-
 // Leaves `environ` where it is: main() gets what it points to.
 void unset(std::string_view name) noexcept {
   while (*entryOf(name) != nullptr)  // a name may stand there twice
@@ -152,13 +142,18 @@ int withArray(const char* first, va_list& rest, Call call) noexcept {
 
 Carried takeFromEnvironment() noexcept {
   libc();
-  const char* const library = environmentValue(preload::jvmLibrary);
+  std::array<const char*, variables.size()> values{};
+  for (std::size_t i = 0; i < variables.size(); ++i)
+    if ((carried[i] = *entryOf(variables[i])) != nullptr)
+      values[i] = valueOf(carried[i], variables[i]);
+  const auto [library, options, list, follow, mainThreadOnly] = values;
   if (library == nullptr) return {nullptr, "", false};
-  const char* const options = environmentValue(preload::jvmOptions);
-  if (const char* const list = environmentValue(preload::objects)) objects = list;
-  const bool stays = isSet(preload::follow);
-  const bool attaches = !isSet(preload::mainThreadOnly);
-  for (std::size_t i = 0; i < variables.size(); ++i) carried[i] = *entryOf(variables[i]);
+  const auto isSet = [](const char* value) {
+    return value != nullptr && value == std::string_view("1");
+  };
+  const bool stays = isSet(follow);
+  const bool attaches = !isSet(mainThreadOnly);
+  if (list != nullptr) objects = list;
   owner = getpid();
   if (!stays) {
     for (const char* name : variables) unset(name);

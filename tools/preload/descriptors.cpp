@@ -22,14 +22,10 @@ bool holdsClasses(std::string_view path) noexcept {
                      [path](std::string_view ending) { return path.ends_with(ending); });
 }
 
-// The report of a crash. Opened by its name, a file that the program writes its messages to would
-// be cut to nothing first.
-bool isReport(const void* caller, const char* path) noexcept {
-  return path != nullptr && std::string_view(path) == "/dev/stderr" && isLibjvms(caller);
-}
-
-int openFlags(const void* caller, const char* path, int flags) noexcept {
-  return path != nullptr && holdsClasses(path) && isJvms(caller) ? flags | O_CLOEXEC : flags;
+// Without a path open() fails, and does not crash. By its declaration that cannot be, so that
+// inline the question would be left out.
+[[gnu::noinline]] std::string_view nameIn(const char* path) noexcept {
+  return path != nullptr ? path : "";
 }
 
 }  // namespace
@@ -45,8 +41,12 @@ int open(const char* path, int flags, ...) {
   const mode_t mode = creates ? va_arg(rest, mode_t) : 0;
   va_end(rest);
   const void* const caller = __builtin_return_address(0);
-  if (isReport(caller, path)) return fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
-  return libc().open(path, openFlags(caller, path, flags), mode);
+  const std::string_view name = nameIn(path);
+  // The report of a crash. Opened by its name, a file that the program writes its messages to would
+  // be cut to nothing first.
+  if (name == "/dev/stderr" && isLibjvms(caller)) return fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
+  const int closing = holdsClasses(name) && isJvms(caller) ? O_CLOEXEC : 0;
+  return libc().open(path, flags | closing, mode);
 }
 
 // All files are large ones here, also for the C library.

@@ -25,34 +25,22 @@ constexpr std::size_t leastStack = 192 * 1024;
 JavaVM* vm = nullptr;  // null: no thread is attached
 pthread_key_t attachment;
 
-// As long as this lives, the thread cannot be canceled: the JVM's locks are points of cancelation.
-class NotCanceled {
- public:
-  NotCanceled() noexcept { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before); }
-  ~NotCanceled() { pthread_setcancelstate(before, nullptr); }
-  NotCanceled(const NotCanceled&) = delete;
-  NotCanceled& operator=(const NotCanceled&) = delete;
-
- private:
-  int before = PTHREAD_CANCEL_ENABLE;
-};
-
 // A thread on its way into or out of a JVM that is being destroyed would wait there forever. So
 // these ways are closed before, and empty.
 std::atomic<bool> closed = false;
 std::atomic<int> underway = 0;
 
-class Passage {
- public:
-  Passage() noexcept {
-    ++underway;
-    open = !closed;
-  }
-  ~Passage() { --underway; }
-  Passage(const Passage&) = delete;
-  Passage& operator=(const Passage&) = delete;
-  bool open;
-};
+// Goes such a way, on which the thread cannot be canceled: the JVM's locks are points of
+// cancelation.
+template <typename Call>
+void goUnlessClosed(Call call) noexcept {
+  int cancelation = PTHREAD_CANCEL_ENABLE;
+  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelation);
+  ++underway;
+  if (!closed) call();
+  --underway;
+  pthread_setcancelstate(cancelation, nullptr);
+}
 
 jint (*destroyJvm)(JavaVM*) = nullptr;
 
@@ -74,8 +62,7 @@ void ended(void* calls) {
     pthread_setspecific(attachment, reinterpret_cast<void*>(count + 1));
     return;
   }
-  const NotCanceled whileDetaching;
-  if (const Passage passage; passage.open) vm->DetachCurrentThread();
+  goUnlessClosed([] { vm->DetachCurrentThread(); });
 }
 
 std::size_t stackLeft() noexcept {
@@ -93,14 +80,14 @@ std::size_t stackLeft() noexcept {
 // it fails, the thread is one that is not attached, as the program would have it without us.
 void attach() noexcept {
   if (isForked() || stackLeft() < leastStack) return;
-  const NotCanceled whileAttaching;
   sigset_t signals;
   pthread_sigmask(SIG_SETMASK, nullptr, &signals);
-  void* env = nullptr;
-  if (const Passage passage; passage.open &&
-                             vm->AttachCurrentThreadAsDaemon(&env, nullptr) == JNI_OK &&
-                             pthread_setspecific(attachment, reinterpret_cast<void*>(1)) != 0)
-    vm->DetachCurrentThread();
+  goUnlessClosed([] {
+    void* env = nullptr;
+    if (vm->AttachCurrentThreadAsDaemon(&env, nullptr) == JNI_OK &&
+        pthread_setspecific(attachment, reinterpret_cast<void*>(1)) != 0)
+      vm->DetachCurrentThread();
+  });
   // The JVM unblocks the signals that it uses. Of those it needs the faults, which nobody can
   // block with profit; a signal that the program waits for in another thread stays blocked.
   for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL}) sigdelset(&signals, fault);

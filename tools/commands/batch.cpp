@@ -7,8 +7,8 @@
 #include "commands/ready_fmu.h"
 #include "ending/failure.h"
 #include "ending/interrupts.h"
+#include "files/at_start.h"
 #include "files/overwriting.h"
-#include "files/standard_streams.h"
 #include "jvm/options.h"
 #include "words/text.h"
 

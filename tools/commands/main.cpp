@@ -9,8 +9,7 @@
 #include "commands/usage.h"
 #include "ending/failure.h"
 #include "ending/interrupts.h"
-#include "files/standard_streams.h"
-#include "files/start_directory.h"
+#include "files/at_start.h"
 #include "words/text.h"
 
 namespace {

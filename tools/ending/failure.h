@@ -23,6 +23,11 @@ struct Failure : std::runtime_error {
   ExitCode exitCode;
 };
 
+// A file, or what else is written, cannot be.
+struct Unwritable : Failure {
+  using Failure::Failure;
+};
+
 // What went wrong, with what is to be told behind it. What is no Failure yet becomes one.
 Failure failureOf(const std::exception& problem, const std::string& told = {});
 

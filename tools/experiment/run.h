@@ -8,6 +8,15 @@
 #include "experiment/experiment.h"
 #include "loaded_fmu/loaded_fmu.h"
 
+// What is asked of every command that makes runs.
+struct RunOptions {
+  ExperimentOptions experiment;
+  std::filesystem::path outputFile;  // "-" is stdout; empty when not wanted
+  FmuLogging logging;
+  bool failOnNan = false;
+  bool quiet = false;
+};
+
 class Run {
  public:
   // The instance is new or was reset. The experiment must outlive the object, the instance its

@@ -42,17 +42,12 @@ bool isMultiple(double interval, double step, long long count) {
   return std::abs(static_cast<double>(count) * step - interval) <= digits * interval;
 }
 
-// begin + count * step, with as few digits as suffice.
+// begin + count * step, without the last digits, in which it is not what people would write.
 std::string multipleText(double begin, double step, long long count) {
   const double exact = begin + static_cast<double>(count) * step;
-  double near = exact;
-  for (int digits = 1; digits <= 17; ++digits) {
-    std::array<char, 32> text{};
-    std::snprintf(text.data(), text.size(), "%.*g", digits, exact);
-    near = parseNumber(text.data()).value_or(exact);
-    if (isMultiple(near - begin, step, count)) break;
-  }
-  return numberText(near);
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "%.15g", exact);
+  return numberText(parseNumber(text.data()).value_or(exact));
 }
 
 }  // namespace

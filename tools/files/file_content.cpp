@@ -8,7 +8,7 @@
 #include <fstream>
 
 #include "ending/failure.h"
-#include "files/start_directory.h"
+#include "files/at_start.h"
 
 void readPieces(const std::filesystem::path& file,
                 const std::function<void(std::string_view)>& use) {

@@ -14,8 +14,8 @@
 #include <system_error>
 
 #include "ending/failure.h"
+#include "files/at_start.h"
 #include "files/file_content.h"
-#include "files/start_directory.h"
 #include "files/temporary_directory.h"
 #include "words/numbers.h"
 
@@ -191,9 +191,9 @@ bool SafeFile::isTerminal() const {
 }
 
 void SafeFile::failWithoutReader() const {
-  throw Failure(target.string() + " was closed by its reader", ExitCode::brokenPipe);
+  throw Unwritable(target.string() + " was closed by its reader", ExitCode::brokenPipe);
 }
 
 void SafeFile::fail(const std::string& reason) const {
-  throw Failure(target.string() + " cannot be written: " + reason);
+  throw Unwritable(target.string() + " cannot be written: " + reason);
 }

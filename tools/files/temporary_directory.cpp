@@ -14,7 +14,7 @@
 #include <utility>
 
 #include "ending/failure.h"
-#include "files/start_directory.h"
+#include "files/at_start.h"
 
 namespace fs = std::filesystem;
 

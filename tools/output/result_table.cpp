@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "ending/failure.h"
-#include "files/standard_streams.h"
+#include "files/at_start.h"
 #include "words/numbers.h"
 #include "words/text.h"
 
@@ -79,9 +79,7 @@ void ResultTable::endRow() {
 bool ResultTable::isLate() {
   const long long now = secondsNow();
   if (std::exchange(looked, now) == now) return false;
-  broken = true;
   file.requireReader();
-  broken = false;
   return !rows.empty();
 }
 
@@ -96,9 +94,7 @@ void ResultTable::flush() {
 
 void ResultTable::write() {
   if (rows.empty()) return;
-  broken = true;
   file.write(std::exchange(rows, {}));
-  broken = false;
   last = lastWaiting;
 }
 

@@ -52,8 +52,6 @@ class ResultTable {
   // All that was given becomes the file.
   void close();
 
-  // A Failure of the table, and no other, was thrown.
-  bool isBroken() const { return broken; }
   // Whether it appears on a terminal.
   bool isSeen() const { return file.isTerminal(); }
 
@@ -66,7 +64,6 @@ class ResultTable {
   const std::filesystem::path target;
   const std::string rowName;
   SafeFile file;
-  bool broken = false;
   std::string row;                // that is not complete
   std::string rows;               // that wait to be written
   std::string last, lastWaiting;  // the first cells of the last one written, and of all

@@ -121,8 +121,9 @@ bool Batch::runOnce() {
     // The values after a step that the FMU did not make are of no row. Those before are gone, but
     // from now on all rows are looked at.
     if (run.wasEndedByFmu() && !everyPoint) return runOnce();
+  } catch (const Unwritable&) {
+    throw;
   } catch (const Failure& failure) {
-    if (output->isBroken()) throw;
     error = printable(failure.what());
   }
   ++runsDone;

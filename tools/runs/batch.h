@@ -14,14 +14,9 @@
 #include "runs/run_record.h"
 #include "tables/run_table.h"
 
-struct BatchOptions {
-  ExperimentOptions experiment;
-  std::filesystem::path runs;        // "-" is stdin
-  std::filesystem::path outputFile;  // "-" is stdout
+struct BatchOptions : RunOptions {
+  std::filesystem::path runs;  // "-" is stdin
   RecordOptions record;
-  FmuLogging logging;
-  bool failOnNan = false;
-  bool quiet = false;
 };
 
 class Batch {

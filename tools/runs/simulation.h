@@ -11,13 +11,9 @@
 #include "output/picture.h"
 #include "output/result_table.h"
 
-struct SimulationOptions {
-  ExperimentOptions experiment;
-  std::filesystem::path outputFile, plotFile;  // empty when not wanted
-  std::filesystem::path logFile;               // of the logging, stderr when empty
-  FmuLogging logging;
-  bool failOnNan = false;
-  bool quiet = false;
+struct SimulationOptions : RunOptions {
+  std::filesystem::path plotFile;  // empty when not wanted
+  std::filesystem::path logFile;   // of the logging, stderr when empty
 };
 
 class Simulation {

@@ -14,8 +14,7 @@
 
 #include "ending/failure.h"
 #include "ending/interrupts.h"
-#include "files/standard_streams.h"
-#include "files/start_directory.h"
+#include "files/at_start.h"
 #include "loaded_fmu/variable_values.h"
 #include "words/numbers.h"
 #include "words/text.h"

@@ -1,8 +1,18 @@
-// stdin, stdout and stderr as a command finds and leaves them.
+// What a command finds at its start and foreign code may change or use: the directory, stdin,
+// stdout and stderr.
 #pragma once
 
-// Opens those that are closed in a way that reading and writing fail: a file that a command opens
-// must not become its stdout.
+#include <filesystem>
+
+// Users mean their paths by the directory that the process was started in. To be called before any
+// foreign code runs.
+void rememberStartDirectory();
+
+// The path as an absolute one; the empty one stays empty.
+std::filesystem::path fromStart(const std::filesystem::path& path);
+
+// Opens those streams that are closed in a way that reading and writing fail: a file that a command
+// opens must not become its stdout.
 void occupyClosedStreams();
 
 // For a command whose result goes to stdout: all that this process prints from now on, foreign code

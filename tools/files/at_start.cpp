@@ -1,4 +1,4 @@
-#include "files/standard_streams.h"
+#include "files/at_start.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -11,9 +11,13 @@
 
 #include "ending/failure.h"
 
+namespace fs = std::filesystem;
+
 namespace {
 
-// What they were, for the result and for the runs.
+fs::path startDirectory;  // empty when it has no path any more
+
+// What the streams were, for the result and for the runs.
 int keptOutput = -1;
 int keptInput = -1;
 
@@ -22,6 +26,15 @@ int copyOf(int stream) {
 }
 
 }  // namespace
+
+void rememberStartDirectory() {
+  std::error_code gone;
+  startDirectory = fs::current_path(gone);
+}
+
+fs::path fromStart(const fs::path& path) {
+  return path.empty() ? path : startDirectory / path;
+}
 
 void occupyClosedStreams() {
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {

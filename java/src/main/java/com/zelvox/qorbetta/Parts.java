@@ -22,7 +22,8 @@ import java.util.TreeSet;
  * for what an object holds.
  */
 final class Parts {
-    private final List<Place> places = new ArrayList<>();
+    /** The model, and all in it that is or may hold a variable. */
+    final List<Place> places = new ArrayList<>();
     private final Map<Object, Place> reached = new IdentityHashMap<>(); // where it was first
 
     /**
@@ -49,11 +50,6 @@ final class Parts {
             }
         }
         places.forEach(this::check);
-    }
-
-    /** The model, and all in it that is or may hold a variable. */
-    List<Place> places() {
-        return places;
     }
 
     /** What is passed by, in sentences that begin with the field or class. */

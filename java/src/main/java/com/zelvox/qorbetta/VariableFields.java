@@ -2,7 +2,6 @@ package com.zelvox.qorbetta;
 
 import java.lang.reflect.Field;
 import java.util.ArrayList;
-import java.util.Collections;
 import java.util.EnumMap;
 import java.util.LinkedHashMap;
 import java.util.List;
@@ -29,7 +28,7 @@ final class VariableFields {
         List<Place> objects = new ArrayList<>();
         ModelDescription.Builder builder = head(model.getClass());
         Map<String, UnitDefinition> units = new LinkedHashMap<>();
-        for (Place place : new Parts(model).places()) {
+        for (Place place : new Parts(model).places) {
             if (place.declaration != null) {
                 add(place, fields.get(place.declaration.kind), builder);
             } else if (place.leads || place.holder == null) {
@@ -116,38 +115,30 @@ final class VariableFields {
         return unit;
     }
 
-    /** Declares a field's variables and adds it to those of its kind, once for each. */
+    /** Declares a field's variables, and adds it to those of its kind once for each. */
     private static void add(Place place, List<VariableField> group,
             ModelDescription.Builder builder) {
         Field field = place.field;
         Object owner = place.holder.value;
         try {
-            int length = 0;
-            if (field.getType() == double.class) {
-                field.setDouble(owner, place.declaration.declare(
-                        builder, place.name(), field.getDouble(owner)));
-            } else {
-                length = declareArray((double[]) place.value, place, builder);
+            boolean isArray = field.getType() == double[].class;
+            double[] initial = isArray
+                    ? (double[]) place.value : new double[] {field.getDouble(owner)};
+            if (initial == null || initial.length == 0) {
+                throw new IllegalArgumentException("is " + (initial == null ? "null" : "empty")
+                        + ", expected an array with as many elements as there are to be variables");
             }
-            group.addAll(Collections.nCopies(Math.max(length, 1),
-                    new VariableField(owner, field, length, group.size())));
+            VariableField bound = new VariableField(
+                    owner, field, isArray ? initial.length : 0, group.size());
+            for (int i = 0; i < initial.length; i++) {
+                String name = place.name() + (isArray ? "[" + (i + 1) + "]" : "");
+                bound.set(group.size(), place.declaration.declare(builder, name, initial[i]));
+                group.add(bound);
+            }
         } catch (IllegalArgumentException e) {
             throw place.wrong(e.getMessage());
         } catch (IllegalAccessException e) {
             throw new AssertionError(e); // the fields are accessible
         }
-    }
-
-    /** Answers the length of the array. */
-    private static int declareArray(double[] array, Place place, ModelDescription.Builder builder) {
-        if (array == null || array.length == 0) {
-            throw new IllegalArgumentException("is " + (array == null ? "null" : "empty")
-                    + ", expected an array with as many elements as there are to be variables");
-        }
-        for (int i = 0; i < array.length; i++) {
-            array[i] = place.declaration.declare(
-                    builder, place.name() + "[" + (i + 1) + "]", array[i]);
-        }
-        return array.length;
     }
 }

@@ -65,9 +65,10 @@ public class DescriptionTest {
         refused("unit 'rpm' is defined twice", () -> builder.unit(rpm.factor(2)));
         refused("the start of variable 'a' is Infinity, expected a finite number",
                 () -> builder.input("a", "", "", Double.POSITIVE_INFINITY));
-        ModelDescription.Builder input = ModelDescription.named("M").input("i", "", "", 4);
-        refused("variable 'i' starts at 4.0, expected a start in its range from 5.0 to 6.0", () -> input.range(5, 6));
-        refused("variable 'i' starts at 4.0, expected a start in its range from 2.0 to 3.0", () -> input.range(2, 3));
+        ModelDescription.Builder other = ModelDescription.named("M").input("i", "", "", 4);
+        refused("variable 'i' starts at 4.0, expected a start in its range from 5.0 to 6.0", () -> other.range(5, 6));
+        other.parameter("p", "", "", 4);
+        refused("variable 'p' starts at 4.0, expected a start in its range from 2.0 to 3.0", () -> other.range(2, 3));
         refused("the range of variable 'z' goes from 6.0 to 5.0, expected a maximum not below the minimum",
                 () -> builder.range(6, 5));
         refused("the range of variable 'z' goes from NaN to 6.0, expected a maximum not below the minimum",

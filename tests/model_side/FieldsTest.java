@@ -310,6 +310,7 @@ public class FieldsTest {
             {"--x", "Plant.flows became null, expected one of 2", (Change) p -> p.flows = null},
             {"xxx", "Plant.machines became another", (Change) p -> p.machines = new Hydraulics<>(new BigPump())},
             {"xxx", "Plant.pumps became another", (Change) p -> p.pumps = p.pumps.clone()},
+            {"xxx", "Plant.pumps became another", (Change) p -> p.pumps[0] = new Pump()},
             {"xxx", "Plant.pumps became another", (Change) p -> p.pumps[1] = new BigPump()},
         };
         double[] values = new double[6];

@@ -1,9 +1,6 @@
 #include "files/overwriting.h"
 
-#include <sys/stat.h>
-
-#include <optional>
-#include <tuple>
+#include <system_error>
 
 #include "ending/failure.h"
 #include "files/safe_file.h"
@@ -12,18 +9,15 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Device and inode; of a file that does not exist yet those of its directory, and its name in
-// there.
-using Identity = std::tuple<dev_t, ino_t, std::string>;
-
-std::optional<Identity> identityOf(const fs::path& file) {
-  if (file.empty()) return std::nullopt;
-  const Destination destination(file);
-  if (destination.direct) return std::nullopt;
-  if (destination.exists) return Identity(destination.status.st_dev, destination.status.st_ino, "");
-  struct stat status {};
-  if (stat(destination.path.parent_path().c_str(), &status) != 0) return std::nullopt;
-  return Identity(status.st_dev, status.st_ino, destination.path.filename().string());
+// Devices and the like are nobody's content.
+bool isOneFile(const fs::path& a, const fs::path& b) {
+  if (a.empty() || b.empty()) return false;
+  const Destination first(a), second(b);
+  if (first.direct || second.direct) return false;
+  std::error_code error;
+  if (first.exists) return fs::equivalent(first.path, second.path, error);
+  const fs::path made = fs::weakly_canonical(first.path, error);
+  return !error && made == fs::weakly_canonical(second.path, error);
 }
 
 }  // namespace
@@ -31,9 +25,8 @@ std::optional<Identity> identityOf(const fs::path& file) {
 void refuseOverwriting(const std::vector<NamedFile>& read, const std::vector<NamedFile>& written) {
   std::vector<NamedFile> taken = read;
   for (const NamedFile& target : written) {
-    const std::optional<Identity> identity = identityOf(target.file);
     for (const NamedFile& other : taken)
-      if (identity && identityOf(other.file) == identity)
+      if (isOneFile(target.file, other.file))
         throw Failure(target.place + " " + target.file.string() + " would overwrite " +
                           other.place + " " + other.file.string() + ", expected another file",
                       ExitCode::usage);

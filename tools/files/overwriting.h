@@ -12,5 +12,5 @@ struct NamedFile {
 };
 
 // Throws Failure (usage) when one of the files that will be written is one of those that are read,
-// by whatever name or link, or is to be written twice. Devices and the like are nobody's content.
+// by whatever name or link, or is to be written twice.
 void refuseOverwriting(const std::vector<NamedFile>& read, const std::vector<NamedFile>& written);

@@ -52,6 +52,7 @@ class ResultTable {
   // All that was given becomes the file.
   void close();
 
+  bool hasRows() const { return !lastWaiting.empty(); }
   // Whether it appears on a terminal.
   bool isSeen() const { return file.isTerminal(); }
 

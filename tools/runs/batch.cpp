@@ -47,7 +47,6 @@ void Batch::run(const fs::path& unpacked, bool resetsAlways) {
   }
   wallTime = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
   if (wroteRows() || interrupted() == 0) output->close();
-  output.reset();
   instance.reset();
 }
 
@@ -155,7 +154,7 @@ void Batch::observe(double time) {
   output->add(time);
   for (const Cell& cell : point.values) output->add(cell);
   if (options.record.errors) output->addEmpty();
-  endRow();
+  output->endRow();
 }
 
 // Its values are those of another time than in the other rows.
@@ -178,11 +177,6 @@ void Batch::writeRow(const std::string& error) {
     error.empty() ? record.writeTo(*output) : record.skipIn(*output);
   }
   error.empty() ? output->addEmpty() : output->add(std::string_view(error));
-  endRow();
-}
-
-void Batch::endRow() {
-  gaveRows = true;
   output->endRow();
 }
 

@@ -36,7 +36,7 @@ class Batch {
   long long runs() const { return runsDone; }
   long long failedRuns() const { return runsFailed; }
   const std::string& firstFailure() const { return firstReason; }
-  bool wroteRows() const { return gaveRows; }
+  bool wroteRows() const { return output && output->hasRows(); }
 
  private:
   void openTable(const std::vector<std::string>& names);
@@ -48,7 +48,6 @@ class Batch {
   void observe(double time);
   void noteEndByFmu(double time);
   void writeRow(const std::string& error);
-  void endRow();
 
   const BatchOptions& options;
   Experiment experiment;
@@ -63,9 +62,8 @@ class Batch {
   std::optional<LoadedFmu> instance;
   bool instanceUsed = false;
 
-  RunRow row;                         // of the current run
-  std::optional<ResultTable> output;  // until it is closed
-  bool gaveRows = false;
+  RunRow row;  // of the current run
+  std::optional<ResultTable> output;
 
   long long runsDone = 0, runsFailed = 0;
   double wallTime = 0.0;                // of the runs, in seconds

@@ -12,7 +12,7 @@ import unittest
 import zipfile
 from pathlib import Path
 
-from case import SANITIZERS, LIBRARY, ODD_JAR, Case, odd
+from case import LIBRARY, ODD_JAR, OUTPUT, SANITIZERS, VARIABLE, XML, Case, odd
 
 SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT, signal.SIGXFSZ)
 STICKS = ("--jvm-option=-Dodd=sticks", "--stop-time=1e6", "--output-variable=gained")  # from the step at 0.5 on
@@ -96,11 +96,8 @@ class Ending(Case):
         process.send_signal(signal.SIGTERM)
         process.wait()
         self.finish(process, 128 + signal.SIGTERM)
-        variables = "".join(f'<ScalarVariable name="v{i}" valueReference="{i}" causality="output"><Real/>'
-                            "</ScalarVariable>" for i in range(20_000))
-        self.archive(("modelDescription.xml", '<fmiModelDescription fmiVersion="2.0" modelName="m" guid="g">'
-                      f'<CoSimulation modelIdentifier="m"/><ModelVariables>{variables}</ModelVariables>'
-                      "</fmiModelDescription>"))
+        variables = "".join(VARIABLE % (f"v{i}", i, OUTPUT, "<Real/>") for i in range(20_000))
+        self.archive(("modelDescription.xml", XML.replace("</ModelV", variables + "</ModelV")))
         process = self.start("info", "--all", "new.fmu")
         held_up(process.stdout)
         process.send_signal(signal.SIGHUP)

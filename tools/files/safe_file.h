@@ -61,7 +61,7 @@ class SafeFile {
  private:
   [[noreturn]] void fail(const std::string& reason) const;
   [[noreturn]] void failWithoutReader() const;
-  // With what the writer of a part may have made beside it for a while. Has nothing to tell.
+  // Also what libzip may be making beside the part before it replaces it. Gives an empty text.
   std::string removeParts() const;
 
   std::filesystem::path target;  // as the user named it

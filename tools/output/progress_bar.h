@@ -4,7 +4,7 @@
 #include <chrono>
 #include <string>
 
-// A bar on stderr, drawn anew when it looks different; nothing where nobody watches.
+// A bar on stderr, drawn anew when it looks different; nothing where stderr is no terminal.
 class ProgressBar {
  public:
   // The work begins now.

@@ -1,5 +1,4 @@
-// A line of a picture as far as eyes can tell: of a run however long it takes the same few
-// kilobytes.
+// A line of a picture, thinned to what can be seen of it: a few kilobytes, however long the run is.
 #pragma once
 
 #include <cstddef>

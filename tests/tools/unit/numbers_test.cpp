@@ -3,9 +3,9 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <clocale>
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 
 #include "words/layout.h"
@@ -14,17 +14,10 @@
 namespace {
 
 TEST(Numbers, AreTheShortestTextsThatReadBackAsTheSame) {
-  for (const auto& [value, text] : std::vector<std::pair<double, std::string>>{
-           {0.1, "0.1"},
-           {0.1 + 0.2, "0.30000000000000004"},
-           {1. / 3, "0.3333333333333333"},
-           {-0.0, "-0"},
-           {1e300, "1e+300"},
-           {0x1p53 - 1, "9007199254740991"},
-           {123456789.123456789, "123456789.12345679"},
-           {std::numeric_limits<double>::denorm_min(), "5e-324"},
-           {std::numeric_limits<double>::max(), "1.7976931348623157e+308"},
-           {INFINITY, "inf"}}) {
+  for (const std::string text :
+       {"0.1", "0.30000000000000004", "0.3333333333333333", "-0", "1e+300", "9007199254740991",
+        "123456789.12345679", "5e-324", "1.7976931348623157e+308", "inf"}) {
+    const double value = std::strtod(text.c_str(), nullptr);
     EXPECT_EQ(numberText(value), text);
     const auto read = parseNumber(text);
     ASSERT_TRUE(read) << text;
@@ -33,18 +26,12 @@ TEST(Numbers, AreTheShortestTextsThatReadBackAsTheSame) {
 }
 
 TEST(Numbers, AreReadAsXmlAndCsvWriteThem) {
-  std::setlocale(LC_ALL, "de_DE.UTF-8");  // where it exists, and then with a comma
-  for (const auto& [text, value] :
-       std::vector<std::pair<std::string, double>>{{" \t1.5\r\n", 1.5},
-                                                   {"+1", 1},
-                                                   {".5", .5},
-                                                   {"5.", 5},
-                                                   {"1E3", 1000},
-                                                   {"1e-400", 0},
-                                                   {"-1e-400", 0},
-                                                   {"4e-324", 5e-324}}) {
-    const auto read = parseNumber(text);
-    EXPECT_TRUE(read && *read == value) << text;
+  for (const std::string text :
+       {" \t1.5", "+1", ".5", "5.", "1E3", "1e-400", "-1e-400", "4e-324"}) {
+    const double value = std::strtod(text.c_str(), nullptr);
+    std::setlocale(LC_ALL, "de_DE.UTF-8");  // where it exists, and then with a comma
+    EXPECT_EQ(parseNumber(text + "\r\n"), value) << text;
+    std::setlocale(LC_ALL, "C");
   }
   for (const char* text : {"", " ", "+", "-", "+-1", "-+1", "--1", "1,5", "0x10", "1e", "1 2", "1f",
                            "1e999", "-1e999", "e5", "1.2.3"})

@@ -9,7 +9,7 @@
 #include "ending/interrupts.h"
 #include "files/at_start.h"
 #include "files/overwriting.h"
-#include "jvm/options.h"
+#include "jvm/choice.h"
 #include "words/text.h"
 
 namespace {

@@ -135,10 +135,6 @@ void RunTable::requireUnchanged() const {
                 " was changed while its runs were made, expected a file that stays as it is");
 }
 
-bool RunTable::ready() {
-  return take(0);
-}
-
 bool RunTable::next(RunRow& row) {
   while (interrupted() == 0) {
     if (!take(milliseconds)) continue;

@@ -30,7 +30,7 @@ class RunTable {
   RunTable& operator=(const RunTable&) = delete;
 
   // Whether next() has an answer without waiting for anybody. Throws Failure as next() does.
-  bool ready();
+  bool ready() { return take(0); }
   // The row of the next run, for which it waits; false at the end, and when the user interrupts.
   bool next(RunRow& row);
 

@@ -74,6 +74,7 @@ void checkTree(const fs::path& archive, const std::vector<Entry>& entries) {
       refuseEntry(archive, entry.path, "is there twice");
   }
   for (const Entry& entry : entries) {
+    goOn(archive);
     const std::string_view path = entry.path;
     for (std::size_t end = path.find('/'); end != path.npos; end = path.find('/', end + 1)) {
       const auto [above, isImplied] = directories.emplace(path.substr(0, end), true);

@@ -34,7 +34,8 @@ class Batch(Stubbed):
 
     def test_runs_are_those_of_simulate_and_know_nothing_of_each_other(self):
         self.write("load.csv", "time,load\n0,0\n0.02,0.05\n")
-        common = ("--stop-time=0.031", "--output-interval=0.002", "--step-size=0.001", "--start-value=J=2e-4", "--input-file=load.csv")
+        common = ("--start-time=0.01", "--stop-time=0.031", "--output-interval=0.002", "--step-size=0.001",
+                  "--start-value=J=2e-4", "--input-file=load.csv")
         values = [("12", "0.5"), ("24", "0.75"), ("-3", "-1"), ("6", "7"), ("12", "0.5")]
         runs = "run,voltage,R\n" + "".join(f"{7 * i},{voltage},{r}\r\n" for i, (voltage, r) in enumerate(values))
         rows, err = self.batch(motor(), runs, *common, "--record", ",".join(STATISTICS), "--log-fmi-calls", code=1)

@@ -167,16 +167,13 @@ class Batch(Stubbed):
             self.refuses("--record", "batch", "stub.fmu", "--runs=x", "--output-file=y", "--record", record, code=2)
         self.assertEqual((self.home / "out.csv").read_text(), "mine")
 
-    def test_file_of_runs_that_changes_meanwhile_is_told(self):
-        rows = "sleep\n900\n" + " " * 200_000  # the last row is not read with the first
-        for changed in ("sleep\n900\n", rows + "5\n"):
-            self.write("runs.csv", rows + "0\n")
-            process = self.start("batch", odd(), "--runs=runs.csv", "--output-file=out.csv", "--stop-time=-0.5", "--log-fmi-calls")
-            next(call for call in process.stderr if "fmi2SetReal" in call and "900" in call)
-            self.write("runs.csv", changed)
-            self.assertRegex(self.finish(process, 1)[1].splitlines()[-1],
-                             "runs.csv was changed while its runs were made, .*; out.csv has the rows up to run 1")
-            self.assertEqual(self.runs_of_the_table(), ["1"])
+    def test_file_of_runs_may_change_meanwhile(self):
+        self.write("runs.csv", "sleep\n900\n" + " " * 200_000 + "\n0\n")
+        process = self.start("batch", odd(), "--runs=runs.csv", "--output-file=out.csv", "--stop-time=-0.5", "--log-fmi-calls")
+        next(call for call in process.stderr if "fmi2SetReal" in call and "900" in call)
+        self.write("runs.csv", "sleep\n900\n")
+        self.finish(process)
+        self.assertEqual(self.simulated(None, run=False)["sleep"], ["900", "0"])
 
     def test_end_in_between_keeps_whole_rows(self):
         exits = "run,sleep,exit at\n1,0,9\n2,0,9\n3,0,0.5\n4,0,9\n"

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,10 +10,12 @@
 #include <cstdint>
 #include <cstring>
 #include <unordered_set>
+#include <utility>
 
 #include "ending/failure.h"
 #include "ending/interrupts.h"
 #include "files/at_start.h"
+#include "files/file_content.h"
 #include "loaded_fmu/variable_values.h"
 #include "words/numbers.h"
 #include "words/text.h"
@@ -45,38 +46,36 @@ class RunNumbers {
 }  // namespace
 
 RunTable::RunTable(const std::filesystem::path& file, const VariableNames& known)
-    : names(known),
-      name(file == "-" ? "stdin" : file.string()),
-      descriptor(file == "-" ? standardInputForRuns()
-                             : open(fromStart(file).c_str(), O_RDONLY | O_CLOEXEC)) {
-  if (descriptor < 0) throw Failure("cannot read " + name + ": " + std::strerror(errno));
-  try {
+    : names(known), name(file == "-" ? "stdin" : file.string()), lines(name) {
+  std::error_code unknown;
+  if (file != "-" && std::filesystem::is_regular_file(fromStart(file), unknown)) {
+    lines.add(fileContent(file));
+    lines.end();
+    ended = true;
     readHeader();
-    if (file != "-" && fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) readToTheEnd();
-  } catch (...) {
-    close(descriptor);
-    throw;
+    checkRows();
+    return;
   }
+  descriptor =
+      file == "-" ? standardInputForRuns() : open(fromStart(file).c_str(), O_RDONLY | O_CLOEXEC);
+  if (descriptor < 0) throw Failure("cannot read " + name + ": " + std::strerror(errno));
+  readHeader();
 }
 
 RunTable::~RunTable() {
-  close(descriptor);
+  if (descriptor >= 0) close(descriptor);
 }
 
 void RunTable::readHeader() {
-  lines.emplace(name);
-  ended = false;
   nowWaitingFor("the header of the runs");
   while (!take(milliseconds))
     if (interrupted() != 0) throw Failure("the runs were not read to their header");
   if (!taken) throw Failure(name + " is empty, expected a header line");
   taken = false;
-  if (lines->separator() == ';')  // between which numbers may have a decimal comma
-    lines->fail(1, "the cells have semicolons between them, expected commas or tabs");
-  headerLine = lines->lineNumber();
-  columns.clear();
+  if (lines.separator() == ';')  // between which numbers may have a decimal comma
+    lines.fail(1, "the cells have semicolons between them, expected commas or tabs");
+  headerLine = lines.lineNumber();
   std::unordered_set<const ScalarVariable*> seen;
-  numberColumn.reset();
   for (std::size_t i = 0; i < cells.size(); ++i) {
     const std::string& wanted = cells[i].text;
     const std::string place = placeInTable(name, headerLine, i + 1);
@@ -92,47 +91,33 @@ void RunTable::readHeader() {
   }
 }
 
-void RunTable::readToTheEnd() {
+void RunTable::checkRows() {
   nowWaitingFor("the runs to be read");
+  const CsvLines all = lines;
   RunRow row;
   RunNumbers numbers;
   while (next(row))
     if (!numbers.insert(row.number))
-      lines->fail(*numberColumn + 1, "there is another run " + std::to_string(row.number));
+      lines.fail(*numberColumn + 1, "there is another run " + std::to_string(row.number));
   if (interrupted() != 0) throw Failure(name + " was not read to its end");
   if (counted == 0) throw Failure(name + " has no lines behind the header, expected at least one");
-  rows = counted;
-  counted = 0;
-  if (lseek(descriptor, 0, SEEK_SET) != 0)
-    throw Failure("cannot read " + name + " again: " + std::strerror(errno));
-  readHeader();
+  rows = std::exchange(counted, 0);
+  lines = all;
 }
 
 bool RunTable::take(int patience) {
-  if (taken || (taken = lines->next(cells)) || ended) return true;
+  if (taken || (taken = lines.next(cells)) || ended) return true;
   pollfd stream = {descriptor, POLLIN, 0};
   if (poll(&stream, 1, patience) <= 0) return false;
   std::array<char, 1 << 16> piece;
   const ssize_t length = read(descriptor, piece.data(), piece.size());
   if (length < 0 && (errno == EINTR || errno == EAGAIN)) return false;
   if (length < 0) throw Failure("cannot read " + name + ": " + std::strerror(errno));
-  if (rows) requireUnchanged();
-  lines->add({piece.data(), static_cast<std::size_t>(length)});
-  // What becomes of a file after its last byte was read changes nothing.
-  ended = length == 0 || (rows && lseek(descriptor, 0, SEEK_CUR) == status.st_size);
-  if (ended) lines->end();
-  taken = lines->next(cells);
+  lines.add({piece.data(), static_cast<std::size_t>(length)});
+  ended = length == 0;
+  if (ended) lines.end();
+  taken = lines.next(cells);
   return taken || ended;
-}
-
-// Else the runs would be others than those that were checked, or end too early without a word.
-void RunTable::requireUnchanged() const {
-  struct stat now {};
-  if (fstat(descriptor, &now) == 0 && now.st_size == status.st_size &&
-      now.st_mtim.tv_sec == status.st_mtim.tv_sec && now.st_mtim.tv_nsec == status.st_mtim.tv_nsec)
-    return;
-  throw Failure(name +
-                " was changed while its runs were made, expected a file that stays as it is");
 }
 
 bool RunTable::next(RunRow& row) {
@@ -148,7 +133,7 @@ bool RunTable::next(RunRow& row) {
 }
 
 RunRow RunTable::parsed() const {
-  lines->requireCells(cells, columns.size() + (numberColumn ? 1 : 0));
+  lines.requireCells(cells, columns.size() + (numberColumn ? 1 : 0));
   RunRow row{counted + 1, {}};
   row.values.reserve(columns.size());
   for (std::size_t i = 0; i < cells.size(); ++i) {
@@ -159,12 +144,12 @@ RunRow RunTable::parsed() const {
     }
     const ScalarVariable& variable = *columns[row.values.size()];
     if (cell.text.empty() && !(cell.quoted && variable.type == "String"))
-      lines->fail(i + 1, "the cell is empty, expected a value for '" + printable(variable.name) +
-                             (variable.type == "String" ? "'; \"\" is an empty text" : "'"));
+      lines.fail(i + 1, "the cell is empty, expected a value for '" + printable(variable.name) +
+                            (variable.type == "String" ? "'; \"\" is an empty text" : "'"));
     try {
       row.values.push_back(parseValue(variable, cell.text));
     } catch (const Failure& failure) {
-      lines->fail(i + 1, failure.what());
+      lines.fail(i + 1, failure.what());
     }
   }
   return row;
@@ -173,7 +158,7 @@ RunRow RunTable::parsed() const {
 long long RunTable::numberIn(const CsvCell& cell, std::size_t column) const {
   const std::optional<long long> number = parseWhole<long long>(cell.text);
   if (!number)
-    lines->fail(column, shownCell(cell.text) + " is no number of a run, expected a whole number");
+    lines.fail(column, shownCell(cell.text) + " is no number of a run, expected a whole number");
   return *number;
 }
 

@@ -1,11 +1,8 @@
 // The runs of a batch as a table: one header line with the names of inputs and parameters, one row
 // with their values per run. A column "run", unless the FMU has a variable of that name, numbers
-// the runs, which else count from 1. A file is read to its end before the first run and again as
-// the runs go, so that it takes little memory, and must not change meanwhile; what comes through a
-// pipe is read as it comes.
+// the runs, which else count from 1. A file is read and checked as a whole before the first run;
+// what comes through a pipe is read as it comes.
 #pragma once
-
-#include <sys/stat.h>
 
 #include <filesystem>
 #include <optional>
@@ -42,19 +39,18 @@ class RunTable {
 
  private:
   void readHeader();
-  void readToTheEnd();
+  // All of them, before they are given.
+  void checkRows();
   // Takes the next line from the text that is there, or else from what comes within so many
   // milliseconds; false when it is not all there by then.
   bool take(int patience);
-  void requireUnchanged() const;
   RunRow parsed() const;
   long long numberIn(const CsvCell& cell, std::size_t column) const;
 
   const VariableNames& names;
-  std::string name;  // for messages
-  int descriptor;
-  struct stat status {};  // of a file before it was read
-  std::optional<CsvLines> lines;
+  std::string name;     // for messages
+  int descriptor = -1;  // of what comes as it comes
+  CsvLines lines;
   bool ended = false;  // no more text comes
   std::size_t headerLine = 0;
   std::vector<const ScalarVariable*> columns;  // without the one of the numbers

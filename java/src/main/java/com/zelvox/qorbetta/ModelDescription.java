@@ -237,8 +237,7 @@ public final class ModelDescription {
          * @param max the largest legal value; positive infinity for no limit
          */
         public Builder range(double min, double max) {
-            // What an output starts at is gone when the model is initialized, and in no FMU.
-            return replaceLatest(latest("range").limited(min, max, latest != facts.variables.get(Variable.Kind.OUTPUT)));
+            return replaceLatest(latest("range").limited(min, max));
         }
 
         /**
@@ -289,13 +288,19 @@ public final class ModelDescription {
             return new ModelDescription(facts.frozen());
         }
 
-        Builder declare(Variable.Kind kind, String name, String unit, String description,
+        private Builder declare(Variable.Kind kind, String name, String unit, String description,
                 double start) {
-            Variable variable = Variable.of(name, unit, description, start);
-            if (!variableNames.add(name)) {
-                throw new IllegalArgumentException("variable '" + name + "' is declared twice");
+            return declare(new Variable(kind, name, unit, "", description, start,
+                    Double.NEGATIVE_INFINITY, Double.POSITIVE_INFINITY, 1));
+        }
+
+        Builder declare(Variable variable) {
+            variable.checked();
+            if (!variableNames.add(variable.name())) {
+                throw new IllegalArgumentException(
+                        "variable '" + variable.name() + "' is declared twice");
             }
-            latest = facts.variables.get(kind);
+            latest = facts.variables.get(variable.kind);
             latest.add(variable);
             return this;
         }
@@ -321,7 +326,7 @@ public final class ModelDescription {
         }
 
         private Builder replaceLatest(Variable variable) {
-            latest.set(latest.size() - 1, variable);
+            latest.set(latest.size() - 1, variable.checked());
             return this;
         }
     }

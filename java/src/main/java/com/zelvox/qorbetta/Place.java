@@ -7,11 +7,11 @@ final class Place {
     final Place holder; // of the object or the array that this is in; null for the model itself
     final Field field; // of an element, that of the array
     private final int index; // of an element; -1 for a field
-    final Declaration declaration; // null for what is no variable
+    final Variable declaration; // null for what is no variable
     final Object value; // null for a number
     boolean leads; // to a variable, which this is, or which an object in it has
 
-    private Place(Place holder, Field field, int index, Declaration declaration, Object value) {
+    private Place(Place holder, Field field, int index, Variable declaration, Object value) {
         this.holder = holder;
         this.field = field;
         this.index = index;
@@ -25,7 +25,7 @@ final class Place {
     }
 
     /** @param declaration null for a field that is no variable */
-    Place inside(Field member, Declaration ofMember) {
+    Place inside(Field member, Variable ofMember) {
         return new Place(this, member, -1, ofMember, null);
     }
 

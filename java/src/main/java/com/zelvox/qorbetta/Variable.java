@@ -4,6 +4,7 @@ package com.zelvox.qorbetta;
 public final class Variable {
     enum Kind { OUTPUT, INPUT, PARAMETER }
 
+    final Kind kind;
     private final String name;
     private final String unit;
     private final String displayUnit;
@@ -13,8 +14,10 @@ public final class Variable {
     private final double max;
     private final double nominal;
 
-    private Variable(String name, String unit, String displayUnit, String description,
+    /** Takes anything; what a description accepts is {@link #checked}. */
+    Variable(Kind kind, String name, String unit, String displayUnit, String description,
             double start, double min, double max, double nominal) {
+        this.kind = kind;
         this.name = name;
         this.unit = unit;
         this.displayUnit = displayUnit;
@@ -25,41 +28,47 @@ public final class Variable {
         this.nominal = nominal;
     }
 
-    /** A variable without limits; checks what it is given. */
-    static Variable of(String name, String unit, String description, double start) {
+    /** This variable, if all is well with it; throws an {@link IllegalArgumentException} if not. */
+    Variable checked() {
         String variable = "variable '" + Checked.name("a variable", name) + "'";
         if (unit == null || !unit.isEmpty()) {
             Checked.name("the unit of " + variable, unit);
         }
-        return new Variable(name, unit, "",
-                Checked.text("the description of " + variable, description),
-                Checked.finite("the start of " + variable, start),
-                Double.NEGATIVE_INFINITY, Double.POSITIVE_INFINITY, 1);
+        Checked.text("the description of " + variable, description);
+        Checked.finite("the start of " + variable, start);
+        if (!(min <= max)) {
+            throw new IllegalArgumentException("the range of " + variable + " goes from "
+                    + min + " to " + max + ", expected a maximum not below the minimum");
+        }
+        // What an output starts at is gone when the model is initialized, and in no FMU.
+        if (kind != Kind.OUTPUT && (start < min || start > max)) {
+            throw new IllegalArgumentException(variable + " starts at " + start
+                    + ", expected a start in its range from " + min + " to " + max);
+        }
+        Checked.positive("the nominal value of " + variable, nominal);
+        return this;
     }
 
-    /** The same variable with limits, between which it starts, unless its start is no value. */
-    Variable limited(double newMin, double newMax, boolean startCounts) {
-        if (!(newMin <= newMax)) {
-            throw new IllegalArgumentException("the range of variable '" + name + "' goes from "
-                    + newMin + " to " + newMax + ", expected a maximum not below the minimum");
-        }
-        if (startCounts && (start < newMin || start > newMax)) {
-            throw new IllegalArgumentException("variable '" + name + "' starts at " + start
-                    + ", expected a start in its range from " + newMin + " to " + newMax);
-        }
-        return new Variable(name, unit, displayUnit, description, start, newMin, newMax,
+    /** The same variable with limits. */
+    Variable limited(double newMin, double newMax) {
+        return new Variable(kind, name, unit, displayUnit, description, start, newMin, newMax,
                 nominal);
     }
 
     /** The same variable, shown in another unit. */
-    Variable displayed(String newDisplayUnit) {
-        return new Variable(name, unit, newDisplayUnit, description, start, min, max, nominal);
+    Variable displayed(String newUnit) {
+        return new Variable(kind, name, unit, newUnit, description, start, min, max, nominal);
     }
 
     /** The same variable with another order of magnitude. */
     Variable scaled(double newNominal) {
-        Checked.positive("the nominal value of variable '" + name + "'", newNominal);
-        return new Variable(name, unit, displayUnit, description, start, min, max, newNominal);
+        return new Variable(kind, name, unit, displayUnit, description, start, min, max, newNominal);
+    }
+
+    /** A variable of another name that is otherwise the same but for its start. */
+    Variable named(String newName, double newStart) {
+        return new Variable(kind, newName, unit, displayUnit, description, newStart, min, max,
+                nominal);
     }
 
     /** The name, unique in the model. */

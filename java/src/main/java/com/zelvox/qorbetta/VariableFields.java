@@ -132,13 +132,35 @@ final class VariableFields {
                     owner, field, isArray ? initial.length : 0, group.size());
             for (int i = 0; i < initial.length; i++) {
                 String name = place.name() + (isArray ? "[" + (i + 1) + "]" : "");
-                bound.set(group.size(), place.declaration.declare(builder, name, initial[i]));
+                bound.set(group.size(), declare(place.declaration, name, initial[i], builder));
                 group.add(bound);
             }
         } catch (IllegalArgumentException e) {
             throw place.wrong(e.getMessage());
         } catch (IllegalAccessException e) {
             throw new AssertionError(e); // the fields are accessible
+        }
+    }
+
+    /**
+     * Declares a variable that the model initializes with {@code initial}.
+     *
+     * @return its start value
+     */
+    private static double declare(Variable annotation, String name, double initial,
+            ModelDescription.Builder builder) {
+        boolean hasStart = !Double.isNaN(annotation.start());
+        if (hasStart && initial != 0) {
+            throw new IllegalArgumentException("starts at " + initial
+                    + " where it is declared and at " + annotation.start()
+                    + " in its annotation, expected one of the two");
+        }
+        Variable variable = annotation.named(name, hasStart ? annotation.start() : initial);
+        try {
+            builder.declare(variable);
+            return variable.start();
+        } catch (IllegalArgumentException e) {
+            throw new IllegalArgumentException("cannot be a variable: " + e.getMessage());
         }
     }
 }

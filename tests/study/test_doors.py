@@ -115,7 +115,7 @@ class Doors(Case):
                                     ("tcp://127.0.0.1:9", "answers at tcp://127.0.0.1:9: (Connection refused|it says nothing)$"),
                                     ("tls://127.0.0.1:9", "certificates"),
                                     ("tcp://127.0.0.1:%d" % mute.getsockname()[1], "it says nothing")):
-                self.refused(reason, "trial.fmu", {"rate": [1]}, scheduler=address)
+                self.refused(reason, "trial.fmu", {"rate": [1]}, scheduler=address, output="out")
 
 
 class Certificates(Case):

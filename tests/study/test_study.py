@@ -27,6 +27,7 @@ import numpy
 import pandas
 import psutil
 from distributed import Client
+from distributed.scheduler import KilledWorker
 
 import zelvox
 from zelvox._study import engine, pictures, worker
@@ -76,9 +77,9 @@ class Case(unittest.TestCase):
         os.chdir(directory.name)
         Path("trial.fmu").write_bytes(trial())
 
-    def stub(self, plan=""):
+    def stub(self, plan="", xml=XML):
         with zipfile.ZipFile("stub.fmu", "w") as archive:
-            archive.writestr("modelDescription.xml", XML)
+            archive.writestr(zipfile.ZipInfo("modelDescription.xml"), xml)  # the same bytes at any time
             archive.write(os.environ["STUB"], "binaries/linux64/stub.so")
         for name, value in (("STUB_TRACE", "/dev/null"), ("STUB_PLAN", plan)):
             self.enterContext(unittest.mock.patch.dict(os.environ, {name: value}))
@@ -322,11 +323,14 @@ class Processes(Case):
         with contextlib.closing(Store(Path("out"), chosen, False)) as store:
             for start in (0, 10, 20, 30, 40, 45, 50):  # one of which has runs of others, too
                 store.write(start, start + 10, header + b"".join(rows[start : start + 10]))
-        other = self.chosen(labels="ab")
-        for reason, wrong in (("made with 60 runs of label with .* and without 2 runs of label with ", other), (r"another study, made with zelvox 0\+clone and without zelvox 0.0.2;",
-                              chosen._replace(settings=["zelvox 0.0.2", *chosen.settings[1:]]))):
+        tables = (pandas.DataFrame({"run": [1, last], "label": ["a", "b"]}) for last in (2, 3))
+        one, two = (planned(Path("stub.fmu"), Wish(None, None, "", 0, table), None, {}).settings for table in tables)
+        self.assertNotEqual(one, two)
+        for reason, settings in (
+                ("made with 60 runs of label with .* and without 2 runs of label with ", self.chosen(labels="ab").settings),
+                (r"another study, made with zelvox 0\+clone and without zelvox 0.0.2;", ["zelvox 0.0.2", *chosen.settings[1:]])):
             with self.assertRaisesRegex(StudyError, reason):
-                Store(Path("out"), wrong, True)
+                Store(Path("out"), chosen._replace(settings=settings), True)
         os.mkdir("out/runs-.parquet")  # what cannot be opened is let go
         with self.assertRaisesRegex(StudyError, "^out cannot be written: "):
             Store(Path("out"), chosen, True)
@@ -348,6 +352,8 @@ class Processes(Case):
         with contextlib.closing(Store(Path("out"), chosen, True)) as store:
             self.assertEqual((store.done, list(store.missing())), (20, [(0, 40)]))
             self.assertEqual(sorted(os.listdir("out")), ["_study.json", *(part.name for part in parts[4:]), "runs-of-mine.csv"])
+            with self.assertRaisesRegex(StudyError, "^out is being written by another study$"):
+                Store(Path("out"), chosen, True)
 
 
 class Faults(Case):
@@ -383,6 +389,7 @@ class Resumed(Case):
         self.assertEqual(zelvox.study("trial.fmu", grid, **again)["run"].tolist(), list(range(1, 81)))
         for reason, wrong in (("out exists; go on with --resume", {"resume": False}),
                               ("made without --stop-time=2;", {"stop_time": 2}),
+                              ("made without --run-timeout=9;", {"run_timeout": 9}),
                               ("made with --start-value=pause=0.005 and without --start-value=pause=0;",
                                {"start_values": {"pause": 0}})):
             self.refused(reason, "trial.fmu", grid, **{**again, **wrong})
@@ -437,11 +444,14 @@ class Cluster(Case):
         self.until(lambda: not self.children(worker), "a process is left")
 
     def test_processes_of_a_cluster_make_the_runs_or_say_what_they_lack(self):
+        os.makedirs("old/zelvox")
+        Path("old/zelvox/__init__.py").write_text("__version__ = '9'")
         address, good = self.scheduler(), [self.worker()]
         with Client(address) as client:
             client.wait_for_workers(1)
             for reason, lack in (("no zelvox; install it", {"PYTHONPATH": ""}),
-                                 ("JAVA_HOME is /nowhere", {"JAVA_HOME": "/nowhere"})):
+                                 ("JAVA_HOME is /nowhere", {"JAVA_HOME": "/nowhere"}),
+                                 (r"has zelvox 9; install 0\+clone there", {"PYTHONPATH": "old"})):
                 bad = self.worker(**lack)
                 client.wait_for_workers(2)
                 self.refused(f"^the worker tcp://127.0.0.1:[0-9]+.*{reason}", "trial.fmu", {"rate": [1]}, scheduler=address)
@@ -509,6 +519,19 @@ class Usage(Case):
         study = self.study("--parameter=speed=1,2", "--output=out", "--workers=1", "--quiet")
         self.assertRegex(study.communicate()[1], r"\Azelvox-study: [^\n]*speed[^\n]*\n\Z")
         self.assertEqual((study.returncode, Path("out").exists()), (1, False))
+        self.refused("two columns 'error', expected other", self.stub(xml=XML.replace("held", "error")), {"set": [1]},
+                     record="all", workers=1)
+        study = self.study("--parameter=rate=1,2", "--class-path=trial.fmu:no.jar", "--output=out")
+        self.assertIn(" no.jar cannot be read", study.communicate()[1])
+        killed = SimpleNamespace(status="error", exception=lambda: KilledWorker("batch", None, 3))
+        self.assertIn("4 workers in turn were killed", str(engine._reason(killed)))
+
+    def test_results_that_are_no_numbers_are_told_or_fail_their_runs(self):
+        for options, code, told in (((), 0, "warning: 1 good rows have results that are NaN or infinite; with --fail-on-nan"),
+                                    (("--fail-on-nan",), 1, "1 of 2 runs failed, the first because .*level")):
+            study = self.study("--parameter=rate=1,-1e6", f"--output=out{code}", "--workers=1", "--quiet", *options)
+            self.assertRegex(study.communicate()[1], rf"\Azelvox-study: {told}[^\n]*\n\Z")
+            self.assertEqual(study.returncode, code)
 
     def test_samples_fill_their_distributions(self):
         # Each of n equally likely parts has one draw; the numbers are the distributions' quartiles.

@@ -17,7 +17,6 @@ from distributed.utils import LoopRunner
 
 from zelvox import __version__
 from zelvox._program import wheel
-from zelvox._study import table
 from zelvox._study.errors import StudyError
 from zelvox._study.worker import Job, StudyOnWorker, check
 
@@ -138,12 +137,7 @@ def prepared(client: Client, job: Job) -> tuple:
             raise StudyError(reason)
         others = f" and {len(reasons) - 1} more" if len(reasons) > 1 else ""
         raise StudyError(f"the worker {worker}{others}: {reason}")
-    header, warnings = next(iter(answers.values()))
-    columns = table.names(header)
-    given = [] if job.all_points else job.names
-    if len(set(columns)) < len(columns) or columns[1 : 1 + len(given)] != given:
-        raise StudyError(f"the results have columns that cannot be told apart: {', '.join(columns)}")
-    return header, warnings
+    return next(iter(answers.values()))
 
 
 def forgotten(client: Client, job: Job) -> None:

@@ -20,11 +20,11 @@ CheckResult checkDescription(std::string_view xml, const std::vector<std::string
   std::vector<Finding> findings;
   for (const auto* const rules :
        {&schemaRules, &headRules, &typeRules, &variableRules, &structureRules}) {
-    for (const auto& [name, check] : *rules) {
+    for (const NamedCheck& rule : *rules) {
       ++result.checks;
-      check(description, [&](const pugi::xml_node& where, const std::string& what) {
+      rule.check(description, [&](const pugi::xml_node& where, const std::string& what) {
         findings.push_back(
-            {description.xml.lineOf(where), placeOf(where) + ": " + what + " [" + name + "]"});
+            {description.xml.lineOf(where), placeOf(where) + ": " + what + " [" + rule.name + "]"});
       });
     }
   }

@@ -13,7 +13,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <future>
-#include <ranges>
 #include <thread>
 #include <vector>
 
@@ -44,10 +43,10 @@ std::mutex registry;  // of the entries
 // Takes all actions, the latest first, and says what they tell behind the sentence.
 void putInOrder(std::string said) {
   const std::lock_guard lock(registry);  // no object goes away under its action
-  for (AtForcedEnd* const entry : entries | std::views::reverse) {
+  for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
     std::string told;
     try {
-      told = entry->act();
+      told = (*entry)->act();
     } catch (const std::exception& problem) {
       told = problem.what();
     }

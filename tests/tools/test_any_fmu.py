@@ -201,7 +201,6 @@ class AnyFmu(Stubbed):
         plan = "3 3 fmi2SetupExperiment(toleranceDefined=fmi2False, tolerance=0,|needs a tolerance"
         self.assertRegex(self.run_stub(plan=plan, xml=without, code=1)[1], "t=0 failed: needs a tolerance")
         self.assertRegex(self.run_stub(xml=without)[0], r"\Astub: 500 steps from 0 s to 1 s in ")
-        self.assertRegex(self.run_stub("--start-time=3", xml=without)[0], r"\Astub: 500 steps from 3 s to 4 s in ")
 
     def test_summary_is_short_or_left_out(self):
         names = [f"v{i}" for i in range(22)]

@@ -184,16 +184,6 @@ print(odd.get(3), odd.get(9))
 
 
 class Simulate(Case):
-    def test_communication_points_are_start_plus_multiples_and_the_stop_time(self):
-        for run, times, last in (((), "-1 -0.75 -0.5 -0.25 0 0.25 0.5 0.75 1", 0.25),
-                                 ((0, 1, 0.3), "0 0.3 0.6 0.8999999999999999 1", 1 - 3 * 0.3),
-                                 ((0, 3.00001, 1), "0 1 2 3 3.00001", 3.00001 - 3)):
-            names = ("--start-time", "--stop-time", "--output-interval")
-            result = self.simulated(odd(), *(word for option in zip(names, run) for word in option))
-            self.assertEqual(result["time"], times.split())
-            whole = [str((run or (-1, 1, 0.25))[2])] * (len(times.split()) - 2)
-            self.assertEqual(result["step"][1:], whole + [str(last)])
-
     def test_summary_speaks_the_display_unit_and_the_table_the_unit(self):
         out = self.zelvox("simulate", odd(), "--output-file", "out.csv", "--output-variable=Größe",
                           '--output-variable=in, "quoted"')[0]

@@ -6,8 +6,6 @@
 #include "words/numbers.h"
 #include "words/text.h"
 
-Run::Run(Experiment& toDo, LoadedFmu& newInstance) : experiment(toDo), instance(newInstance) {}
-
 void Run::initialize() {
   const TimeGrid& grid = experiment.grid;
   instance.setupExperiment(experiment.model.tolerance, grid.start, grid.stop);
@@ -26,10 +24,6 @@ bool Run::step() {
   ++stepsDone;
   if (experiment.inputs) experiment.inputs->writeTo(instance, time(), grid.tolerance);
   return true;
-}
-
-void Run::terminate() {
-  instance.terminate();
 }
 
 void FiniteCheck::check(double time, const std::vector<Cell>& values, const std::string& run) {

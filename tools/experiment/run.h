@@ -21,7 +21,7 @@ class Run {
  public:
   // The instance is new or was reset. The experiment must outlive the object, the instance its
   // functions that are not const.
-  Run(Experiment& experiment, LoadedFmu& instance);
+  Run(Experiment& toDo, LoadedFmu& newInstance) : experiment(toDo), instance(newInstance) {}
 
   // All three throw Failure when the FMU refuses. After it the outputs at the start can be read.
   void initialize();
@@ -29,7 +29,7 @@ class Run {
   // One communication step, while goesOn(). False when the FMU ended the run by itself within it;
   // then the time is what it was. After it the inputs are those of the next step.
   bool step();
-  void terminate();
+  void terminate() { instance.terminate(); }
 
   double time() const { return experiment.grid.point(stepsDone); }
   long long steps() const { return stepsDone; }

@@ -94,6 +94,8 @@ char letterOf(const ScalarVariable& variable) {
   return variable.type == "Enumeration" ? 'i' : static_cast<char>(std::tolower(variable.type[0]));
 }
 
+// What a message says, with the names of the model's variables in place of their value references:
+// "#r12#" is a variable, "##" a "#" (section 2.1.5). What is neither stays as it is.
 std::string withNames(const std::string& text, const ModelDescription& model) {
   std::string result;
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -108,13 +110,6 @@ std::string withNames(const std::string& text, const ModelDescription& model) {
     if (variable != model.variables.end() || end == i + 1) i = end;
   }
   return result;
-}
-
-// What the logger callback's text and arguments say, with the names of the model's variables in
-// place of their value references: "#r12#" is a variable, "##" a "#" (section 2.1.5). What is
-// neither stays as it is.
-std::string messageText(const char* text, va_list arguments, const ModelDescription& model) {
-  return withNames(format(text, arguments), model);
 }
 
 }  // namespace
@@ -272,7 +267,7 @@ void LoadedFmu::receive(fmi2ComponentEnvironment self, fmi2String, fmi2Status st
   auto& instance = *static_cast<LoadedFmu*>(self);
   // The FMU is C: nothing may be thrown through it, and a message is not worth ending for.
   try {
-    std::string message = messageText(text, arguments, instance.model);
+    std::string message = withNames(format(text, arguments), instance.model);
     if (instance.logging.messages)
       instance.show(timeText(instance.time) + " " + statusName(status) + " " +
                     printable(category != nullptr ? category : "") + " " + printable(message));

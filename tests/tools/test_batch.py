@@ -153,7 +153,8 @@ class Batch(Stubbed):
                 (b"label\nGr\xf6\xdfe\n", "line 2, column 1: .*expected a text in UTF-8"), ("mass\n1\n2,3\n", "line 3, column 2: found 2"),
                 ('label,mass\n"a\nb",1\n"c\n', "line 4, column 1: a quote is not closed"),
                 ("label,ratio\n", "column 2: 'ratio' is an output"),
-                ("run,mass\n3,1\n1,1\n2,1\n5,1\n2,2\n", "line 6, column 1: there is another run 2"), ("mass,run\n1,-1\n1,-1\n", "line 3, column 2: there is another run -1"),
+                ("run,mass\n3,1\n1,1\n2,1\n5,1\n2,2\n", "line 6, column 1: there is another run 2"),
+                ("run,mass\n1,1\n3,1\n2,1\n3,1\n", "line 5, column 1: there is another run 3"), ("mass,run\n1,-1\n1,-1\n", "line 3, column 2: there is another run -1"),
                 ("mass,gear\n1,1\n", "column 2: 'gear' has a --start-value as well"),
                 ("set\n1\n", "column 1: 'set' has a column in --input-file as well")):
             self.write("runs.csv", runs)

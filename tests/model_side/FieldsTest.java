@@ -227,7 +227,7 @@ public class FieldsTest {
     }
 
     static class FewPumps extends Quiet {
-        Pump[] level = {new Pump(), null};
+        Object[] level = {new Pump(), null};
     }
 
     static class NullPumps extends Quiet {

@@ -140,6 +140,17 @@ class Sources(Author):
                              ["Tank.lists holds", "Tank.map holds", "Tank.one holds", "Tank.setUp() is not called",
                               "the unit 'm2' of area"], err)
 
+    def test_class_of_a_library_that_is_not_there_is_named(self):
+        for field, code, said in (
+                ("Object part = new Part();", 0, "com.acme.Tank$Part cannot be looked into for variables"),
+                ("Gone part;", 1, "the model com.acme.Tank cannot be described")):
+            self.changed_source("    @Override", field + "static class Gone {} static class Base { Gone gone; }"
+                                "static class Part extends Base {}\n@Override")
+            self.classes()
+            (self.home / "classes/com/acme/Tank$Gone.class").unlink()
+            self.assertIn(said + ": it needs the class com.acme.Tank$Gone, which is in none of the jars",
+                          self.zelvox("pack", "classes", code=code)[1])
+
     def test_model_is_the_named_one_or_the_only_one(self):
         self.write("two/Tank.java", self.tank)
         self.write("two/Pond.java", self.tank.replace("Tank", "Pond"))

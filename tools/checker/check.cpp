@@ -1,6 +1,6 @@
 #include "checker/check.h"
 
-#include <algorithm>
+#include <map>
 
 #include "checker/rules.h"
 #include "words/text.h"
@@ -13,23 +13,18 @@ CheckResult checkDescription(std::string_view xml, const std::vector<std::string
                          "expected an FMU of FMI 2.0, got FMI " + inQuotes(version));
   CheckResult result;
   result.variables = description.variables.size();
-  struct Finding {
-    std::size_t line;
-    std::string text;
-  };
-  std::vector<Finding> findings;
+  std::multimap<std::size_t, std::string> findings;  // by line
   for (const auto* const rules :
        {&schemaRules, &headRules, &typeRules, &variableRules, &structureRules}) {
     for (const NamedCheck& rule : *rules) {
       ++result.checks;
       rule.check(description, [&](const pugi::xml_node& where, const std::string& what) {
-        findings.push_back(
-            {description.xml.lineOf(where), placeOf(where) + ": " + what + " [" + rule.name + "]"});
+        findings.emplace(description.xml.lineOf(where),
+                         placeOf(where) + ": " + what + " [" + rule.name + "]");
       });
     }
   }
-  std::ranges::stable_sort(findings, {}, &Finding::line);
-  for (const Finding& finding : findings)
-    result.findings.push_back("line " + std::to_string(finding.line) + ": " + finding.text);
+  for (const auto& [line, finding] : findings)
+    result.findings.push_back("line " + std::to_string(line) + ": " + finding);
   return result;
 }

@@ -49,14 +49,3 @@ std::vector<std::string_view> allowedInitial(std::string_view causality,
 bool isAllowed(std::string_view causality, std::string_view variability) {
   return letterOf(causality, variability) != '-';
 }
-
-std::string_view defaultInitial(std::string_view causality, std::string_view variability) {
-  const auto allowed = allowedInitial(causality, variability);
-  return allowed.empty() ? std::string_view() : allowed.front();
-}
-
-Start startOf(std::string_view causality, std::string_view initial) {
-  if (causality == "input" || initial == "exact" || initial == "approx") return Start::required;
-  if (causality == "independent" || initial == "calculated") return Start::forbidden;
-  return Start::optional;
-}

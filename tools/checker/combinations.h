@@ -1,6 +1,6 @@
-// Which causality, variability and initial a variable may have together, and which of them ask for
-// a start value, as FMI 2.0.2 has them in the tables of its section 2.2.7: an input, for instance,
-// is discrete or continuous, has no initial and needs a start value.
+// Which causality, variability and initial a variable may have together, as FMI 2.0.2 has them in
+// the tables of its section 2.2.7: an input, for instance, is discrete or continuous and has no
+// initial.
 #pragma once
 
 #include <string_view>
@@ -13,10 +13,3 @@ std::vector<std::string_view> allowedInitial(std::string_view causality,
 
 // Also true for words that FMI does not know.
 bool isAllowed(std::string_view causality, std::string_view variability);
-
-std::string_view defaultInitial(std::string_view causality, std::string_view variability);
-
-enum class Start { required, optional, forbidden };
-
-// `initial` with its default.
-Start startOf(std::string_view causality, std::string_view initial);

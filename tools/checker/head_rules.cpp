@@ -15,28 +15,22 @@ namespace {
 
 constexpr std::array<const char*, 2> kinds = {"ModelExchange", "CoSimulation"};
 
-struct Platform {
-  std::string_view name, ending;
-};
+using Pair = std::pair<const char*, const char*>;
 
-constexpr std::array<Platform, 6> platforms = {{{"linux32", ".so"},
-                                                {"linux64", ".so"},
-                                                {"win32", ".dll"},
-                                                {"win64", ".dll"},
-                                                {"darwin32", ".dylib"},
-                                                {"darwin64", ".dylib"}}};
+// With the ending of the binaries for each.
+constexpr std::array<Pair, 6> platforms = {{{"linux32", ".so"},
+                                            {"linux64", ".so"},
+                                            {"win32", ".dll"},
+                                            {"win64", ".dll"},
+                                            {"darwin32", ".dylib"},
+                                            {"darwin64", ".dylib"}}};
 
-// A list below the root whose elements have to differ in their names.
-struct Namespace {
-  const char* list;
-  const char* element;
-};
-
-constexpr std::array<Namespace, 5> namespaces = {{{"UnitDefinitions", "Unit"},
-                                                  {"TypeDefinitions", "SimpleType"},
-                                                  {"LogCategories", "Category"},
-                                                  {"VendorAnnotations", "Tool"},
-                                                  {"ModelVariables", "ScalarVariable"}}};
+// Lists below the root whose elements have to differ in their names.
+constexpr std::array<Pair, 5> namespaces = {{{"UnitDefinitions", "Unit"},
+                                             {"TypeDefinitions", "SimpleType"},
+                                             {"LogCategories", "Category"},
+                                             {"VendorAnnotations", "Tool"},
+                                             {"ModelVariables", "ScalarVariable"}}};
 
 void checkEncoding(const Subject& description, const Report& report) {
   const pugi::xml_node declaration = description.xml.firstNode();
@@ -89,9 +83,9 @@ void checkBinaries(const Subject& description, const Report& report) {
       return file.starts_with("binaries/") && path.stem() == identifier;
     };
     bool runs = anyBelow("sources/") || std::ranges::any_of(files, isBinary);
-    for (const Platform& platform : platforms) {
-      const std::string directory = "binaries/" + std::string(platform.name) + "/";
-      const std::string binary = directory + identifier + std::string(platform.ending);
+    for (const auto& [platform, ending] : platforms) {
+      const std::string directory = "binaries/" + std::string(platform) + "/";
+      const std::string binary = directory + identifier + ending;
       if (!anyBelow(directory)) continue;
       runs = true;  // or that is said here
       if (!files.contains(binary)) report(node, "there is no " + inQuotes(binary) + " in the FMU");
@@ -126,8 +120,8 @@ void checkExperiment(const Subject& description, const Report& report) {
 }
 
 void checkUniqueNames(const Subject& description, const Report& report) {
-  for (const Namespace& one : namespaces)
-    checkUniqueIn(description.root.child(one.list), one.element, report);
+  for (const auto& [list, element] : namespaces)
+    checkUniqueIn(description.root.child(list), element, report);
   for (const auto& [name, unit] : description.units) checkUniqueIn(unit, "DisplayUnit", report);
   for (const SubjectVariable& variable : description.variables) {
     if (description.types.contains(variable.name))

@@ -215,23 +215,19 @@ std::vector<pugi::xml_node> checkChildren(const pugi::xml_node& node, const Elem
   return allowed;
 }
 
-using Elements = std::map<std::string, const Element*, std::less<>>;
-
 // Not deeper than the table allows, however deep the elements are.
-void checkElement(const pugi::xml_node& node, const Elements& known, const Report& report) {
-  auto found = known.find(std::string(node.parent().name()) + "/" + node.name());
-  if (found == known.end()) found = known.find(node.name());
-  const Element& element = *found->second;
-  checkAttributes(node, element, report);
-  if (element.children == "...") return;
-  for (const pugi::xml_node& child : checkChildren(node, element, report))
-    checkElement(child, known, report);
+void checkElement(const pugi::xml_node& node, const Report& report) {
+  const std::string withParent = std::string(node.parent().name()) + "/" + node.name();
+  auto element = std::ranges::find(elements, withParent, &Element::name);
+  if (element == elements.end()) element = std::ranges::find(elements, node.name(), &Element::name);
+  checkAttributes(node, *element, report);
+  if (element->children == "...") return;
+  for (const pugi::xml_node& child : checkChildren(node, *element, report))
+    checkElement(child, report);
 }
 
 void checkSchema(const Subject& description, const Report& report) {
-  Elements known;
-  for (const Element& element : elements) known.emplace(element.name, &element);
-  checkElement(description.root, known, report);
+  checkElement(description.root, report);
 }
 
 }  // namespace

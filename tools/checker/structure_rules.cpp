@@ -7,18 +7,16 @@
 
 namespace {
 
-constexpr const char* lists[] = {"Outputs", "Derivatives", "InitialUnknowns"};
-
 auto unknownsOf(const Subject& description, const char* list) {
   return description.root.child("ModelStructure").child(list).children("Unknown");
 }
 
 using Wanted = std::function<bool(const SubjectVariable&)>;
 
-// Every index is that of a variable that is `wanted`, and none is there twice. Gives those listed.
-std::set<std::size_t> checkList(const Subject& description, const char* list,
-                                const std::string& expected, const Wanted& wanted,
-                                const Report& report) {
+// Every index is that of a variable that is `wanted`, and none is there twice; in a list that has
+// to be `complete` all of these are there.
+void checkList(const Subject& description, const char* list, const std::string& expected,
+               const Wanted& wanted, bool complete, const Report& report) {
   std::set<std::size_t> listed;
   for (const pugi::xml_node unknown : unknownsOf(description, list)) {
     const char* const index = unknown.attribute("index").value();
@@ -32,13 +30,8 @@ std::set<std::size_t> checkList(const Subject& description, const char* list,
       report(unknown, inQuotes(variable->name) + " is listed, expected only " + expected);
     }
   }
-  return listed;
-}
-
-void checkComplete(const Subject& description, const char* list,
-                   const std::set<std::size_t>& listed, const Wanted& wanted,
-                   const Report& report) {
-  if (!description.root.child("ModelStructure")) return;  // which is said once
+  // That there is no ModelStructure is said once.
+  if (!complete || !description.root.child("ModelStructure")) return;
   for (const SubjectVariable& variable : description.variables) {
     if (wanted(variable) && !listed.contains(description.indexOf(variable)))
       report(variable.node, "is missing in " + std::string(list) + ", expected it there, as " +
@@ -116,15 +109,13 @@ void checkKindsOf(const pugi::xml_node& unknown, const Subject& description, con
 }
 
 void checkOutputs(const Subject& description, const Report& report) {
-  const auto listed =
-      checkList(description, "Outputs", "variables whose causality is output", isOutput, report);
-  checkComplete(description, "Outputs", listed, isOutput, report);
+  checkList(description, "Outputs", "variables whose causality is output", isOutput, true, report);
 }
 
 void checkDerivatives(const Subject& description, const Report& report) {
   checkList(
       description, "Derivatives", "variables with the attribute derivative",
-      [](const SubjectVariable& one) { return !one.value.attribute("derivative").empty(); },
+      [](const SubjectVariable& one) { return !one.value.attribute("derivative").empty(); }, false,
       report);
 }
 
@@ -132,9 +123,7 @@ void checkInitialUnknowns(const Subject& description, const Report& report) {
   const std::string expected =
       "outputs, listed derivatives and their states whose initial is approx or calculated, and "
       "calculated parameters";
-  const Wanted wanted = initialUnknown(description);
-  const auto listed = checkList(description, "InitialUnknowns", expected, wanted, report);
-  checkComplete(description, "InitialUnknowns", listed, wanted, report);
+  checkList(description, "InitialUnknowns", expected, initialUnknown(description), true, report);
   std::size_t last = 0;
   for (const pugi::xml_node unknown : unknownsOf(description, "InitialUnknowns")) {
     const std::size_t index =
@@ -146,7 +135,7 @@ void checkInitialUnknowns(const Subject& description, const Report& report) {
 }
 
 void checkDependencies(const Subject& description, const Report& report) {
-  for (const char* const list : lists) {
+  for (const char* const list : {"Outputs", "Derivatives", "InitialUnknowns"}) {
     for (const pugi::xml_node unknown : unknownsOf(description, list)) {
       checkKnowns(unknown, std::string_view(list) == "InitialUnknowns", description, report);
       checkKindsOf(unknown, description, report);

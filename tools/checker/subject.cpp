@@ -24,9 +24,9 @@ SubjectVariable checkedVariable(const pugi::xml_node& node, const Subject& descr
   variable.name = node.attribute("name").value();
   variable.causality = node.attribute("causality").as_string("local");
   variable.variability = node.attribute("variability").as_string("continuous");
-  const pugi::xml_attribute initial = node.attribute("initial");
+  const auto allowed = allowedInitial(variable.causality, variable.variability);
   variable.initial =
-      initial ? initial.value() : defaultInitial(variable.causality, variable.variability);
+      node.attribute("initial").as_string(allowed.empty() ? "" : allowed.front().data());
   const auto type = description.types.find(variable.value.attribute("declaredType").value());
   if (type != description.types.end())
     variable.declared = type->second.child(variable.value.name());
@@ -89,15 +89,11 @@ std::string placeOf(const pugi::xml_node& node) {
 }
 
 std::vector<std::string_view> wordsOf(std::string_view text, char separator) {
-  const auto separates = [separator](char c) {
-    return c == separator || (separator == ' ' && (c == '\n' || c == '\t' || c == '\r'));
-  };
+  const std::string separators = separator == ' ' ? " \n\t\r" : std::string(1, separator);
   std::vector<std::string_view> words;
-  for (std::size_t i = 0; i < text.size();) {
-    const std::size_t begin = i;
-    while (i < text.size() && !separates(text[i])) ++i;
-    if (i > begin) words.push_back(text.substr(begin, i - begin));
-    ++i;
+  while ((text = text.substr(std::min(text.find_first_not_of(separators), text.size()))) != "") {
+    words.push_back(text.substr(0, text.find_first_of(separators)));
+    text.remove_prefix(words.back().size());
   }
   return words;
 }

@@ -22,19 +22,16 @@ void checkStartValue(const SubjectVariable& variable, const Report& report) {
                          ? std::nullopt
                          : parseNumber(variable.value.attribute("start").value());
   if (!start) return;
+  const auto expect = [&](const std::string& expected) {
+    report(variable.node, "start is " + numberText(*start) + ", expected " + expected);
+  };
   const auto min = variable.number("min"), max = variable.number("max");
-  if (min && !(*start >= *min))
-    report(variable.node,
-           "start is " + numberText(*start) + ", expected at least min, " + numberText(*min));
-  if (max && !(*start <= *max))
-    report(variable.node,
-           "start is " + numberText(*start) + ", expected at most max, " + numberText(*max));
+  if (min && !(*start >= *min)) expect("at least min, " + numberText(*min));
+  if (max && !(*start <= *max)) expect("at most max, " + numberText(*max));
   if (variable.type != "Enumeration" || !variable.declared) return;
-  for (const pugi::xml_node item : variable.declared.children("Item")) {
+  for (const pugi::xml_node item : variable.declared.children("Item"))
     if (parseNumber(item.attribute("value").value()) == start) return;
-  }
-  report(variable.node,
-         "start is " + numberText(*start) + ", expected the value of an Item of its type");
+  expect("the value of an Item of its type");
 }
 
 // Integers and enumerations share their value references.
@@ -109,8 +106,11 @@ void checkCombinations(const Subject& description, const Report& report) {
 void checkStarts(const Subject& description, const Report& report) {
   for (const SubjectVariable& variable : description.variables) {
     const bool given = !variable.value.attribute("start").empty();
-    const Start wanted = startOf(variable.causality, variable.initial);
-    if (given ? wanted == Start::forbidden : wanted == Start::required)
+    const bool required = variable.causality == "input" || variable.initial == "exact" ||
+                          variable.initial == "approx";
+    const bool possible =
+        required || (variable.causality != "independent" && variable.initial != "calculated");
+    if (given ? !possible : required)
       report(variable.node, std::string(given ? "has a start value, expected none"
                                               : "has no start value, expected one") +
                                 ", as " + reasonForStart(variable));
@@ -121,20 +121,17 @@ void checkStarts(const Subject& description, const Report& report) {
 void checkAliases(const Subject& description, const Report& report) {
   struct Aliases {
     const SubjectVariable* first;
-    const SubjectVariable* started;  // the first with a start value
+    bool started;  // one of them has a start value
   };
   std::map<std::pair<std::string_view, std::uint32_t>, Aliases> known;
   for (const SubjectVariable& variable : description.variables) {
     const auto reference =
         parseWhole<std::uint32_t>(variable.node.attribute("valueReference").value());
     if (variable.type.empty() || !reference) continue;
-    const bool starts = !variable.value.attribute("start").empty();
-    const auto [found, isNew] = known.try_emplace({baseOf(variable), *reference},
-                                                  Aliases{&variable, starts ? &variable : nullptr});
-    if (isNew) continue;
-    Aliases& aliases = found->second;
-    checkAlias(variable, *aliases.first, aliases.started != nullptr, report);
-    if (starts && aliases.started == nullptr) aliases.started = &variable;
+    const std::pair key(baseOf(variable), *reference);
+    Aliases& aliases = known.try_emplace(key, Aliases{&variable, false}).first->second;
+    if (aliases.first != &variable) checkAlias(variable, *aliases.first, aliases.started, report);
+    aliases.started = aliases.started || variable.value.attribute("start");
   }
 }
 

@@ -4,8 +4,8 @@
 // to the next but the simulation object, so the VM, the environment, the class and the methods are
 // looked up each time, counts are asked each time, strings and arrays are made anew. It deletes
 // what it made, copies each value once, and asks for an exception where the design does: when a
-// bracket opens, before values go out and after each call of Java. It checks nothing that Java
-// answers.
+// bracket opens, before values go out and after each call of Java. Around a message within a
+// bracket it gives the class up and finds it anew. It checks nothing that Java answers.
 //
 // FloorInstance makes the calls of the Java methods alone that a step needs, and one copy;
 // everything else was made beforehand. No bridge to this Java object can be faster.
@@ -51,21 +51,30 @@ inline void clearException(JNIEnv* env) {
 }
 
 struct Bracket {
-  Bracket() {
-    JavaVM* const vm = findJvm();
-    void* found = nullptr;
-    attached = vm->GetEnv(&found, JNI_VERSION_1_8) == JNI_EDETACHED;
-    if (attached) vm->AttachCurrentThread(&found, nullptr);
-    env = static_cast<JNIEnv*>(found);
-    clearException(env);  // somebody may have left one
-    simClass = env->FindClass(simClassName);
-  }
+  Bracket() : attached(find()) {}
   ~Bracket() {
     env->DeleteLocalRef(simClass);
     if (attached) findJvm()->DetachCurrentThread();
   }
   Bracket(const Bracket&) = delete;
   Bracket& operator=(const Bracket&) = delete;
+
+  // Whether it had to attach the thread.
+  bool find() {
+    JavaVM* const vm = findJvm();
+    void* found = nullptr;
+    const bool unknown = vm->GetEnv(&found, JNI_VERSION_1_8) == JNI_EDETACHED;
+    if (unknown) vm->AttachCurrentThread(&found, nullptr);
+    env = static_cast<JNIEnv*>(found);
+    clearException(env);  // somebody may have left one
+    simClass = env->FindClass(simClassName);
+    return unknown;
+  }
+  // Before the importer is called, which may use Java on this thread; find() follows.
+  void giveUp() {
+    clearException(env);
+    env->DeleteLocalRef(simClass);
+  }
 
   JNIEnv* env;
   jclass simClass;
@@ -100,12 +109,12 @@ class BareInstance {
       : name(std::move(name)), reals(2 * outputs + inputs), logging(logging) {}
 
   void setReal(const fmi2ValueReference vr[], std::size_t nvr, const double value[]) {
-    const Bracket bracket;
+    Bracket bracket;
     JNIEnv* const env = bracket.env;
-    trace("fmi2SetReal: nvr = %d", static_cast<int>(nvr));
+    traceWithin(bracket, "fmi2SetReal: nvr = %d", static_cast<int>(nvr));
     if (askCount("number_of_reals") <= 0) fail("the model has no variables");
     for (std::size_t i = 0; i < nvr; ++i) {
-      trace("fmi2SetReal: #r%d# = %.16g", static_cast<int>(vr[i]), value[i]);
+      traceWithin(bracket, "fmi2SetReal: #r%d# = %.16g", static_cast<int>(vr[i]), value[i]);
       reals[vr[i]] = value[i];
       const jmethodID setReal =
           env->GetMethodID(bracket.simClass, "setReal", "(Ljava/lang/String;ID)V");
@@ -193,6 +202,13 @@ class BareInstance {
   template <class... Arguments>
   void trace(const char* format, Arguments... arguments) const {
     if (logging) logMessage(nullptr, "bench", fmi2OK, "logFmiCall", format, arguments...);
+  }
+  template <class... Arguments>
+  void traceWithin(Bracket& bracket, const char* format, Arguments... arguments) const {
+    if (!logging) return;
+    bracket.giveUp();
+    trace(format, arguments...);
+    bracket.find();
   }
 
   std::string name;

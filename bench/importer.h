@@ -48,9 +48,10 @@ inline JavaVM* findJvm() {
   return vm;
 }
 
-// Formats every message as an importer does.
-inline void logMessage(fmi2ComponentEnvironment, fmi2String, fmi2Status, fmi2String,
-                       fmi2String format, ...) {
+// Formats every message as an importer does, whose function no compiler of the library can look
+// into.
+[[gnu::noipa]] inline void logMessage(fmi2ComponentEnvironment, fmi2String, fmi2Status, fmi2String,
+                                      fmi2String format, ...) {
   va_list arguments;
   va_start(arguments, format);
   std::vsnprintf(message.data(), message.size(), format, arguments);

@@ -3,7 +3,6 @@ certificates and scripts of all kinds. CMakeLists.txt runs each class as one tes
 
 import asyncio
 import http.client
-import json
 import os
 import signal
 import socket
@@ -17,7 +16,7 @@ import pandas
 import psutil
 from distributed.comm import connect
 
-from test_study import SCHEDULER, WORKER, Case, quietly
+from test_study import WORKER, Case, quietly
 from zelvox._study import cluster
 
 NOBODY = 65534
@@ -128,9 +127,7 @@ class Certificates(Case):
             for role in ("SCHEDULER", "WORKER", "CLIENT"):
                 config[who][f"DASK_DISTRIBUTED__COMM__TLS__{role}__CERT"] = os.path.abspath(f"{who}.pem")
                 config[who][f"DASK_DISTRIBUTED__COMM__TLS__{role}__KEY"] = os.path.abspath(f"{who}.key")
-        self.start(*SCHEDULER, "--host=tls://127.0.0.1", "--port=0", "--no-dashboard", "--scheduler-file=file", **config["ours"])
-        self.until(Path("file").exists, "the scheduler did not start")
-        address = json.loads(Path("file").read_text())["address"]
+        address = self.scheduler("tls://127.0.0.1", **config["ours"])
         for directory in ("a", "b"):
             self.start(*WORKER, address, "--nthreads=1", "--no-dashboard", f"--local-directory={directory}", **config["ours"])
         wait = "import sys; from distributed import Client; Client(sys.argv[1]).wait_for_workers(2)"

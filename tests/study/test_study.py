@@ -95,10 +95,10 @@ class Case(unittest.TestCase):
     def study(self, *arguments, fmu="trial.fmu", **env):
         return self.start(sys.executable, "-m", "zelvox._study", fmu, *arguments, **env)
 
-    def scheduler(self):
+    def scheduler(self, host="127.0.0.1", **env):
         """The address of one, which workers find by its file."""
-        self.start(*SCHEDULER, "--host=127.0.0.1", "--port=0", "--no-dashboard", "--scheduler-file=file")
-        self.until(Path("file").exists, "the scheduler did not start")
+        self.start(*SCHEDULER, f"--host={host}", "--port=0", "--no-dashboard", "--scheduler-file=file", **env)
+        self.until(lambda: Path("file").exists() and Path("file").stat().st_size, "the scheduler did not start")
         return json.loads(Path("file").read_text())["address"]
 
     def worker(self, *options, **lack):
@@ -475,8 +475,12 @@ class Killed(Case):
         line = {"step_size": 5e-4, "output_interval": 0.5}  # about ten milliseconds a run
         whole = {record: zelvox.study("stub.fmu", runs=runs, record=record, workers=2, **line) for record in ("final", "all")}
         self.assertEqual((len(whole["final"]), len(whole["all"]), set(whole["all"]["error"])), (count, 3 * count, {""}))
-        # Workers that are started again when they die, unless that is while they start.
-        address, nanny = self.scheduler(), self.worker("--nworkers=2")
+        address, nannies = self.scheduler(), []
+        def goes_on(study, place, made):
+            # Workers are started again when they die, unless that is while they start.
+            if not nannies or nannies[-1].poll() is not None:
+                nannies.append(self.worker("--nworkers=2"))
+            return study.poll() is not None or Path(place).exists() and len(os.listdir(place)) > max(made, 1)
         for number in itertools.count():
             record = "all" if number % 2 else "final"
             place, study = f"out{number}", None
@@ -487,11 +491,9 @@ class Killed(Case):
                     study = self.study("--runs=runs.csv", f"--record={record}", "--step-size=5e-4", "--output-interval=0.5", f"--output={place}",
                                        f"--scheduler={address}", "--quiet", *(["--resume"] if Path(place).exists() else []), fmu="stub.fmu")
                 made = len(os.listdir(place)) if Path(place).exists() else 0
-                self.until(lambda: study.poll() is not None or Path(place).exists()
-                           and len(os.listdir(place)) > max(made, 1), "no batch was made", 300)
+                self.until(lambda: goes_on(study, place, made), "no batch was made", 300)
                 time.sleep(chance.uniform(0, 0.5))
-                nanny = nanny if nanny.poll() is None else self.worker("--nworkers=2")
-                workers = [one for one in psutil.Process(nanny.pid).children() if "spawn_main" in "".join(quietly(one.cmdline))]
+                workers = [one for one in quietly(psutil.Process(nannies[-1].pid).children) if "spawn_main" in "".join(quietly(one.cmdline))]
                 victims = {"client": [study], "worker": workers, "process": [one for worker in workers for one in quietly(worker.children, True)]}
                 kind = chance.choice(sorted(victims))
                 if victims[kind] and sum(done.values()) < kills and study.poll() is None and Path(place).exists():

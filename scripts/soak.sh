@@ -22,17 +22,17 @@ install_missing g++ make cmake ninja-build default-jdk-headless libutfcpp-dev li
 build=build/sanitize
 say "Building $build"
 cmake --preset sanitize -DZELVOX_TESTS=ON -DZELVOX_TOOLS=OFF >/dev/null
-build_targets "$build" random-life
+build_targets "$build" zelvox-tests
 
 say "$calls random calls, $each with each seed from $seed on"
 methods=('' doStepModel '' getData '' doFreeInstance '' setReal '' getProp)
 started=$SECONDS last=$((seed + (calls + each - 1) / each))
 for ((; seed < last; seed++)); do
-  command=("$build/tests/random_life/random-life" "$build/zelvox.so"
-    "$build/tests/tests-double.jar" "$seed" "$each" ${methods[seed % 10]:+"${methods[seed % 10]}"})
-  "${command[@]}" || {
-    echo "Failed. To replay it: ${command[*]}" >&2
+  export LIFE="$seed $each ${methods[seed % 10]:-}"
+  if ! "$build/tests/zelvox-tests" --gtest_filter='*RandomLife*' >"$build/life.log" 2>&1; then
+    cat "$build/life.log"
+    echo "Failed. To replay it: LIFE='$LIFE' $build/tests/zelvox-tests --gtest_filter='*RandomLife*'" >&2
     exit 1
-  }
+  fi
 done
 say "No fault in $((SECONDS - started)) s"

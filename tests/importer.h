@@ -11,6 +11,9 @@
 #include <array>
 #include <cmath>
 #include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <iterator>
 #include <map>
@@ -50,11 +53,41 @@ inline std::string nameOf(InstanceState state) {
   return found != states.end() ? stateNames.at(found - states.begin()) : "no state";
 }
 
+// Memory with a fence on both sides. AddressSanitizer has its own, and sees reads beyond them, too.
+struct Block {
+  void* memory;
+  std::size_t size;
+};
+#ifdef __SANITIZE_ADDRESS__
+inline constexpr std::size_t fence = 0;
+#else
+inline constexpr std::size_t fence = 64;
+#endif
+
+inline void* fenced(std::size_t size) {
+  auto* const start = static_cast<char*>(std::malloc(size + 2 * fence));
+  std::memset(start, 'F', size + 2 * fence);
+  return std::memset(start + fence, 0, size);
+}
+
+inline bool intact(const Block& block) {
+  const auto* const start = static_cast<const char*>(block.memory) - fence;
+  for (std::size_t i = 0; i < fence; ++i)
+    if (start[i] != 'F' || start[fence + block.size + i] != 'F') return false;
+  return true;
+}
+
+inline void giveBack(const Block& block) {
+  EXPECT_TRUE(intact(block)) << "wrote beyond its memory";
+  std::free(static_cast<char*>(block.memory) - fence);
+}
+
 // What was seen and how the callbacks behave. Its address is the componentEnvironment.
 struct Importer {
   Lines seen;  // messages as "status category instanceName: text", and Java calls
   Lines requests;
-  std::vector<void*> blocks, freed;
+  std::vector<Block> blocks;
+  std::vector<void*> freed;
   std::size_t refused = 0;           // the request that gets no memory, counted from 1
   std::function<void()> onCallback;  // called by every callback first
 };
@@ -74,20 +107,33 @@ inline void logger(fmi2ComponentEnvironment environment, fmi2String instanceName
                           ' ' + (instanceName != nullptr ? instanceName : "NULL") + ": " + text);
 }
 
-// A request for a negative number of elements gets none.
+// A request for a negative number of elements gets none, and one for millions is refused.
 inline void* allocateMemory(std::size_t count, std::size_t size) {
   importer.onCallback();
   importer.requests.push_back(std::to_string(count) + " x " + std::to_string(size));
-  if (importer.requests.size() == importer.refused) return nullptr;
-  importer.blocks.push_back(std::calloc(count > 1u << 31 ? 0 : count, size));
-  return importer.blocks.back();
+  if (count > 1u << 31) count = 0;
+  if (importer.requests.size() == importer.refused || count > 1u << 20) return nullptr;
+  importer.blocks.push_back({fenced(count * size), count * size});
+  return importer.blocks.back().memory;
 }
 
 inline void freeMemory(void* block) {
-  EXPECT_EQ(std::erase(importer.blocks, block), 1) << "not a block of the importer";
+  const auto found = std::ranges::find(importer.blocks, block, &Block::memory);
+  ASSERT_NE(found, importer.blocks.end()) << "not a block of the importer";
+  giveBack(*found);
+  importer.blocks.erase(found);
   importer.freed.push_back(block);
-  std::free(block);
   importer.onCallback();
+}
+
+// -Xcheck:jni reports what it finds through the JVM's "vfprintf".
+inline jint hearJvm(FILE* file, const char* format, va_list arguments) {
+  std::array<char, 512> text{};
+  const int length = std::vsnprintf(text.data(), text.size(), format, arguments);
+  for (const char* sign : {"WARNING in native", "FATAL ERROR", "exceeds capacity"})
+    EXPECT_EQ(std::strstr(text.data(), sign), nullptr) << text.data();
+  std::fputs(text.data(), file);
+  return length;
 }
 
 inline std::string joined(const Lines& lines) {
@@ -112,7 +158,8 @@ class Host : public testing::Test {
   void start(const std::string& classPath = DOUBLE_JAR, Lines options = {}) {
     options.insert(options.end(), {"-Djava.class.path=" + classPath, "-Xcheck:jni",
                                    "-XX:+UseSerialGC", "-XX:TieredStopAtLevel=1"});
-    std::vector<JavaVMOption> pointers;
+    std::vector<JavaVMOption> pointers = {
+        {const_cast<char*>("vfprintf"), reinterpret_cast<void*>(hearJvm)}};
     for (auto& option : options) pointers.push_back({option.data(), nullptr});
     const auto count = static_cast<jint>(pointers.size());
     JavaVMInitArgs arguments{JNI_VERSION_1_8, count, pointers.data(), JNI_FALSE};
@@ -246,7 +293,7 @@ class Host : public testing::Test {
   void TearDown() override {
     EXPECT_EQ(log(), Lines{}) << "messages that the test did not look at";
     for (const auto& [name, c] : instances)
-      if (std::ranges::count(importer.blocks, c) > 0) FMI(fmi2FreeInstance)(c);
+      if (std::ranges::count(importer.blocks, c, &Block::memory) > 0) FMI(fmi2FreeInstance)(c);
     EXPECT_EQ(importer.blocks.size(), 0u) << "memory that was not given back";
   }
 

@@ -267,7 +267,7 @@ TEST_F(Running, AnExceptionThatTheLoggerLeavesIsClearedBeforeJavaIsCalled) {
   EXPECT_NE(instantiate("late"), nullptr);
   last = true;
   EXPECT_EQ(FMI(fmi2DoStep)(c, 2, 0.5, 0), fmi2Error) << "freeing one released the object of all";
-  EXPECT_EQ(std::ranges::count(importer.blocks, freed), 0);
+  EXPECT_EQ(std::ranges::count(importer.blocks, freed, &Block::memory), 0);
   importer.onCallback = [] {};
   env->ExceptionClear();
   log();

@@ -47,10 +47,22 @@ public class ZelvoxSim {
      * "enter", which calls the host before the usual, or an answer as a text, with {X} for the
      * UTF-16 unit X and for every unit that is not ASCII. getData can also "echo" the latest
      * inputs. Two keys ask instead: "lines" for the calls since the last time, "objects" for the number of
-     * simulation objects that somebody still holds.
+     * simulation objects that somebody still holds. After "seed" answers come at random and no call is
+     * noted; then "calls" asks for their number, and a "calm" object behaves for a while.
      */
     static String play(String key, String behaviour) {
-        if (key.equals("objects")) {
+        if (key.equals("calls")) {
+            calm = behaviour.equals("calm");
+            return "" + calls;
+        } else if (key.equals("seed")) {
+            random = new Random(Long.parseLong(behaviour));
+            // The bridge has the JVM print every exception of ours.
+            System.setErr(new PrintStream(new OutputStream() {
+                @Override
+                public void write(int b) { }
+            }));
+            return "";
+        } else if (key.equals("objects")) {
             System.gc();
             return "" + objects.stream().filter(object -> object.get() != null).count();
         } else if (!key.equals("lines")) {
@@ -66,23 +78,6 @@ public class ZelvoxSim {
         lines.clear();
         return all.chars().mapToObj(c -> c < 128 ? "" + (char) c : String.format("{%X}", c))
                 .collect(Collectors.joining());
-    }
-
-    /** From now on answers come at random, and no call is noted. */
-    static void seed(long seed) {
-        random = new Random(seed);
-        // The bridge has the JVM print every exception of ours.
-        System.setErr(new PrintStream(new OutputStream() {
-            @Override
-            public void write(int b) {
-            }
-        }));
-    }
-
-    /** How many calls came since the seed; a calm object behaves for a while. */
-    static long calls(boolean stayCalm) {
-        calm = stayCalm;
-        return calls;
     }
 
     private static boolean chance(int in) { return !calm && random.nextInt(in) == 0; }

@@ -64,6 +64,11 @@ void fill(Number& number, const Cell& cell) {
   number = static_cast<Number>(std::get<double>(cell));
 }
 
+// Of a function without more arguments than the instance, whatever its status.
+std::string noArguments(fmi2Status) {
+  return {};
+}
+
 // The file URI of the FMU's resources, which RFC 3986 wants escaped.
 std::string resourceUri(const fs::path& directory) {
   constexpr std::string_view unescaped =
@@ -157,35 +162,39 @@ void LoadedFmu::endRun() noexcept {
   }
 }
 
-template <class Type, class... Arguments>
-void LoadedFmu::run(const FmuFunction<Type>& function, const std::string& shownArguments,
-                    Arguments... arguments) {
+template <class Type, class Show, class... Arguments>
+void LoadedFmu::run(const FmuFunction<Type>& function, Show show, Arguments... arguments) {
   begin(function.name);
-  check(function.call(component, arguments...), function.name, shownArguments);
+  const fmi2Status status = function.call(component, arguments...);
+  if (logging.calls)
+    showCall(std::string(function.name) + "(" + show(status) + ")", statusName(status));
+  require(status, function.name);
 }
 
 void LoadedFmu::reset() {
   endRun();
   if (!usable) throw Failure("fmi2Terminate gave fmi2Fatal");
-  run(FmuFunction<fmi2ResetTYPE>(functions.library, "fmi2Reset"), "");
+  run(FmuFunction<fmi2ResetTYPE>(functions.library, "fmi2Reset"), noArguments);
 }
 
 void LoadedFmu::setupExperiment(std::optional<double> tolerance, double startTime,
                                 double stopTime) {
   time = startTime;
-  run(functions.setupExperiment,
-      std::string("toleranceDefined=") + booleanName(tolerance.has_value()) +
-          ", tolerance=" + shown(tolerance.value_or(0.0)) + ", startTime=" + shown(startTime) +
-          ", stopTimeDefined=fmi2True, stopTime=" + shown(stopTime),
-      tolerance ? fmi2True : fmi2False, tolerance.value_or(0.0), startTime, fmi2True, stopTime);
+  const auto show = [&](fmi2Status) {
+    return std::string("toleranceDefined=") + booleanName(tolerance.has_value()) +
+           ", tolerance=" + shown(tolerance.value_or(0.0)) + ", startTime=" + shown(startTime) +
+           ", stopTimeDefined=fmi2True, stopTime=" + shown(stopTime);
+  };
+  run(functions.setupExperiment, show, tolerance ? fmi2True : fmi2False, tolerance.value_or(0.0),
+      startTime, fmi2True, stopTime);
 }
 
 void LoadedFmu::enterInitializationMode() {
-  run(functions.enterInitializationMode, "");
+  run(functions.enterInitializationMode, noArguments);
 }
 
 void LoadedFmu::exitInitializationMode() {
-  run(functions.exitInitializationMode, "");
+  run(functions.exitInitializationMode, noArguments);
   running = true;
 }
 
@@ -218,22 +227,19 @@ bool LoadedFmu::hasTerminated() {
 
 void LoadedFmu::terminate() {
   running = false;
-  run(functions.terminate, "");
+  run(functions.terminate, noArguments);
 }
 
 template <class Type, class Value>
 void LoadedFmu::exchange(const FmuFunction<Type>& function,
                          const std::vector<fmi2ValueReference>& vr, std::span<Value> value) {
   if (vr.empty()) return;
-  begin(function.name);
-  const fmi2Status status = function.call(component, vr.data(), vr.size(), value.data());
-  std::string arguments;
-  if (logging.calls) {
-    arguments = "vr=" + arrayText(vr);
-    // A get that failed has left nothing to show; what should be a text may not even be one.
-    if (std::is_const_v<Value> || status <= fmi2Warning) arguments += ", value=" + arrayText(value);
-  }
-  check(status, function.name, arguments);
+  // A get that failed has left nothing to show; what should be a text may not even be one.
+  const auto show = [&](fmi2Status status) {
+    const bool hasValues = std::is_const_v<Value> || status <= fmi2Warning;
+    return "vr=" + arrayText(vr) + (hasValues ? ", value=" + arrayText(value) : "");
+  };
+  run(function, show, vr.data(), vr.size(), value.data());
 }
 
 void LoadedFmu::get(VariableGroup& group) {
@@ -297,11 +303,6 @@ void LoadedFmu::begin(const char* function) {
     lastError.clear();
   }
   nowWaitingFor(function, time);
-}
-
-void LoadedFmu::check(fmi2Status status, const char* function, const std::string& arguments) {
-  if (logging.calls) showCall(std::string(function) + "(" + arguments + ")", statusName(status));
-  require(status, function);
 }
 
 void LoadedFmu::require(fmi2Status status, const char* function) {

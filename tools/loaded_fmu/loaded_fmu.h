@@ -60,14 +60,11 @@ class LoadedFmu {
   bool hasTerminated();
   // Terminates the run, if one is going on.
   void endRun() noexcept;
-  // check() also shows the call.
-  void check(fmi2Status status, const char* function, const std::string& arguments);
   void require(fmi2Status status, const char* function);
   [[noreturn]] void fail(const char* function, const std::string& withoutReason);
-  // begin() and check() around a function.
-  template <class Type, class... Arguments>
-  void run(const FmuFunction<Type>& function, const std::string& shownArguments,
-           Arguments... arguments);
+  // begin() and require() around a function. What `show` gives for its status says the arguments.
+  template <class Type, class Show, class... Arguments>
+  void run(const FmuFunction<Type>& function, Show show, Arguments... arguments);
   template <class Type, class Value>
   void exchange(const FmuFunction<Type>& function, const std::vector<fmi2ValueReference>& vr,
                 std::span<Value> value);

@@ -12,6 +12,15 @@ std::string withArticle(const std::string& noun) {
   return (std::string_view("aeiou").find(noun[0]) != std::string_view::npos ? "an " : "a ") + noun;
 }
 
+// "input", "tunable parameter" and the like, with its article.
+std::string roleOf(const ScalarVariable& variable) {
+  if (variable.causality == "parameter") return withArticle(variable.variability + " parameter");
+  return withArticle(variable.causality.ends_with("arameter") ? "calculated parameter"
+                     : variable.causality == "local"          ? "local variable"
+                     : variable.causality == "independent"    ? "independent variable"
+                                                              : variable.causality);
+}
+
 }  // namespace
 
 VariableNames::VariableNames(const ModelDescription& description) : model(description) {
@@ -41,12 +50,4 @@ const ScalarVariable& VariableNames::findSettable(const std::string& name,
     return variable.causality == "input" || variable.causality == "parameter";
   };
   return find(name, place, settable, "an input or a parameter");
-}
-
-std::string roleOf(const ScalarVariable& variable) {
-  if (variable.causality == "parameter") return withArticle(variable.variability + " parameter");
-  return withArticle(variable.causality.ends_with("arameter") ? "calculated parameter"
-                     : variable.causality == "local"          ? "local variable"
-                     : variable.causality == "independent"    ? "independent variable"
-                                                              : variable.causality);
 }

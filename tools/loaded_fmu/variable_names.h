@@ -28,6 +28,3 @@ class VariableNames {
   const ModelDescription& model;
   std::unordered_map<std::string_view, const ScalarVariable*> byName;
 };
-
-// "input", "tunable parameter" and the like, with its article.
-std::string roleOf(const ScalarVariable& variable);

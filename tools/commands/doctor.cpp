@@ -142,29 +142,37 @@ std::string loadLibjvm(const JvmLocation& location) {
   return location.libjvm.string();
 }
 
+// What a static method gives; null where there is none of that class and name, or it throws.
+template <class... Arguments>
+jobject call(JNIEnv* env, const char* javaClass, const char* name, const char* signature,
+             Arguments... arguments) {
+  const jclass owner = env->FindClass(javaClass);
+  const jmethodID method =
+      owner != nullptr ? env->GetStaticMethodID(owner, name, signature) : nullptr;
+  const jobject result =
+      method != nullptr ? env->CallStaticObjectMethod(owner, method, arguments...) : nullptr;
+  env->ExceptionClear();
+  return result;
+}
+
 std::string systemProperty(JNIEnv* env, const char* name) {
-  const jclass system = env->FindClass("java/lang/System");
-  const jmethodID getProperty =
-      env->GetStaticMethodID(system, "getProperty", "(Ljava/lang/String;)Ljava/lang/String;");
-  const auto value = static_cast<jstring>(
-      env->CallStaticObjectMethod(system, getProperty, env->NewStringUTF(name)));
+  const auto value =
+      static_cast<jstring>(call(env, "java/lang/System", "getProperty",
+                                "(Ljava/lang/String;)Ljava/lang/String;", env->NewStringUTF(name)));
   const char* const characters =
       value != nullptr ? env->GetStringUTFChars(value, nullptr) : nullptr;
   return characters != nullptr ? characters : "";
 }
 
 std::string findZelvoxSim(JNIEnv* env) {
-  const jclass found = env->FindClass("com/zelvox/qorbetta/ZelvoxSim");
-  if (found == nullptr) {
-    env->ExceptionClear();
-    throw Failure("com.zelvox.qorbetta.ZelvoxSim is not in " + zelvoxJar().string() +
-                  "; install zelvox again");
-  }
-  const jmethodID create =
-      env->GetStaticMethodID(found, "create", "()Lcom/zelvox/qorbetta/ZelvoxSim;");
-  if (create == nullptr || env->CallStaticObjectMethod(found, create) == nullptr)
+  constexpr const char* name = "com/zelvox/qorbetta/ZelvoxSim";
+  if (call(env, name, "create", "()Lcom/zelvox/qorbetta/ZelvoxSim;") != nullptr)
+    return "com.zelvox.qorbetta.ZelvoxSim on the class path";
+  if (env->FindClass(name) != nullptr)
     throw Failure("ZelvoxSim gives no object; is another one before it on the class path?");
-  return "com.zelvox.qorbetta.ZelvoxSim on the class path";
+  env->ExceptionClear();
+  throw Failure("com.zelvox.qorbetta.ZelvoxSim is not in " + zelvoxJar().string() +
+                "; install zelvox again");
 }
 
 std::string loadZelvox(JNIEnv*) {
@@ -176,39 +184,12 @@ std::string loadZelvox(JNIEnv*) {
 }
 
 std::string findCompiler(JNIEnv* env) {
-  env->ExceptionClear();  // of ZelvoxSim, if that gave no object
-  const jclass provider = env->FindClass("javax/tools/ToolProvider");
-  const jmethodID ask = provider != nullptr
-                            ? env->GetStaticMethodID(provider, "getSystemJavaCompiler",
-                                                     "()Ljavax/tools/JavaCompiler;")
-                            : nullptr;
-  if (ask == nullptr || env->CallStaticObjectMethod(provider, ask) == nullptr)
+  if (call(env, "javax/tools/ToolProvider", "getSystemJavaCompiler",
+           "()Ljavax/tools/JavaCompiler;") == nullptr)
     throw Failure(
         "this JVM has none, so only compiled models can be packed or run; install "
         "default-jdk-headless");
   return "in this JVM, for models in .java files";
-}
-
-void checkJvm(Report& report, const std::optional<JvmLocation>& location,
-              const JvmOptions& wanted) {
-  JNIEnv* env = nullptr;
-  const auto inJvm = [&](std::string (*find)(JNIEnv*)) {
-    return [&env, find] { return env != nullptr ? find(env) : throw NotTried(); };
-  };
-  if (location && !versionOf(*location).empty())
-    report.add({"version", [&] { return versionOf(*location); }});
-  report.addFromChild(
-      {{"libjvm.so", [&] { return location ? loadLibjvm(*location) : throw NotTried(); }},
-       {"JVM starts",
-        [&] {
-          if (!location) throw NotTried();
-          env = startJvm(location->libjvm, jvmOptions(wanted.classPath, wanted.options));
-          return "Java " + systemProperty(env, "java.version") + ", " +
-                 systemProperty(env, "java.vm.name");
-        }},
-       {"ZelvoxSim", inJvm(findZelvoxSim)},
-       {"library", inJvm(loadZelvox)},
-       {"compiler", inJvm(findCompiler), true}});
 }
 
 // For the Python package, whose JVM is the same: its libjvm.so and its options, one a line.
@@ -228,7 +209,24 @@ void examine(const JvmOptions& wanted) {
   report.add({"zelvox.jar", [] { return zelvoxJar().string(); }});
   report.add({"zelvox.so", [] { return zelvoxLibrary().string(); }});
   report.add({"zelvox-preload.so", [] { return preloadLibrary().string(); }});
-  checkJvm(report, location, wanted);
+  JNIEnv* env = nullptr;
+  const auto inJvm = [&](std::string (*find)(JNIEnv*)) {
+    return [&env, find] { return env != nullptr ? find(env) : throw NotTried(); };
+  };
+  const std::string version = location ? versionOf(*location) : "";
+  if (!version.empty()) report.add({"version", [&version] { return version; }});
+  report.addFromChild(
+      {{"libjvm.so", [&] { return location ? loadLibjvm(*location) : throw NotTried(); }},
+       {"JVM starts",
+        [&] {
+          if (!location) throw NotTried();
+          env = startJvm(location->libjvm, jvmOptions(wanted.classPath, wanted.options));
+          return "Java " + systemProperty(env, "java.version") + ", " +
+                 systemProperty(env, "java.vm.name");
+        }},
+       {"ZelvoxSim", inJvm(findZelvoxSim)},
+       {"library", inJvm(loadZelvox)},
+       {"compiler", inJvm(findCompiler), true}});
   report.add({"gnuplot",
               [] {
                 checkGnuplot();

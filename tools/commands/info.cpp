@@ -71,13 +71,10 @@ std::vector<std::string> platformsOf(const std::vector<std::string>& files) {
 }
 
 std::string sizeText(std::uintmax_t bytes) {
-  const auto size = static_cast<double>(bytes);
+  const double kibibytes = static_cast<double>(bytes) / 1024;
   char text[32];
-  if (size < 1024 * 1024) {
-    std::snprintf(text, sizeof text, "%.0f KiB", size / 1024);
-  } else {
-    std::snprintf(text, sizeof text, "%.1f MiB", size / (1024 * 1024));
-  }
+  const bool small = kibibytes < 1024;
+  std::snprintf(text, sizeof text, small ? "%.0f KiB" : "%.1f MiB", kibibytes / (small ? 1 : 1024));
   return text;
 }
 

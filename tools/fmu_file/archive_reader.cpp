@@ -194,12 +194,6 @@ void unpackEntry(const CheckedArchive& checked, const Entry& entry, const fs::pa
 
 void unpackArchive(const fs::path& archive, const fs::path& directory) {
   const CheckedArchive checked = openChecked(archive);
-  std::error_code error;
-  fs::create_directories(directory, error);
-  if (error || !fs::is_empty(directory, error) || error) {
-    refuse(archive,
-           "cannot be unpacked to " + directory.string() + ", expected an empty directory");
-  }
   for (const Entry& entry : checked.entries) {
     goOn(archive);
     unpackEntry(checked, entry, directory);

@@ -10,9 +10,8 @@
 // than the limits that the source states; whichever entry is asked for, all are checked. So it does
 // when a signal asks the command to end (ending/interrupts.h).
 
-// Unpacks the archive into `directory`, which is made when it does not exist and must be empty when
-// it does. Nothing outside of it is ever touched. After a failure it holds what was unpacked so
-// far.
+// Unpacks the archive into `directory`, which is empty. Nothing outside of it is ever touched.
+// After a failure it holds what was unpacked so far.
 void unpackArchive(const std::filesystem::path& archive, const std::filesystem::path& directory);
 
 // One entry, as text; for commands that need nothing else of the archive.

@@ -17,7 +17,8 @@ class Reader {
   ModelDescription read() {
     const pugi::xml_node root = xml.root();
     const std::string_view version = root.attribute("fmiVersion").value();
-    if (version != "2.0") fail(root, "expected an FMU of FMI 2.0, got FMI " + inQuotes(version));
+    if (version != "2.0")
+      xml.fail(root, "expected an FMU of FMI 2.0, got FMI " + inQuotes(version));
     ModelDescription model;
     readHead(root, model);
     for (const auto& [name, member] : experimentNumbers)
@@ -45,7 +46,7 @@ class Reader {
     model.coSimulation = !coSimulation.empty();
     model.modelExchange = !modelExchange.empty();
     const pugi::xml_node kind = model.coSimulation ? coSimulation : modelExchange;
-    if (kind.empty()) fail(root, "it has neither CoSimulation nor ModelExchange");
+    if (kind.empty()) xml.fail(root, "it has neither CoSimulation nor ModelExchange");
     model.modelIdentifier = required(kind, "modelIdentifier");
     model.needsExecutionTool = isTrue(kind.attribute("needsExecutionTool"));
     model.variableStepSize =
@@ -83,7 +84,7 @@ class Reader {
     const auto type = std::ranges::find_if(
         variableTypes, [&node](std::string_view name) { return !node.child(name.data()).empty(); });
     if (type == variableTypes.end())
-      fail(node, "variable " + inQuotes(variable.name) + " has no type");
+      xml.fail(node, "variable " + inQuotes(variable.name) + " has no type");
     variable.type = *type;
     variable.variability = node.attribute("variability")
                                .as_string(variable.type == "Real" ? "continuous" : "discrete");
@@ -96,8 +97,8 @@ class Reader {
     if (const auto name = own.attribute("declaredType")) {
       const auto found = declaredTypes.find(name.value());
       if (found == declaredTypes.end()) {
-        fail(own, "variable " + inQuotes(variable.name) + " is of the type " +
-                      inQuotes(name.value()) + ", which is not defined");
+        xml.fail(own, "variable " + inQuotes(variable.name) + " is of the type " +
+                          inQuotes(name.value()) + ", which is not defined");
       }
       declared = found->second.child(type);
     }
@@ -140,7 +141,7 @@ class Reader {
   const char* required(const pugi::xml_node& node, const char* name) {
     const pugi::xml_attribute attribute = node.attribute(name);
     if (attribute.empty()) {
-      fail(node, std::string("the element ") + node.name() + " has no attribute " + name);
+      xml.fail(node, std::string("the element ") + node.name() + " has no attribute " + name);
     }
     return attribute.value();
   }
@@ -164,12 +165,8 @@ class Reader {
 
   [[noreturn]] void failNumber(const pugi::xml_node& node, const pugi::xml_attribute& attribute,
                                const char* expected) {
-    fail(node, std::string("the attribute ") + attribute.name() + " is " +
-                   inQuotes(attribute.value()) + ", expected " + expected);
-  }
-
-  [[noreturn]] void fail(const pugi::xml_node& node, const std::string& reason) {
-    xml.fail(node, reason);
+    xml.fail(node, std::string("the attribute ") + attribute.name() + " is " +
+                       inQuotes(attribute.value()) + ", expected " + expected);
   }
 
   DescriptionXml xml;

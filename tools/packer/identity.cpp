@@ -44,10 +44,6 @@ class NameBasedUuid {
   uuid_t uuid;
 };
 
-bool isLetterOrDigit(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
-}
-
 }  // namespace
 
 std::string modelIdentifierOf(const std::string& modelName) {
@@ -55,7 +51,7 @@ std::string modelIdentifierOf(const std::string& modelName) {
   std::string identifier;
   bool gap = false, lost = false;
   for (const char c : modelName) {
-    const bool kept = isLetterOrDigit(c) || c == '_';
+    const bool kept = isIdentifier(std::string("_") + c);  // also a digit, as none comes first here
     if (kept && gap && !identifier.empty()) identifier += '_';
     if (kept) identifier += c;
     gap = !kept;

@@ -6,8 +6,8 @@
 
 #include <algorithm>
 #include <array>
-#include <climits>
 #include <cstdio>
+#include <filesystem>
 #include <sstream>
 #include <string_view>
 
@@ -29,12 +29,9 @@ constexpr std::array<std::string_view, 18> withoutJvm{
 // that a JDK brings beside them share a launcher.
 bool needsNoJvm() noexcept {
   if (dlsym(RTLD_DEFAULT, "JLI_Launch") != nullptr) return true;
-  std::array<char, PATH_MAX> path{};
-  const ssize_t length = readlink("/proc/self/exe", path.data(), path.size());
-  if (length <= 0) return false;
-  std::string_view name(path.data(), static_cast<std::size_t>(length));
-  name.remove_prefix(name.rfind('/') + 1);
-  return std::find(withoutJvm.begin(), withoutJvm.end(), name) != withoutJvm.end();
+  std::error_code unknown;
+  const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", unknown);
+  return std::find(withoutJvm.begin(), withoutJvm.end(), program.filename()) != withoutJvm.end();
 }
 
 std::vector<std::string> linesOf(const char* text) {

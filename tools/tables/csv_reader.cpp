@@ -73,12 +73,8 @@ double Numbers::read(const CsvCell& cell, std::size_t column) {
   return *number;
 }
 
-bool isTime(const std::string& name) {
-  return name.size() == 4 && strcasecmp(name.c_str(), "time") == 0;
-}
-
 void requireTime(const CsvCell& cell, const CsvLines& lines) {
-  if (isTime(cell.text)) return;
+  if (cell.text.size() == 4 && strcasecmp(cell.text.c_str(), "time") == 0) return;
   if (cell.text.empty())
     lines.fail(1,
                "the first column has no name, expected \"time\"; pandas writes its index there: "

@@ -122,7 +122,7 @@ GOOD = """<?xml version="1.0" encoding="UTF-8"?>
     <ScalarVariable name="gear" valueReference="4" causality="parameter" variability="fixed">
       <Enumeration declaredType="Gear" start="2"/></ScalarVariable>
     <ScalarVariable name="count" valueReference="5" causality="calculatedParameter" variability="tunable"><Integer/></ScalarVariable>
-    <ScalarVariable name="edge" valueReference="6" variability="constant"><Real start="0"/></ScalarVariable>
+    <ScalarVariable name="edge" valueReference="6" variability="constant"><Real start="0" min="0" max="0"/></ScalarVariable>
     <ScalarVariable name="held" valueReference="7" causality="output" variability="discrete"><Boolean/></ScalarVariable>
     <ScalarVariable name="kept" valueReference="7" variability="discrete" initial="exact"><Boolean start=" true "/></ScalarVariable>
   </ModelVariables>

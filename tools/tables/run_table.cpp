@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdint>
 #include <cstring>
 #include <unordered_set>
 #include <utility>
@@ -24,24 +23,6 @@ namespace {
 
 // How long a signal that came to another thread may go unnoticed.
 constexpr int milliseconds = 100;
-
-// Numbers of runs; those that follow the first one by one take no memory.
-class RunNumbers {
- public:
-  // False for one that is there already.
-  bool insert(long long number) {
-    if (count == 0) first = number;
-    const auto place = static_cast<std::uint64_t>(number) - static_cast<std::uint64_t>(first);
-    if (place != count) return place > count && others.insert(number).second;
-    ++count;
-    return !others.contains(number);
-  }
-
- private:
-  long long first = 0;
-  std::uint64_t count = 0;
-  std::unordered_set<long long> others;
-};
 
 }  // namespace
 
@@ -95,9 +76,9 @@ void RunTable::checkRows() {
   nowWaitingFor("the runs to be read");
   const CsvLines all = lines;
   RunRow row;
-  RunNumbers numbers;
-  while (next(row))
-    if (!numbers.insert(row.number))
+  std::unordered_set<long long> numbers;
+  while (next(row))  // without a column of their own the numbers are counted
+    if (numberColumn && !numbers.insert(row.number).second)
       lines.fail(*numberColumn + 1, "there is another run " + std::to_string(row.number));
   if (interrupted() != 0) throw Failure(name + " was not read to its end");
   if (counted == 0) throw Failure(name + " has no lines behind the header, expected at least one");

@@ -18,13 +18,10 @@ void checkUnitOf(const pugi::xml_node& real, std::string_view unit, const Subjec
     report(real, "has the display unit " + inQuotes(display.value()) + " and no unit");
 }
 
-bool givesRange(const pugi::xml_node& value) {
-  return value.attribute("min") || value.attribute("max");
-}
-
 void checkOrder(const pugi::xml_node& value, const std::optional<double>& min,
                 const std::optional<double>& max, const Report& report) {
-  if (givesRange(value) && min && max && !(*min <= *max))
+  const bool givesRange = value.attribute("min") || value.attribute("max");
+  if (givesRange && min && max && !(*min <= *max))
     report(value, "min is " + numberText(*min) + ", expected at most max, " + numberText(*max));
   const auto nominal = parseNumber(value.attribute("nominal").value());
   if (nominal && !(*nominal > 0))

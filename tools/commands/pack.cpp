@@ -20,10 +20,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct PackOptions {
-  ModelInput input;
+struct PackOptions : FmuOptions {
   fs::path output;
-  JvmOptions jvm;
 };
 
 std::string countOf(const ModelDescription& model, const std::string& causality) {

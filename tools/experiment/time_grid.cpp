@@ -82,10 +82,7 @@ TimeGrid::TimeGrid(const TimeOptions& options, const ModelDescription& model)
   const double whole = std::round(quotient);
   const bool isWhole = std::abs(quotient - whole) * step <= tolerance;
   steps = static_cast<long long>(isWhole ? whole : std::ceil(quotient));
-  if (!isWhole && !shortensLastStep) refuseRest();
-}
-
-void TimeGrid::refuseRest() const {
+  if (isWhole || shortensLastStep) return;
   throw Failure("no whole number of steps of " + numberText(step) + " goes from " +
                     numberText(start) + " to " + numberText(stop) +
                     ", and the FMU takes no shorter one (it does not say "

@@ -38,7 +38,6 @@ class TimeGrid {
 
  private:
   void chooseSteps(const TimeOptions& options, const ModelDescription& model);
-  [[noreturn]] void refuseRest() const;
 
   const bool shortensLastStep;  // where the FMU can handle that
   double interval;              // of the rows

@@ -4,12 +4,6 @@
 
 #include "words/text.h"
 
-namespace {
-
-constexpr int deepest = 32;
-
-}  // namespace
-
 std::string reasonOf(int zipError) {
   zip_error_t error;
   zip_error_init_with_code(&error, zipError);
@@ -19,6 +13,7 @@ std::string reasonOf(int zipError) {
 }
 
 const char* problemOf(std::string_view name) {
+  constexpr int deepest = 32;
   if (name.empty()) return "has no name";
   if (name.front() == '/') return "has an absolute path";
   if (name.find('\\') != name.npos) return "has a backslash in its name";

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -64,10 +65,7 @@ struct ModelDescription {
 
 // What stands in texts and numbers at its head, by the names that FMI gives them.
 template <class Value>
-struct NamedMember {
-  const char* name;
-  Value ModelDescription::*member;
-};
+using NamedMember = std::pair<const char*, Value ModelDescription::*>;
 
 inline constexpr std::array<NamedMember<std::string>, 7> headTexts = {
     {{"description", &ModelDescription::description},

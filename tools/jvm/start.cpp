@@ -26,19 +26,16 @@ struct Start {
 };
 
 // Never freed: the JVM's threads can outlive the static objects of this program.
-Start& start() {
-  static Start* const only = new Start;
-  return *only;
-}
+Start& start = *new Start;
 
 // The JVM's "vfprintf". Later it bypasses the buffers of stdio, and leaves stdout to the program.
 jint JNICALL hear(FILE*, const char* format, va_list arguments) {
-  const std::lock_guard lock(start().mutex);
-  if (!start().running) return vdprintf(STDERR_FILENO, format, arguments);
+  const std::lock_guard lock(start.mutex);
+  if (!start.running) return vdprintf(STDERR_FILENO, format, arguments);
   char* text = nullptr;
   const int length = vasprintf(&text, format, arguments);
   if (length < 0) return length;
-  start().said += text;
+  start.said += text;
   std::free(text);
   return length;
 }
@@ -47,7 +44,7 @@ jint JNICALL hear(FILE*, const char* format, va_list arguments) {
 // caller has to clear away. So the JVM's way out leads back into createVm(); the JVM is never used
 // again. Later it is called for crashes, which are the JVM's to report.
 void JNICALL giveUp() {
-  if (start().running && gettid() == start().thread) std::longjmp(start().giveUp, 1);
+  if (start.running && gettid() == start.thread) std::longjmp(start.giveUp, 1);
 }
 
 // The JVM's "exit". When it comes later, Java code ends the process, which is no success of ours.
@@ -61,14 +58,14 @@ void JNICALL exited(jint code) {
 // A function of its own without objects to destroy: giveUp() jumps here.
 jint createVm(decltype(&JNI_CreateJavaVM) create, void** env, JavaVMInitArgs* arguments) {
   JavaVM* vm = nullptr;
-  if (setjmp(start().giveUp) != 0) return JNI_ERR;
+  if (setjmp(start.giveUp) != 0) return JNI_ERR;
   return create(&vm, env, arguments);
 }
 
 // The JVM's own reason, without the lines that say nothing.
 std::string reasonFor(jint result) {
   std::string reason;
-  std::istringstream lines(start().said);
+  std::istringstream lines(start.said);
   for (std::string line; std::getline(lines, line);) {
     if (line.empty() || line.starts_with("Picked up ") || line.starts_with("Error occurred during"))
       continue;
@@ -101,17 +98,17 @@ JNIEnv* startJvm(const std::string& libjvm, std::vector<std::string> options) {
   // Java takes on the user's locale, for the whole process. A program that never asked for one
   // would read and write its numbers with decimal commas.
   const std::string locale = std::setlocale(LC_ALL, nullptr);
-  start().thread = gettid();
-  start().running = true;
+  start.thread = gettid();
+  start.running = true;
   void* env = nullptr;
   const jint result = createVm(create, &env, &arguments);
   std::setlocale(LC_ALL, locale.c_str());
-  const std::lock_guard lock(start().mutex);
-  start().running = false;
+  const std::lock_guard lock(start.mutex);
+  start.running = false;
   if (result != JNI_OK)
     throw Failure("the JVM " + libjvm + " did not start (" + reasonFor(result) +
                       "): check --jvm-option and JAVA_TOOL_OPTIONS",
                   ExitCode::noJvm);
-  std::fputs(start().said.c_str(), stderr);
+  std::fputs(start.said.c_str(), stderr);
   return static_cast<JNIEnv*>(env);
 }

@@ -3,13 +3,6 @@
 #include <algorithm>
 #include <cmath>
 
-namespace {
-
-// Twice as many as the picture is wide: there are always half of them or more.
-constexpr std::size_t mostColumns = 1600;
-
-}  // namespace
-
 void Trace::Column::append(const Column& next) {
   last = next.last;
   if (next.lowest && (!lowest || next.lowest->value < lowest->value)) lowest = next.lowest;
@@ -18,6 +11,8 @@ void Trace::Column::append(const Column& next) {
 }
 
 void Trace::add(double time, double value) {
+  // Twice as many as the picture is wide: there are always half of them or more.
+  constexpr std::size_t mostColumns = 1600;
   const PlotPoint point{time, value};
   Column next{point, point, {}, {}, {}};
   if (std::isfinite(value)) {

@@ -1,7 +1,5 @@
 #include "checker/check.h"
 
-#include <map>
-
 #include "checker/rules.h"
 #include "words/text.h"
 
@@ -13,18 +11,15 @@ CheckResult checkDescription(std::string_view xml, const std::vector<std::string
                          "expected an FMU of FMI 2.0, got FMI " + inQuotes(version));
   CheckResult result;
   result.variables = description.variables.size();
-  std::multimap<std::size_t, std::string> findings;  // by line
   for (const auto* const rules :
        {&schemaRules, &headRules, &typeRules, &variableRules, &structureRules}) {
     for (const NamedCheck& rule : *rules) {
       ++result.checks;
       rule.check(description, [&](const pugi::xml_node& where, const std::string& what) {
-        findings.emplace(description.xml.lineOf(where),
-                         placeOf(where) + ": " + what + " [" + rule.name + "]");
+        result.findings.emplace(description.xml.lineOf(where),
+                                placeOf(where) + ": " + what + " [" + rule.name + "]");
       });
     }
   }
-  for (const auto& [line, finding] : findings)
-    result.findings.push_back("line " + std::to_string(line) + ": " + finding);
   return result;
 }

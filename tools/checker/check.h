@@ -2,12 +2,13 @@
 // does not.
 #pragma once
 
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
 
 struct CheckResult {
-  std::vector<std::string> findings;  // by line, one line each
+  std::multimap<std::size_t, std::string> findings;  // by the line that they are about
   std::size_t checks = 0;
   std::size_t variables = 0;
 };

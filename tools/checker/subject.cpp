@@ -81,10 +81,9 @@ std::string placeOf(const pugi::xml_node& node) {
   // What a variable holds is the variable for who reads this.
   if (std::ranges::find(variableTypes, element) != variableTypes.end()) return above;
   std::string own = wordFor(element);
+  const bool list = own != element || above == "ModelStructure";
   if (const auto name = node.attribute("name")) own += " " + inQuotes(name.value());
   if (const auto index = node.attribute("index")) own += " " + printable(index.value());
-  const bool list = element == "ScalarVariable" || element == "SimpleType" || element == "Unit" ||
-                    above == "ModelStructure";
   return list || above.empty() ? own : above + ", " + own;
 }
 

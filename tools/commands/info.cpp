@@ -117,7 +117,8 @@ void check(const fs::path& fmu, const std::string& name) {
       checkDescription(readArchiveEntry(fmu, "modelDescription.xml"), archiveFiles(fmu));
   if (interrupted() != 0) throw Failure("nothing was shown");
   nowWaitingFor("somebody to read what is shown");
-  for (const std::string& finding : result.findings) std::cout << sentence(finding) << "\n";
+  for (const auto& [line, finding] : result.findings)
+    std::cout << sentence("line " + std::to_string(line) + ": " + finding) << "\n";
   const std::string scope = counted(static_cast<long long>(result.checks), "check") + " of " +
                             counted(static_cast<long long>(result.variables), "variable");
   const auto problems = std::ssize(result.findings);

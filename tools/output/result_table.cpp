@@ -16,17 +16,13 @@ long long secondsNow() {
   return duration_cast<seconds>(steady_clock::now().time_since_epoch()).count();
 }
 
-// Readers of the table would take the first of two for both.
-void refuseTwoOfOneName(const std::vector<std::string>& columns) {
+// Not for two columns of one name: readers of the table would take the first for both.
+SafeFile fileFor(const std::filesystem::path& table, const std::vector<std::string>& columns) {
   std::unordered_set<std::string_view> names;
   for (const std::string& name : columns)
     if (!names.insert(name).second)
       throw Failure("the result would have two columns " + inQuotes(name) +
                     ", expected other variables by --output-variable");
-}
-
-SafeFile fileFor(const std::filesystem::path& table, const std::vector<std::string>& columns) {
-  refuseTwoOfOneName(columns);
   if (isStandardOutput(table)) return {nameOfTable(table), standardOutputForResult()};
   return SafeFile(table);
 }

@@ -22,6 +22,7 @@ class CsvLines {
   void add(std::string_view text);
   // No more text comes, so that a line may end without an end of line.
   void end() { ended = true; }
+  bool haveEnded() const { return ended; }
 
   // The cells of the next line that is not empty; false when that is not all there. Throws Failure
   // for what is no line of cells.

@@ -32,7 +32,6 @@ RunTable::RunTable(const std::filesystem::path& file, const VariableNames& known
   if (file != "-" && std::filesystem::is_regular_file(fromStart(file), unknown)) {
     lines.add(fileContent(file));
     lines.end();
-    ended = true;
     readHeader();
     checkRows();
     return;
@@ -87,7 +86,7 @@ void RunTable::checkRows() {
 }
 
 bool RunTable::take(int patience) {
-  if (taken || (taken = lines.next(cells)) || ended) return true;
+  if (taken || (taken = lines.next(cells)) || lines.haveEnded()) return true;
   pollfd stream = {descriptor, POLLIN, 0};
   if (poll(&stream, 1, patience) <= 0) return false;
   std::array<char, 1 << 16> piece;
@@ -95,10 +94,9 @@ bool RunTable::take(int patience) {
   if (length < 0 && (errno == EINTR || errno == EAGAIN)) return false;
   if (length < 0) throw Failure("cannot read " + name + ": " + std::strerror(errno));
   lines.add({piece.data(), static_cast<std::size_t>(length)});
-  ended = length == 0;
-  if (ended) lines.end();
+  if (length == 0) lines.end();
   taken = lines.next(cells);
-  return taken || ended;
+  return taken || lines.haveEnded();
 }
 
 bool RunTable::next(RunRow& row) {

@@ -51,7 +51,6 @@ class RunTable {
   std::string name;     // for messages
   int descriptor = -1;  // of what comes as it comes
   CsvLines lines;
-  bool ended = false;  // no more text comes
   std::size_t headerLine = 0;
   std::vector<const ScalarVariable*> columns;  // without the one of the numbers
   std::optional<std::size_t> numberColumn;     // where it stands

@@ -46,37 +46,19 @@ namespace {
 
 class MachineFaults : public Running {
  protected:
-  // Replaces one function of the environment for as long as `work` runs.
-  template <class Function>
-  void without(Function JNINativeInterface_::*function, Function replacement,
+  // One function of the environment answers nothing for as long as `work` runs.
+  template <class Result, class... Arguments>
+  void without(Result (JNICALL* JNINativeInterface_::*function)(JNIEnv*, Arguments...),
                const std::function<void()>& work) {
     const JNINativeInterface_* const original = env->functions;
     JNINativeInterface_ table = *original;
-    table.*function = replacement;
+    table.*function = [](JNIEnv*, Arguments...) -> Result { return {}; };
     env->functions = &table;
     work();
     env->functions = original;
   }
 };
 
-jstring noString(JNIEnv*, const char*) {
-  return nullptr;
-}
-jdoubleArray noArray(JNIEnv*, jsize) {
-  return nullptr;
-}
-jdouble* noElements(JNIEnv*, jdoubleArray, jboolean*) {
-  return nullptr;
-}
-const char* noCharacters(JNIEnv*, jstring, jboolean*) {
-  return nullptr;
-}
-jobject noReference(JNIEnv*, jobject) {
-  return nullptr;
-}
-jclass noClass(JNIEnv*, const char*) {
-  return nullptr;
-}
 jint attachesNothing(JavaVM*, void**, void*) {
   return JNI_ENOMEM;
 }
@@ -85,7 +67,7 @@ jint attachesNothing(JavaVM*, void**, void*) {
 
 TEST_F(MachineFaults, AFailingJniFunctionFailsItsCallAndNothingElse) {
   const auto c = initialized();
-  without(&JNINativeInterface_::NewStringUTF, noString, [&] {
+  without(&JNINativeInterface_::NewStringUTF, [&] {
     EXPECT_EQ(set(c, 4, 1.0), fmi2Error);  // number_of_reals cannot be asked
     EXPECT_EQ(log(), Lines{"Error logError m: fmi2SetReal: Illegal value reference 4."});
   });
@@ -99,26 +81,26 @@ TEST_F(MachineFaults, AFailingJniFunctionFailsItsCallAndNothingElse) {
     FMI(fmi2EnterInitializationMode)(d);
     FMI(fmi2ExitInitializationMode)(d);
   };
-  without(&JNINativeInterface_::NewDoubleArray, noArray,
+  without(&JNINativeInterface_::NewDoubleArray,
           [&] { step(fmi2Error, {"Error logError d: Error: because"}); });
   play("getData", "8 9");
   const auto before = reals(d);
-  without(&JNINativeInterface_::GetDoubleArrayElements, noElements, [&] {
+  without(&JNINativeInterface_::GetDoubleArrayElements, [&] {
     EXPECT_EQ(FMI(fmi2DoStep)(d, 0, 1, fmi2True), fmi2OK);
     EXPECT_EQ(reals(d), before);
   });
   play("doStepModel", "false");
-  without(&JNINativeInterface_::GetStringUTFChars, noCharacters, [&] {
+  without(&JNINativeInterface_::GetStringUTFChars, [&] {
     // No counts, so no inputs either, and no text to say why the step failed.
     step(fmi2Error, {"Error logError d: Error: "});
   });
   play("doStepModel");
   play("getData");
-  without(&JNINativeInterface_::NewGlobalRef, noReference, [&] {
+  without(&JNINativeInterface_::NewGlobalRef, [&] {
     EXPECT_NE(instantiate("e"), nullptr) << "the object of the last connection serves on";
   });
   calls();
-  without(&JNINativeInterface_::FindClass, noClass, [&] {
+  without(&JNINativeInterface_::FindClass, [&] {
     step(fmi2Error, {"Error logError d: Error: "});
     EXPECT_EQ(log(), Lines{"Error logFmiCall d: Fatal error initializing model"});
   });

@@ -18,6 +18,7 @@ from pathlib import Path
 
 ZELVOX, LIBRARY, MOTOR_JAR, ODD_JAR = (
     os.environ[name] for name in ("ZELVOX", "LIBRARY", "MOTOR_JAR", "ODD_JAR"))
+GNUPLOT = shutil.which("gnuplot")
 SANITIZERS = os.environ.get("SANITIZERS")
 PACKAGE = Path(__file__).parents[2] / "python"
 signal.signal(signal.SIGINT, signal.default_int_handler)
@@ -150,6 +151,13 @@ class Case(unittest.TestCase):
             for entry in entries:
                 archive.writestr(*entry)
         return (self.home / name).read_bytes()
+
+    def gnuplot(self, script):
+        """An environment in which `gnuplot` does what the shell script says, and then what it is."""
+        (self.home / "bin").mkdir(exist_ok=True)
+        self.write("bin/gnuplot", f'#!/bin/sh\n{script}\nexec {GNUPLOT} "$@"\n')
+        os.chmod(self.home / "bin/gnuplot", 0o755)
+        return {"PATH": f"{self.home}/bin:{os.environ['PATH']}", "HOME": str(self.home)}
 
     def changed(self, name, change):
         """A copy of the motor's FMU in which one file is another, or none."""

@@ -54,19 +54,12 @@ class Instance:
                   ctypes.byref(value))
         return value.value
 
-    def begin(self):
-        self.call("fmi2SetupExperiment", 0, REAL(0), REAL(0), 0, REAL(0))
-        self.call("fmi2EnterInitializationMode")
-
-    def initialize(self, begin=True):
-        if begin:
-            self.begin()
-        self.call("fmi2ExitInitializationMode")
-        self.time = 0.0
-
     def step(self, size):
         if self.time is None:
-            self.initialize()
+            self.call("fmi2SetupExperiment", 0, REAL(0), REAL(0), 0, REAL(0))
+            self.call("fmi2EnterInitializationMode")
+            self.call("fmi2ExitInitializationMode")
+            self.time = 0.0
         self.call("fmi2DoStep", REAL(self.time), REAL(size), 1)
         self.time += size
 

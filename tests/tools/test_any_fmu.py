@@ -268,12 +268,14 @@ class AnyFmu(Stubbed):
 
     def test_rows_are_in_the_file_while_a_long_run_goes_on(self):
         os.mkfifo(self.home / "gate")
+        self.write("out.csv", "old")
         env = {"STUB_GATE": "gate", "STUB_TRACE": str(self.home / "trace")}
         process = self.start("simulate", self.stub(), "--stop-time=4", "--output-interval=1", "--output-file=out.csv",
                              "--log-file=log", "--log-fmi-calls", env=env)
         with open(self.home / "gate", "wb"):  # waits for the third step
             part, = self.home.glob("out.csv.part-*")
             self.assertEqual(re.findall("(?m)^[^,]+", part.read_text()), ['"time"', "0", "1", "2"])
+            self.assertEqual((self.home / "out.csv").read_text(), "old")
             self.assertRegex((self.home / "log").read_text().splitlines()[-1], r"\Afmi2GetString\(.* -> fmi2OK\Z")
             process.send_signal(signal.SIGINT)
         out, err = self.finish(process, 130)
@@ -300,15 +302,12 @@ class AnyFmu(Stubbed):
         self.assertRegex(err, r"\Azelvox: the standard output was closed by its reader; the run stopped at t=\S+\n\Z")
 
     def test_picture_has_a_panel_for_each_unit_and_a_line_for_each_variable(self):
-        self.write("gnuplot", """#!/bin/sh
-for script; do :; done
+        draw = {"env": self.gnuplot("""for script; do :; done
 [ "$script" != --version ] || exit 0
 cp "$script" script
 [ ! -e broken ] || { cat broken >&2; exit 3; }
 echo "</svg>" > "$(sed -n "s/^set output '\\(.*\\)'/\\1/p" script)"
-""")
-        (self.home / "gnuplot").chmod(0o755)
-        draw = {"env": {"PATH": f"{self.home}:{os.environ['PATH']}"}}
+exit""")}
         self.write("in.csv", "time,set,count\n0,0,7\n2000,0,7\n2001,9,7\n2002,0,7\n2500,0,8\n"
                    "3776,0,8\n3777,-9,8\n3778,0,8\n4998,0,8\n4999,2,8\n5000,1,8\n")
         names = ("moved", "held", "shown", "set", "ratio")

@@ -3,7 +3,6 @@
 import fcntl
 import os
 import resource
-import shutil
 import signal
 import struct
 import termios
@@ -12,7 +11,7 @@ import unittest
 import zipfile
 from pathlib import Path
 
-from case import LIBRARY, ODD_JAR, OUTPUT, SANITIZERS, VARIABLE, XML, Case, odd
+from case import GNUPLOT, LIBRARY, ODD_JAR, OUTPUT, SANITIZERS, VARIABLE, XML, Case, odd
 
 SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT, signal.SIGXFSZ)
 STICKS = ("--jvm-option=-Dodd=sticks", "--stop-time=1e6", "--output-variable=gained")  # from the step at 0.5 on
@@ -104,12 +103,11 @@ class Ending(Case):
         process.wait()
         self.ends(process, signal.SIGHUP, " while waiting for somebody to read")
 
-    @unittest.skipUnless(shutil.which("gnuplot"), "gnuplot is not installed")
+    @unittest.skipUnless(GNUPLOT, "gnuplot is not installed")
     def test_gnuplot_that_hangs_goes_with_the_command(self):
-        self.write("gnuplot", '#!/bin/sh\ntest "$2" = --version && exit\n'
-                   "grep SigBlk /proc/self/status >mask; echo $$ >pid.new; mv pid.new pid; exec sleep 600\n")
-        (self.home / "gnuplot").chmod(0o755)
-        process = self.start("simulate", odd(), "--plot-file=x.svg", env={"PATH": f"{self.home}:{os.environ['PATH']}"})
+        slow = self.gnuplot('test "$2" = --version && exit\n'
+                            "grep SigBlk /proc/self/status >mask; echo $$ >pid.new; mv pid.new pid; exec sleep 600")
+        process = self.start("simulate", odd(), "--plot-file=x.svg", env=slow)
         while not (self.home / "pid").exists():
             time.sleep(0.01)
         process.send_signal(signal.SIGTERM)
@@ -118,7 +116,7 @@ class Ending(Case):
         pid = int((self.home / "pid").read_text())
         while os.path.exists(f"/proc/{pid}") and ") Z " not in Path(f"/proc/{pid}/stat").read_text():
             time.sleep(0.01)
-        self.assertEqual(sorted(os.listdir(self.home)), ["gnuplot", "mask", "pid", "tmp"])
+        self.assertEqual(sorted(os.listdir(self.home)), ["bin", "mask", "pid", "tmp"])
 
     def test_signal_is_heard_while_an_archive_is_unpacked(self):
         with zipfile.ZipFile(self.home / "many.fmu", "w") as archive:

@@ -161,23 +161,6 @@ for uri in ('http://localhost/resources', 'file:///nowhere', 'nowhere'):
         print('model.properties in the resources' in str(problem))""")
         self.assertEqual(lines, ["0.0"] * len(motors) + ["0.5"] * len(odds) + ["True"] * 3)
 
-    def test_values_are_true_before_and_after_the_initialization(self):
-        self.assertEqual(self.python("""
-odd = Instance('odd', 'odd', ODD)
-for read in (True, False):
-    odd.set(9, 3)  # held
-    odd.begin()
-    odd.set(10, 2)  # gain
-    print(*([odd.get(3), odd.get(7), odd.set(9, 4), odd.get(3)] if read else []))
-    odd.initialize(begin=False)
-    print(odd.get(3), odd.get(9))
-    odd.step(0.5)
-    print(odd.get(3))
-    odd.call('fmi2Reset')
-odd.initialize()
-print(odd.get(3), odd.get(9))
-"""), ["6.0 6.0 None 8.0", "8.0 4.0", "8.0", "", "6.0 3.0", "6.0", "-0.5 -1.5"])
-
     def test_model_of_the_class_path_serves_an_fmu_without_one(self):
         script = "motor = Instance('odd', 'name', 'file:///nowhere')\nmotor.step(0.5)\nprint(motor.get(10))"
         self.assertEqual(self.python(script, "--class-path", MOTOR_JAR), ["0.001"])
@@ -217,7 +200,6 @@ class Simulate(Case):
             self.assertRegex(self.zelvox(*run, value, code=1)[1], f"zelvox: {reason} the rows up to t=0.5\n\\Z")
             self.assertEqual(self.simulated(odd(), run=False)["time"], "-1 -0.75 -0.5 -0.25 0 0.25 0.5".split())
         self.refuses(r"parameter sleep \[ms\] cannot be -1\.0", *run, "sleep=-1")
-        self.refuses("/dev/full", "simulate", odd(), "--output-file", "/dev/full")
         calls = self.zelvox(*run, "fail at=0.5", "--log-fmi-calls", code=1)[1].splitlines()
         self.assertEqual(sum(call.startswith("fmi2DoStep(") for call in calls), 7)
         self.assertEqual(calls[-2], "fmi2FreeInstance()")
@@ -243,14 +225,10 @@ class Simulate(Case):
                 ("--plot-file=none/out.svg", "none/out.svg"), ("--output-file=none/out.csv", "none/out.csv cannot be")):
             self.refuses(reason, "simulate", motor(), option, "--quiet")
 
-    def test_picture_shows_the_variables(self):
-        draw = ("simulate", odd(), "--output-file", "out.csv", "--plot-file", "out.svg")
-        self.refuses("install the package gnuplot", *draw, env={"PATH": str(self.home)})
+    def test_picture_wants_gnuplot_before_the_run(self):
+        self.refuses("install the package gnuplot", "simulate", odd(), "--output-file=out.csv", "--plot-file=out.svg",
+                     env={"PATH": str(self.home)})
         self.assertFalse((self.home / "out.csv").exists())
-        if shutil.which("gnuplot"):
-            self.zelvox(*draw)
-            texts = "".join(ElementTree.parse(self.home / "out.svg").getroot().itertext())
-            self.assertEqual([text for text in ("Größe", "gained", "[N]", "time [s]") if text not in texts], [])
 
     @unittest.skipUnless(shutil.which("gnuplot"), "no gnuplot")
     def test_picture_speaks_display_units_and_long_times(self):
@@ -277,17 +255,10 @@ class Inputs(Case):
         # A step computes with what was set at its beginning; a parameter changes by steps only.
         self.assertEqual(used[1:], set_[:-1])
         self.assertEqual(gained[1:], [2 * (1 if t < 2 else 2 if t < 3.5 else 5) for t in times[:-1]])
-        # Jumps at the start, a little behind a point, and where 3 * 0.3 falls short of 0.9.
-        self.write("in.csv", "time,held\n0,5\n0,1\n0.300001,1\n0.300001,2\n0.9,2\n0.9,3\n1.5,5000\n")
-        result = self.simulated(odd(), "--start-time=0", "--stop-time=1.2", "--output-interval=0.3",
-                                "--input-file=in.csv", "--output-variable=held")
-        self.assertEqual(result["held"][:-1], ["1", "1", "2", "3"])
-        self.assertAlmostEqual(float(result["held"][-1]), (3 + 5000) / 2, delta=1e-9)
 
     def test_bad_table_is_refused_with_the_place(self):
-        head = "time,voltage\n0,1\n"
         for table, reason in (
-                (head + "\n2,0\n1,0\n", "in.csv, line 5, column 1: time 1 comes after 2"), ("time,voltage;load\n0,0\n", "voltage;load"),
+                ("time,voltage;load\n0,0\n", "in.csv, line 1, column 2: .*voltage;load"),
                 ("time,voltage,voltage\n0,0,0\n", "line 1, column 3: .*already"), ("time,speed\n0,0\n", "is an output"),
                 ("time,load,Voltag\n0,0,0\n", "line 1, column 3: .*mean 'voltage'"), (b"time,\xff\xfe\n0,0\n", "column 2")):
             self.refuses(reason, "simulate", motor(), "--input-file", self.write("in.csv", table))

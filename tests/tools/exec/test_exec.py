@@ -57,26 +57,6 @@ class Threads(Importer):
     def test_java_that_ends_the_process_is_no_success(self):
         self.prints("", "exit", code=1, said="zelvox: Java code ended the process with exit code 0\n")
 
-    @unittest.skipIf(SANITIZERS, "threads are not attached behind AddressSanitizer")
-    def test_fmu_lives_on_any_thread(self):
-        self.assertEqual(self.python("""
-import threading
-from concurrent.futures import ThreadPoolExecutor
-def life(name):
-    motor = Instance(MOTOR, name, URI)
-    motor.set(4, 1.0)
-    for i in range(2000):
-        motor.step(0.001)
-    speed = motor.get(0)
-    motor.free()
-    return round(speed, 3)
-thread = threading.Thread(target=lambda: print(life('thread')))
-thread.start()
-thread.join()
-with ThreadPoolExecutor(1) as pool:
-    print(list(pool.map(life, ('a', 'b', 'c'))))
-print(life('main'))""", *CHECKED), ["19.96", "[19.96, 19.96, 19.96]", "19.96"])
-
 
 class Programs(Importer):
     def test_descriptors_of_the_jvm_are_closed_in_children(self):
@@ -89,23 +69,6 @@ print(*sorted({'modules', 'zelvox.jar'} & set(map(os.path.basename, links))))
 print(subprocess.run(['ls', '-l', '/proc/self/fd'], close_fds=False, stdout=subprocess.PIPE, text=True).stdout)""")
         self.assertEqual(lines[0], "modules zelvox.jar")
         self.assertNotRegex("\n".join(lines[1:]), "modules|jar|socket")
-
-    def test_forked_worker_fails_at_once_and_says_why(self):
-        self.assertEqual(self.python("""
-import multiprocessing
-motor = Instance(MOTOR, 'motor', URI)
-motor.step(0.001)
-def work():
-    for call in (lambda: Instance(MOTOR, 'new', URI), lambda: motor.step(0.001)):
-        try:
-            call()
-        except RuntimeError as error:
-            print(error, flush=True)
-os.dup2(1, 2)
-worker = multiprocessing.get_context('fork').Process(target=work)
-worker.start(), worker.join()
-motor.step(0.001)
-print(worker.exitcode)"""), [FORKED, "", "fmi2DoStep: ['Error: ']", "0"])
 
     @unittest.skipIf(SANITIZERS, "they stand between the JVM and the descriptors")
     def test_crash_is_reported_on_stderr_and_leaves_no_file(self):

@@ -43,4 +43,17 @@ TEST(Trace, KeepsEveryPeakOfALongRunInLittle) {
   EXPECT_EQ(trace.lastTime(), static_cast<double>(count - 1));
 }
 
+TEST(Trace, LetsAValueThatIsNoneHideNoNeighbour) {
+  Trace trace;  // in columns of eight points, from 4000 and from 4008 on
+  for (int i = 0; i <= 8000; ++i)
+    trace.add(i, i == 4000 || i == 4015   ? INFINITY
+                 : i == 4003 || i == 4011 ? 1000
+                 : i == 4005              ? -1000
+                                          : 1);
+  std::vector<double> extremes;
+  for (const auto& point : trace.points())
+    if (point.value != 1) extremes.push_back(point.time);
+  EXPECT_EQ(extremes, (std::vector<double>{4000, 4003, 4005, 4011, 4015}));
+}
+
 }  // namespace

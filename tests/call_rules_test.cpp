@@ -228,7 +228,7 @@ TEST_F(Running, StatusQueriesDiscardTheKindsThatTheyDoNotAnswer) {
   for (const std::string name : {"fmi2GetStatus", "fmi2GetRealStatus", "fmi2GetIntegerStatus",
                                  "fmi2GetBooleanStatus", "fmi2GetStringStatus"}) {
     // By number: a kind that is none of the enumerators could not be passed otherwise.
-    const auto query = reinterpret_cast<fmi2Status (*)(C, int, void*)>(symbol(name));
+    const auto query = reinterpret_cast<fmi2Status (*)(C, int, void*)>(symbol(name.c_str()));
     for (const int kind : {0, 1, 2, 3, 7, -1}) {
       double value = 7;
       const auto result = query(c, kind, &value);

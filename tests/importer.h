@@ -27,9 +27,10 @@
 using C = fmi2Component;
 using Lines = std::vector<std::string>;
 
-inline void* symbol(const std::string& name) {
+// Asks `new` for nothing, so that it also serves where that fails.
+inline void* symbol(const char* name) {
   static void* const library = dlopen(LIBRARY_FILE, RTLD_NOW | RTLD_LOCAL);
-  void* const address = library != nullptr ? dlsym(library, name.c_str()) : nullptr;
+  void* const address = library != nullptr ? dlsym(library, name) : nullptr;
   return address != nullptr ? address : throw std::runtime_error(dlerror());
 }
 

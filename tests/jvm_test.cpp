@@ -349,18 +349,17 @@ TEST_F(Running, TwoThreadsAtOnceGetRightResultsOrRefusals) {
     EXPECT_EQ(FMI(fmi2EnterInitializationMode)(c), fmi2OK);
     EXPECT_EQ(FMI(fmi2ExitInitializationMode)(c), fmi2OK);
   }
-  const auto [setReal, getReal, doStep] =
-      std::tuple(FMI(fmi2SetReal), FMI(fmi2GetReal), FMI(fmi2DoStep));
   for (auto& s : steppers)
-    threads.emplace_back([&, setReal = setReal, getReal = getReal, doStep = doStep] {
+    threads.emplace_back([&] {
       void* own = nullptr;
       vm->AttachCurrentThread(&own, nullptr);
       const fmi2ValueReference input = 4, output = 0;
       for (int i = 0; s.right < 10'000; ++i) {
         const double sent = 2 * i + static_cast<double>(&s - steppers.data());
         double got = -1;
-        if (!s.succeeds(setReal(s.c, &input, 1, &sent)) || !s.succeeds(doStep(s.c, i, 1, 0)) ||
-            !s.succeeds(getReal(s.c, &output, 1, &got))) {
+        if (!s.succeeds(FMI(fmi2SetReal)(s.c, &input, 1, &sent)) ||
+            !s.succeeds(FMI(fmi2DoStep)(s.c, i, 1, 0)) ||
+            !s.succeeds(FMI(fmi2GetReal)(s.c, &output, 1, &got))) {
           std::this_thread::yield();
           continue;
         }

@@ -1,8 +1,6 @@
 // What the machine can do to the library: a JVM that is gone or refuses a thread, JNI functions
 // that run out of memory, a thread that dies attached. The real JVM does these things rarely, so
 // its own function tables are made to.
-#include <tuple>
-
 #include "importer.h"
 
 namespace {
@@ -59,10 +57,6 @@ class MachineFaults : public Running {
   }
 };
 
-jint attachesNothing(JavaVM*, void**, void*) {
-  return JNI_ENOMEM;
-}
-
 }  // namespace
 
 TEST_F(MachineFaults, AFailingJniFunctionFailsItsCallAndNothingElse) {
@@ -113,7 +107,7 @@ TEST_F(MachineFaults, AThreadThatTheJvmRefusesCallsNothing) {
   const auto c = initialized();
   const JNIInvokeInterface_* const original = vm->functions;
   JNIInvokeInterface_ table = *original;
-  table.AttachCurrentThread = attachesNothing;
+  table.AttachCurrentThread = [](JavaVM*, void**, void*) -> jint { return JNI_ENOMEM; };
   vm->functions = &table;
   onForeignThread([&] { EXPECT_EQ(FMI(fmi2DoStep)(c, 0, 1, fmi2True), fmi2Error); });
   vm->functions = original;
@@ -265,21 +259,18 @@ TEST_F(MachineFaults, EveryRequestForMemoryMayFail) {
   const fmi2ValueReference vr = 4;
   double value = 1;
   fmi2Component c = nullptr;
-  // Found before, as looking for a function needs memory too.
-  const auto [start, setUp, enter, exit, setReal, getReal, step, terminate, free] =
-      std::tuple(FMI(fmi2Instantiate), FMI(fmi2SetupExperiment), FMI(fmi2EnterInitializationMode),
-                 FMI(fmi2ExitInitializationMode), FMI(fmi2SetReal), FMI(fmi2GetReal),
-                 FMI(fmi2DoStep), FMI(fmi2Terminate), FMI(fmi2FreeInstance));
   const std::function<void()> life[] = {
-      [&] { c = start(name, fmi2CoSimulation, guid, "file:///\u00e4", &functions, 0, 0); },
-      [&] { setUp(c, 0, 0, 0, 0, 0); },
-      [&] { enter(c); },
-      [&] { exit(c); },
-      [&] { setReal(c, &vr, 1, &value); },
-      [&] { step(c, 0, 1, fmi2True); },
-      [&] { getReal(c, &vr, 1, &value); },
-      [&] { terminate(c); },
-      [&] { free(c); }};
+      [&] {
+        c = FMI(fmi2Instantiate)(name, fmi2CoSimulation, guid, "file:///\u00e4", &functions, 0, 0);
+      },
+      [&] { return FMI(fmi2SetupExperiment)(c, 0, 0, 0, 0, 0); },
+      [&] { return FMI(fmi2EnterInitializationMode)(c); },
+      [&] { return FMI(fmi2ExitInitializationMode)(c); },
+      [&] { return FMI(fmi2SetReal)(c, &vr, 1, &value); },
+      [&] { return FMI(fmi2DoStep)(c, 0, 1, fmi2True); },
+      [&] { return FMI(fmi2GetReal)(c, &vr, 1, &value); },
+      [&] { return FMI(fmi2Terminate)(c); },
+      [&] { return FMI(fmi2FreeInstance)(c); }};
   importer.onCallback = [] {};
   importer.requests.reserve(2000);
   importer.freed.reserve(2000);

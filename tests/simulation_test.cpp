@@ -100,7 +100,7 @@ TEST_F(Running, ThereAreNoVariablesOfOtherTypes) {
         "fmi2SetBoolean", "fmi2GetString", "fmi2SetString"}) {
     const auto access =
         reinterpret_cast<fmi2Status (*)(C, const fmi2ValueReference*, std::size_t, void*)>(
-            symbol(name));
+            symbol(name.c_str()));
     const bool set = name[4] == 'S', real = name.ends_with("Real");
     void* values[] = {c, c};
     record(c).valuesDirty = 0;

@@ -17,9 +17,10 @@ import com.zelvox.qorbetta.Variable;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
-import java.util.concurrent.Callable;
+import java.util.function.Consumer;
 import java.util.stream.Collectors;
 import org.junit.Test;
+import org.junit.function.ThrowingRunnable;
 
 /** Models whose variables are fields: what becomes a variable, and where its values go. */
 public class FieldsTest {
@@ -301,33 +302,34 @@ public class FieldsTest {
     }
 
     @Test
-    public void whatTakesThePlaceOfAnArrayOrObjectIsNoticedAtOnce() throws Exception {
+    @SuppressWarnings("unchecked")
+    public void whatTakesThePlaceOfAnArrayOrObjectIsNoticedAtOnce() throws Throwable {
         Object[][] cases = { // with which of the calls below fail
             {"-x-", "Plant.table became an array of 2 elements, expected one of 3",
-                (Change) p -> p.table = new double[2]},
+                (Consumer<Plant>) p -> p.table = new double[2]},
             {"--x", "Plant.flows became an array of 4 elements, expected one of 2",
-                (Change) p -> p.flows = new double[4]},
-            {"--x", "Plant.flows became null, expected one of 2", (Change) p -> p.flows = null},
-            {"xxx", "Plant.machines became another", (Change) p -> p.machines = new Hydraulics<>(new BigPump())},
-            {"xxx", "Plant.pumps became another", (Change) p -> p.pumps = p.pumps.clone()},
-            {"xxx", "Plant.pumps became another", (Change) p -> p.pumps[0] = new Pump()},
-            {"xxx", "Plant.pumps became another", (Change) p -> p.pumps[1] = new BigPump()},
+                (Consumer<Plant>) p -> p.flows = new double[4]},
+            {"--x", "Plant.flows became null, expected one of 2", (Consumer<Plant>) p -> p.flows = null},
+            {"xxx", "Plant.machines became another", (Consumer<Plant>) p -> p.machines = new Hydraulics<>(new BigPump())},
+            {"xxx", "Plant.pumps became another", (Consumer<Plant>) p -> p.pumps = p.pumps.clone()},
+            {"xxx", "Plant.pumps became another", (Consumer<Plant>) p -> p.pumps[0] = new Pump()},
+            {"xxx", "Plant.pumps became another", (Consumer<Plant>) p -> p.pumps[1] = new BigPump()},
         };
         double[] values = new double[6];
         for (Object[] change : cases) {
             class Changing extends Plant {
                 @Override
                 protected void step(double time, double stepSize) {
-                    ((Change) change[2]).make(this);
+                    ((Consumer<Plant>) change[2]).accept(this);
                 }
             }
             Plant plant = new Changing();
             plant.initialize(values, values);
             StringBuilder failed = new StringBuilder();
-            for (Callable<?> call : Arrays.<Callable<?>>asList(
-                    () -> step(plant, values), () -> set(plant), () -> step(plant, values))) {
+            ThrowingRunnable step = () -> plant.step(0, 1, values, values);
+            for (ThrowingRunnable call : Arrays.asList(step, () -> plant.set(2, 1), step)) {
                 try {
-                    call.call();
+                    call.run();
                     failed.append('-');
                 } catch (IllegalStateException e) {
                     failed.append('x');
@@ -341,19 +343,5 @@ public class FieldsTest {
         plant.table = new double[3];
         plant.set(3, 4);
         assertEquals(4, plant.table[1], 0);
-    }
-
-    private interface Change {
-        void make(Plant plant);
-    }
-
-    private static Object step(Plant plant, double[] values) throws Exception {
-        plant.step(0, 1, values, values);
-        return null;
-    }
-
-    private static Object set(Plant plant) {
-        plant.set(2, 1);
-        return null;
     }
 }

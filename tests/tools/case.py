@@ -3,6 +3,7 @@ environment, FMUs that many tests use, and a case that runs commands in a direct
 
 import csv
 import functools
+import io
 import os
 import random
 import re
@@ -199,3 +200,40 @@ class Importer(Case):
                   "ODD = 'file:///proc/self/cwd/odd/resources'\n" + script)
         return self.zelvox("exec", *options, "--", sys.executable, "-Bc", script, code=code,
                            env={"PYTHONPATH": f"{Path(__file__).parent}:{PACKAGE}"})[0].splitlines()
+
+
+class Author(Case):
+    """Has the model that `zelvox new` makes, as Tank.java."""
+
+    def setUp(self):
+        super().setUp()
+        self.zelvox("new", "com.acme.Tank")
+        self.tank = (self.home / "Tank/Tank.java").read_text()
+        self.write("Tank.java", self.tank)
+
+    def start(self, command, *arguments, **options):
+        # One small file is compiled before the JVM's second compiler is of any use.
+        quick = ["--jvm-option=-XX:TieredStopAtLevel=1"] if command in ("pack", "simulate") else []
+        return super().start(command, *quick, *arguments, **options)
+
+    def packed(self, *arguments):
+        """What lies in the jar of the classes, and what `zelvox info` says."""
+        out = self.zelvox("pack", *arguments, "-o", "new.fmu")
+        self.assertEqual(out, ("new.fmu: Tank (com.acme.Tank) with 1 input, 1 output and 2 parameters\n", ""))
+        with zipfile.ZipFile(self.home / "new.fmu") as fmu:
+            with zipfile.ZipFile(io.BytesIO(fmu.read("resources/model.jar"))) as jar:
+                return {name: jar.read(name) for name in jar.namelist()}, self.zelvox("info", "new.fmu")[0]
+
+    def write(self, name, content):
+        (self.home / name).parent.mkdir(parents=True, exist_ok=True)
+        return super().write(name, content)
+
+    def classes(self, *arguments, **others):
+        """Has a directory of classes, as a compiler makes them."""
+        for name, content in {**self.packed(*(arguments or ["Tank.java"]))[0], **others}.items():
+            self.write(f"classes/{name}", content)
+
+    def changed_source(self, *change, name="Tank.java"):
+        self.assertIn(change[0], self.tank)
+        text = self.tank.replace(*change)
+        return self.write(name, text + "}" * (text.count("{") - text.count("}")))

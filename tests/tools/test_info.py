@@ -261,6 +261,7 @@ class Checked(Case):
             out = self.findings(xml, int(bool(wrong)))[0]
             self.assertEqual([re.search("variable '(.)'", line)[1] for line in out if "[alias]" in line], wrong)
 
+@unittest.skipUnless("MAN_PAGES" in os.environ, "help2man is not installed")
 class Manual(Case):
     def test_each_command_has_a_page_with_its_options_and_examples(self):
         self.finish(self.start(f"-DCMAKE_INSTALL_PREFIX={self.home}", "-P", os.environ["MAN_PAGES"],

@@ -62,7 +62,8 @@ class Pack(Case):
             self.assertEqual(archive.read("documentation/licenses/license.txt").decode(), "(c) Ann\n<free>\n")
         texts = [element.text for element in page.iter()]
         for text in ("Prüfstand <1> & 𝄞", 'All that is "odd",\nin two lines', "Ann & Bö", "<free>",
-                     "-1 s to 1 s in steps of 0.25 s", 'in, "quoted"', "°C", "<&>", "-273.15 … 1e+300", "zelvox simulate odd.fmu\nzelvox exec -- fmpy simulate odd.fmu\n"):
+                     "-1 s to 1 s in steps of 0.25 s", 'in, "quoted"', "°C", "<&>", "-273.15 … 1e+300",
+                     "zelvox simulate odd.fmu\nzelvox exec -- fmpy simulate odd.fmu\n"):
             self.assertIn(text, texts)
         _, told = self.zelvox("pack", "--jar", ODD_JAR, "--model", "Odd", "--jvm-option", "-Dodd=tells", "-o", "x.fmu")
         self.assertEqual(told.count("freed\n"), 2)  # one for each of the two that were compared

@@ -380,6 +380,7 @@ class Resumed(Case):
             self.assertEqual(study.wait(), code)
             parts = {part.name: part.stat().st_mtime_ns for part in Path("out").glob("runs-*")}
             self.assertEqual({name: parts.get(name) for name in made}, made, "a part was made again")
+            self.assertGreater(len(parts), len(made), "what was made is gone")
             made = parts
         self.assertEqual(pandas.read_parquet("out")["run"].tolist(), list(range(1, 81)))
         Path("out", max(made)).write_bytes(b"PAR1")  # a part that the disk has lost

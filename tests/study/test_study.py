@@ -34,7 +34,7 @@ from zelvox._study import engine, pictures, worker
 from zelvox._study.child import Unwanted
 from zelvox._study.errors import StudyError
 from zelvox._study.parameters import meaning
-from zelvox._study.plan import Wish
+from zelvox._study.plan import Wish, _carried
 from zelvox._study.plan import plan as planned
 from zelvox._study.sampling import samples
 from zelvox._study.store import Store
@@ -393,6 +393,7 @@ class Resumed(Case):
                               ("made with --start-value=pause=0.005 and without --start-value=pause=0;",
                                {"start_values": {"pause": 0}})):
             self.refused(reason, "trial.fmu", grid, **{**again, **wrong})
+        self.refused("with 80 runs of start .* and without 80 runs of start ", "trial.fmu", {"start": "2:81:80"}, **again)
         with open("trial.fmu", "ab") as fmu:
             fmu.write(b"\0")
         self.refused("with trial.fmu of .* and without trial.fmu of ", "trial.fmu", grid, **again)
@@ -524,6 +525,12 @@ class Usage(Case):
         self.assertEqual((study.returncode, Path("out").exists()), (1, False))
         self.refused("two columns 'error', expected other", self.stub(xml=XML.replace("held", "error")), {"set": [1]},
                      record="all", workers=1)
+        files = {}  # of one name, from several directories
+        for directory in ("a", "b", "c"):
+            Path(directory).mkdir()
+            Path(directory, "x.jar").write_text(directory)
+            _carried(Path(directory, "x.jar"), "--class-path", files)
+        self.assertEqual(list(files.values()), [b"a", b"b", b"c"])
         study = self.study("--parameter=rate=1,2", "--class-path=trial.fmu:no.jar", "--output=out")
         self.assertIn(" no.jar cannot be read", study.communicate()[1])
         killed = SimpleNamespace(status="error", exception=lambda: KilledWorker("batch", None, 3))
